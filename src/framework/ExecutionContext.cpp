@@ -1,0 +1,34 @@
+#include "framework/ExecutionContext.h"
+
+#include <filesystem>
+
+#include "framework/ProcessLog.h"
+
+namespace qva {
+
+ExecutionContext::ExecutionContext(MainThreadQueue& mainThreadQueue) : mainThreadQueue_(mainThreadQueue) {}
+
+std::string ExecutionContext::compositionFolder() const {
+  std::error_code error;
+  if (compositionPath_) {
+    return std::filesystem::path(*compositionPath_).parent_path().string();
+  }
+  return std::filesystem::current_path(error).string();
+}
+
+std::string ExecutionContext::resolvePath(const std::string& path) const {
+  if (path.empty() || path.front() == '/') {
+    return path;
+  }
+  return (std::filesystem::path(compositionFolder()) / path).string();
+}
+
+void ExecutionContext::logMessage(const std::string& line) const {
+  if (hostLog_) {
+    hostLog_(line);
+  } else {
+    ProcessLog::write(line);
+  }
+}
+
+}  // namespace qva

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "framework/PropertyList.h"
+
+namespace qva {
+
+class GLContext;
+class MainThreadQueue;
+
+// A rectangle in composition units: x from -1 to 1, y from -H/W to H/W.
+struct Rect {
+  double x = -1;
+  double y = -0.5625;
+  double width = 2;
+  double height = 1.125;
+};
+
+struct PixelSize {
+  int width = 1920;
+  int height = 1080;
+};
+
+// What the host offers a patch during execution: bounds, viewport, colour space, the composition's
+// location, user information for the playout host, the host log, the GL context (or none) and the
+// host thread's queue.
+class ExecutionContext {
+ public:
+  using LogSink = std::function<void(const std::string& line)>;
+
+  explicit ExecutionContext(MainThreadQueue& mainThreadQueue);
+
+  const Rect& bounds() const { return bounds_; }
+  void setBounds(const Rect& bounds) { bounds_ = bounds; }
+  const PixelSize& viewport() const { return viewport_; }
+  void setViewport(const PixelSize& viewport) { viewport_ = viewport; }
+  const std::string& colorSpace() const { return colorSpace_; }
+
+  // The composition file's path; none for an unsaved composition.
+  const std::optional<std::string>& compositionPath() const { return compositionPath_; }
+  void setCompositionPath(std::optional<std::string> path) { compositionPath_ = std::move(path); }
+  // The folder relative paths on ports resolve against: the composition's folder, or the working
+  // folder for an unsaved composition.
+  std::string compositionFolder() const;
+  // A port path resolved: absolute paths as they are, others against compositionFolder().
+  std::string resolvePath(const std::string& path) const;
+
+  // The local time zone (an IANA name) used wherever local time is formatted; empty means the machine's.
+  const std::string& timeZone() const { return timeZone_; }
+  void setTimeZone(std::string timeZone) { timeZone_ = std::move(timeZone); }
+
+  // The user-information dictionary read by the playout host.
+  PropertyList& userInfo() { return userInfo_; }
+  const PropertyList& userInfo() const { return userInfo_; }
+
+  void logMessage(const std::string& line) const;
+  void setHostLog(LogSink sink) { hostLog_ = std::move(sink); }
+
+  GLContext* glContext() const { return glContext_; }
+  void setGLContext(GLContext* context) { glContext_ = context; }
+
+  MainThreadQueue& mainThreadQueue() const { return mainThreadQueue_; }
+
+ private:
+  Rect bounds_;
+  PixelSize viewport_;
+  std::string colorSpace_ = "sRGB";
+  std::optional<std::string> compositionPath_;
+  std::string timeZone_;
+  PropertyList userInfo_ = PropertyList::object();
+  LogSink hostLog_;
+  GLContext* glContext_ = nullptr;
+  MainThreadQueue& mainThreadQueue_;
+};
+
+}  // namespace qva

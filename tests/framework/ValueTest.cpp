@@ -1,0 +1,8 @@
+#include <gtest/gtest.h>
+
+#include "framework/Structure.h"
+#include "framework/Value.h"
+
+namespace qva {
+TEST(Value, Placeholder) { EXPECT_TRUE(Value().isNone()); }
+}  // namespace qva
