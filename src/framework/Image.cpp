@@ -4,7 +4,17 @@
 
 namespace qva {
 
+Image::Representation::~Representation() = default;
+
 Image::~Image() = default;
+
+bool Image::render(GLContext& /*context*/) const {
+  return false;
+}
+
+void Image::setConvertedRepresentation(std::unique_ptr<Representation> representation) const {
+  converted_ = std::move(representation);
+}
 
 BufferImage::BufferImage(int width, int height, std::size_t rowBytes, const std::uint8_t* bytes,
                          ReleaseCallback release)
@@ -18,6 +28,15 @@ BufferImage::~BufferImage() {
 
 std::optional<PixelBufferView> BufferImage::pixelBuffer() const {
   return PixelBufferView{width_, height_, rowBytes_, bytes_};
+}
+
+TextureImage::TextureImage(const TextureView& texture, ReleaseCallback release)
+    : texture_(texture), release_(std::move(release)) {}
+
+TextureImage::~TextureImage() {
+  if (release_) {
+    release_(texture_);
+  }
 }
 
 }  // namespace qva

@@ -3,11 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "framework/Value.h"
 
 namespace qva {
+
+class GLContext;
 
 // A read-only view of BGRA8 pixels with premultiplied alpha, rows top to bottom.
 struct PixelBufferView {
@@ -17,21 +20,51 @@ struct PixelBufferView {
   const std::uint8_t* bytes = nullptr;
 };
 
-// An immutable image shared through ImageRef. Patches that compute pixels hand out buffer images; the
-// host adds other representations (textures, images drawn on demand) and converts between them.
+enum class TextureTarget { Texture2D, Rectangle };
+
+// A GL texture holding premultiplied RGBA; flipped means its first row is the top of the image.
+struct TextureView {
+  std::uint32_t name = 0;
+  TextureTarget target = TextureTarget::Texture2D;
+  int width = 0;
+  int height = 0;
+  bool flipped = false;
+};
+
+// An immutable image shared through ImageRef. An image has one native representation (pixels in memory,
+// a GL texture, or drawing on demand); the host converts to the others when a consumer asks and keeps
+// the result with the image (convertedRepresentation), so each image is converted once.
 class Image {
  public:
+  // What the host keeps of a conversion; it dies with the image.
+  class Representation {
+   public:
+    virtual ~Representation();
+  };
+
   virtual ~Image();
   Image(const Image&) = delete;
   Image& operator=(const Image&) = delete;
 
   virtual int width() const = 0;
   virtual int height() const = 0;
-  // The pixels in memory, when the image has that representation.
+  // The pixels in memory, when that is the image's own representation.
   virtual std::optional<PixelBufferView> pixelBuffer() const = 0;
+  // The GL texture, when that is the image's own representation.
+  virtual std::optional<TextureView> texture() const { return std::nullopt; }
+  // Images drawn on demand draw themselves into the framebuffer the host has bound (the image's size,
+  // viewport set, projection the identity); false when the image cannot be drawn.
+  virtual bool canRender() const { return false; }
+  virtual bool render(GLContext& context) const;
+
+  Representation* convertedRepresentation() const { return converted_.get(); }
+  void setConvertedRepresentation(std::unique_ptr<Representation> representation) const;
 
  protected:
   Image() = default;
+
+ private:
+  mutable std::unique_ptr<Representation> converted_;
 };
 
 // An image over a pixel buffer that someone else allocated; the release callback runs once, when the
@@ -53,6 +86,25 @@ class BufferImage final : public Image {
   int height_;
   std::size_t rowBytes_;
   const std::uint8_t* bytes_;
+  ReleaseCallback release_;
+};
+
+// An image over a GL texture that someone else owns; the release callback runs once, when the last
+// reference goes.
+class TextureImage final : public Image {
+ public:
+  using ReleaseCallback = std::function<void(const TextureView& texture)>;
+
+  TextureImage(const TextureView& texture, ReleaseCallback release);
+  ~TextureImage() override;
+
+  int width() const override { return texture_.width; }
+  int height() const override { return texture_.height; }
+  std::optional<PixelBufferView> pixelBuffer() const override { return std::nullopt; }
+  std::optional<TextureView> texture() const override { return texture_; }
+
+ private:
+  TextureView texture_;
   ReleaseCallback release_;
 };
 

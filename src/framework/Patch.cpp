@@ -14,7 +14,8 @@ std::vector<const PortDescription*> orderedPorts(const std::vector<PortDescripti
   std::vector<const PortDescription*> ordered;
   if (sortedKeys) {
     for (const std::string& key : *sortedKeys) {
-      auto found = std::find_if(ports.begin(), ports.end(), [&](const auto& port) { return port.key == key; });
+      auto found =
+          std::find_if(ports.begin(), ports.end(), [&](const auto& port) { return port.key == key; });
       if (found != ports.end()) {
         ordered.push_back(&*found);
       }
@@ -30,7 +31,8 @@ std::vector<const PortDescription*> orderedPorts(const std::vector<PortDescripti
 
 template <typename Port>
 auto findPort(std::vector<Port>& ports, const std::string& key) {
-  return std::find_if(ports.begin(), ports.end(), [&](const Port& port) { return port.description.key == key; });
+  return std::find_if(ports.begin(), ports.end(),
+                      [&](const Port& port) { return port.description.key == key; });
 }
 
 const Value& noValue() {
@@ -51,11 +53,15 @@ Patch::Patch(const PatchClass& patchClass) : patchClass_(patchClass) {
 
 Patch::~Patch() = default;
 
-bool Patch::startExecution(ExecutionContext&) { return true; }
+bool Patch::startExecution(ExecutionContext&) {
+  return true;
+}
 
 void Patch::enableExecution(ExecutionContext&) {}
 
-double Patch::executionTimeForContext(ExecutionContext&, double time, const Arguments&) { return time; }
+double Patch::executionTimeForContext(ExecutionContext&, double time, const Arguments&) {
+  return time;
+}
 
 void Patch::disableExecution(ExecutionContext&) {}
 
@@ -138,7 +144,8 @@ const Value& Patch::outputValue(const std::string& key) const {
 
 void Patch::addInputPort(PortType type, const std::string& key, const PortAttributes& attributes) {
   removeInputPort(key);
-  inputs_.push_back({{key, type, attributes}, attributes.defaultValue.convertedTo(type), Value(), false, true});
+  inputs_.push_back(
+      {{key, type, attributes}, attributes.defaultValue.convertedTo(type), Value(), false, true});
 }
 
 void Patch::addOutputPort(PortType type, const std::string& key, const PortAttributes& attributes) {

@@ -4,7 +4,9 @@
 
 namespace qva {
 
-void PatchRegistry::add(const PatchClass& patchClass) { classes_[patchClass.className] = &patchClass; }
+void PatchRegistry::add(const PatchClass& patchClass) {
+  classes_[patchClass.className] = &patchClass;
+}
 
 const PatchClass* PatchRegistry::find(const std::string& className) const {
   auto found = classes_.find(className);

@@ -8,7 +8,9 @@ namespace {
 constexpr const char* kSavedVersionKey = "savedVersion";
 }
 
-QVAPlugIn::QVAPlugIn(const PatchClass& patchClass) : Patch(patchClass) { QVAGreeter::shared().showThanks(); }
+QVAPlugIn::QVAPlugIn(const PatchClass& patchClass) : Patch(patchClass) {
+  QVAGreeter::shared().showThanks();
+}
 
 std::vector<std::string> QVAPlugIn::plugInKeys(std::initializer_list<std::string> ownKeys) {
   std::vector<std::string> keys{kSavedVersionKey};

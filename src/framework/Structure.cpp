@@ -13,11 +13,13 @@ StructureRef Structure::makeArray(std::vector<Value> values) {
   return structure;
 }
 
-void Structure::append(Value value) { members_.push_back({std::nullopt, std::move(value)}); }
+void Structure::append(Value value) {
+  members_.push_back({std::nullopt, std::move(value)});
+}
 
 void Structure::set(const std::string& key, Value value) {
-  auto found = std::find_if(members_.begin(), members_.end(),
-                            [&](const Member& member) { return member.key == key; });
+  auto found =
+      std::find_if(members_.begin(), members_.end(), [&](const Member& member) { return member.key == key; });
   if (found != members_.end()) {
     found->value = std::move(value);
   } else {

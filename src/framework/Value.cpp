@@ -1,11 +1,12 @@
 #include "framework/Value.h"
 
+#include <strings.h>
+
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
-#include <strings.h>
 
 #include "framework/Image.h"
 #include "framework/Structure.h"
@@ -14,10 +15,12 @@ namespace qva {
 
 namespace {
 
-constexpr std::array<std::string_view, 7> kPortTypeNames = {"Boolean", "Index",  "Number",   "String",
+constexpr std::array<std::string_view, 7> kPortTypeNames = {"Boolean", "Index", "Number",   "String",
                                                             "Color",   "Image", "Structure"};
 
-double leadingNumber(const std::string& text) { return std::strtod(text.c_str(), nullptr); }
+double leadingNumber(const std::string& text) {
+  return std::strtod(text.c_str(), nullptr);
+}
 
 std::uint32_t clampToIndex(double number) {
   if (std::isnan(number) || number <= 0) {
@@ -43,7 +46,9 @@ std::string formatNumber(double number) {
 
 }  // namespace
 
-std::string_view portTypeName(PortType type) { return kPortTypeNames.at(static_cast<std::size_t>(type)); }
+std::string_view portTypeName(PortType type) {
+  return kPortTypeNames.at(static_cast<std::size_t>(type));
+}
 
 std::optional<PortType> portTypeFromName(std::string_view name) {
   for (std::size_t i = 0; i < kPortTypeNames.size(); ++i) {

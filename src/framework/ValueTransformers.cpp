@@ -10,7 +10,8 @@ namespace {
 constexpr std::string_view kFileScheme = "file://";
 }
 
-std::optional<int> FormatStringToArgumentCount::transformedValue(const std::optional<std::string>& formatString) {
+std::optional<int> FormatStringToArgumentCount::transformedValue(
+    const std::optional<std::string>& formatString) {
   if (!formatString) {
     return std::nullopt;
   }
