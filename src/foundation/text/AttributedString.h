@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/text/TextAttributes.h"
+
+namespace qva {
+
+// Text as UTF-16 code units with attribute runs. Locations and lengths count code units. Runs cover
+// the text without gaps, and neighbouring runs always differ in their attributes.
+class AttributedString {
+ public:
+  struct Run {
+    std::size_t location = 0;
+    std::size_t length = 0;
+    TextAttributes attributes;
+
+    bool operator==(const Run&) const = default;
+  };
+
+  AttributedString() = default;
+  explicit AttributedString(std::u16string text, const TextAttributes& attributes = {});
+  static AttributedString fromUtf8(std::string_view text, const TextAttributes& attributes = {});
+
+  const std::u16string& text() const { return text_; }
+  std::string utf8() const;
+  std::size_t length() const { return text_.size(); }
+  bool empty() const { return text_.empty(); }
+  const std::vector<Run>& runs() const { return runs_; }
+
+  // The attributes of the character at index; index must be below length().
+  const TextAttributes& attributesAt(std::size_t index) const;
+
+  void append(std::u16string_view text, const TextAttributes& attributes);
+  void append(const AttributedString& other);
+  // Replaces the characters in the range (cut to the text) with other, keeping other's attributes.
+  void replace(std::size_t location, std::size_t length, const AttributedString& other);
+  // The characters in the range (cut to the text) with their attributes.
+  AttributedString substring(std::size_t location, std::size_t length) const;
+
+  bool operator==(const AttributedString&) const = default;
+
+ private:
+  void appendRun(std::size_t length, const TextAttributes& attributes);
+
+  std::u16string text_;
+  std::vector<Run> runs_;
+};
+
+}  // namespace qva

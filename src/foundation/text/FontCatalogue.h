@@ -1,0 +1,29 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace qva {
+
+// The fonts fontconfig knows. A name exists when an installed family carries it or when the
+// configuration substitutes an installed family for it (as the project's fonts.conf does for
+// "LucidaGrande", "Helvetica" and the other names compositions use); the generic fallbacks that every
+// unknown name receives do not count.
+class FontCatalogue {
+ public:
+  static FontCatalogue& shared();
+
+  bool fontExists(const std::string& name);
+  // The installed family that draws the name, or none when the name does not exist.
+  std::optional<std::string> resolvedFamily(const std::string& name);
+
+ private:
+  FontCatalogue() = default;
+
+  std::mutex mutex_;
+  std::map<std::string, std::optional<std::string>> resolved_;
+};
+
+}  // namespace qva
