@@ -1,11 +1,13 @@
 #include "patches/AllPatches.h"
 
+#include "patches/subtitles/SubtitlePatches.h"
 #include "patches/timing/TimingPatches.h"
 
 namespace qva {
 
 void registerAllPatches(PatchRegistry& registry) {
   registerTimingPatches(registry);
+  registerSubtitlePatches(registry);
 }
 
 }  // namespace qva

@@ -1,0 +1,12 @@
+#include "patches/subtitles/SubtitlePatches.h"
+
+#include "framework/PatchRegistry.h"
+#include "patches/subtitles/QVAVideoSubtitlerPlugIn.h"
+
+namespace qva {
+
+void registerSubtitlePatches(PatchRegistry& registry) {
+  registry.add(QVAVideoSubtitlerPlugIn::patchClass());
+}
+
+}  // namespace qva

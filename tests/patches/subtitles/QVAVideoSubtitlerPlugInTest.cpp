@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "foundation/dispatch/TaskQueue.h"
+#include "foundation/encodings/StringEncodings.h"
+#include "patches/subtitles/QVAVideoSubtitlerPlugIn.h"
+
+namespace qva {
+namespace {
+
+constexpr char kScript[] =
+    "[V4 Styles]\n"
+    "Style: Default,Arial Narrow,28.7,65535,0,0,0,0,0,1,1,1,2,30,30,30,0,0\n"
+    "Style: Red,Tahoma,40,255,0,0,0,0,0,1,1,1,2,30,30,30,0,0\n"
+    "[Events]\n"
+    "Dialogue: Marked=0,0:00:01.00,0:00:04.50,Default,,0000,0000,0000,,Hello, world\n"
+    "Dialogue: Marked=0,0:00:05.00,0:00:06.00,Default,,0000,0000,0000,,One\\nTwo\\NThree\n"
+    "Dialogue: Marked=0,0:00:07.00,0:00:08.00,Red,,0000,0000,0000,,caf\xe9\n";
+
+class VideoSubtitlerTest : public ::testing::Test {
+ protected:
+  VideoSubtitlerTest() : context_(queue_) {}
+
+  void SetUp() override {
+    folder_ = std::filesystem::temp_directory_path() / ("qva-subtitler-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder_ / "shows");
+    std::ofstream(folder_ / "shows" / "script one.ssa", std::ios::binary) << kScript;
+    context_.setCompositionPath((folder_ / "shows" / "show.qvc").string());
+    patch_.setHostLog([this](const std::string& line) { log_.push_back(line); });
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  void run(double movieTime) {
+    patch_.setInputValue("inputMovieTime", Value(movieTime));
+    patch_.updateInputChangeFlags();
+    EXPECT_TRUE(patch_.execute(context_, 0, Arguments()));
+    patch_.finishExecution();
+  }
+  Value output(const std::string& key) const { return patch_.findOutputPort(key)->value; }
+  std::string subtitle() const { return output("outputSubtitle").stringValue(); }
+
+  TaskQueue queue_;
+  ExecutionContext context_;
+  QVAVideoSubtitlerPlugIn patch_;
+  std::filesystem::path folder_;
+  std::vector<std::string> log_;
+};
+
+TEST_F(VideoSubtitlerTest, ClassOffersEveryEncodingByPosition) {
+  const PatchClass& c = QVAVideoSubtitlerPlugIn::patchClass();
+  EXPECT_EQ(c.name, "QVA Video Subtitler");
+  EXPECT_EQ(c.executionMode, ExecutionMode::Provider);
+  EXPECT_EQ(c.timeMode, TimeMode::Idle);
+  const PortAttributes* menu = c.attributesForPropertyPortWithKey("inputStringEncoding");
+  ASSERT_NE(menu, nullptr);
+  ASSERT_GT(menu->menuItems.size(), 10u);
+  EXPECT_EQ(menu->menuItems, StringEncodings::names());
+  EXPECT_EQ(menu->maximum, static_cast<double>(menu->menuItems.size() - 1));
+  for (const char* name : {"UTF-8", "ISO-8859-1", "UTF-16"}) {
+    const std::uint32_t index = QVAVideoSubtitlerPlugIn::indexForStringEncoding(name);
+    ASSERT_LT(index, menu->menuItems.size()) << name;
+    EXPECT_EQ(QVAVideoSubtitlerPlugIn::stringEncodingForIndex(index), name);
+  }
+  EXPECT_EQ(QVAVideoSubtitlerPlugIn::indexForStringEncoding("no such encoding"), 0xFFFFFFFFu);
+  EXPECT_FALSE(
+      QVAVideoSubtitlerPlugIn::stringEncodingForIndex(static_cast<std::uint32_t>(menu->menuItems.size())));
+}
+
+TEST_F(VideoSubtitlerTest, ShowsTheEntryAtTheMovieTimeWithItsStyle) {
+  patch_.setInputValue("inputSubtitleFile", Value("script one.ssa"));
+  patch_.setInputValue("inputStringEncoding",
+                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("UTF-8")));
+  run(4.5);
+  EXPECT_TRUE(log_.empty()) << log_.front();
+  EXPECT_EQ(subtitle(), "Hello, world");
+  EXPECT_EQ(output("outputFontName").stringValue(), "Arial Narrow");
+  EXPECT_EQ(output("outputFontSize").indexValue(), 28u);
+  EXPECT_EQ(output("outputFontColor").colorValue(), (Color{1, 1, 0, 1}));
+
+  run(4.501);
+  EXPECT_EQ(subtitle(), "");
+  run(5.5);
+  EXPECT_EQ(subtitle(), "One\nTwo\\NThree");
+  run(7.5);  // invalid UTF-8: no text, but the new style still applies
+  EXPECT_EQ(subtitle(), "");
+  EXPECT_EQ(output("outputFontName").stringValue(), "Tahoma");
+  EXPECT_EQ(output("outputFontSize").indexValue(), 40u);
+  EXPECT_EQ(output("outputFontColor").colorValue(), (Color{1, 0, 0, 1}));
+}
+
+TEST_F(VideoSubtitlerTest, EncodingAppliesFromTheNextEntryAndSeekingBackIntoTheSameEntryStaysEmpty) {
+  patch_.setInputValue("inputSubtitleFile", Value((folder_ / "shows" / "script one.ssa").string()));
+  patch_.setInputValue("inputStringEncoding",
+                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("UTF-8")));
+  run(7.2);
+  EXPECT_EQ(subtitle(), "");
+  patch_.setInputValue("inputStringEncoding",
+                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("ISO-8859-1")));
+  run(7.4);  // same entry: not decoded again
+  EXPECT_EQ(subtitle(), "");
+  run(1.0);
+  EXPECT_EQ(subtitle(), "Hello, world");
+  run(7.6);
+  EXPECT_EQ(subtitle(), "caf\u00e9");
+
+  run(6.5);  // a gap, then back into the entry shown last
+  EXPECT_EQ(subtitle(), "");
+  run(7.7);
+  EXPECT_EQ(subtitle(), "");
+  run(2.0);
+  EXPECT_EQ(subtitle(), "Hello, world");
+}
+
+TEST_F(VideoSubtitlerTest, UnreadableOrBrokenScriptsAreLoggedAndIgnored) {
+  patch_.setInputValue("inputSubtitleFile", Value("script one.ssa"));
+  run(1.0);
+  EXPECT_EQ(subtitle(), "Hello, world");
+
+  patch_.setInputValue("inputSubtitleFile", Value("missing.ssa"));
+  run(5.5);
+  ASSERT_EQ(log_.size(), 1u);
+  EXPECT_EQ(log_[0], "ERROR opening subtitle file: " + (folder_ / "shows" / "missing.ssa").string());
+  run(5.6);  // no entries: time changes are ignored and the outputs keep their values
+  EXPECT_EQ(subtitle(), "Hello, world");
+  EXPECT_EQ(output("outputFontName").stringValue(), "Arial Narrow");
+
+  std::ofstream(folder_ / "shows" / "broken.ssa") << "Dialogue: 0,0:00:01.00,0:00:02.00,Nobody,,0,0,0,,x\n";
+  patch_.setInputValue("inputSubtitleFile", Value("broken.ssa"));
+  run(1.5);
+  ASSERT_EQ(log_.size(), 3u);
+  EXPECT_NE(log_[2].find("unknown style \"Nobody\""), std::string::npos) << log_[2];
+
+  // A readable script again: the first entry found sets every output.
+  patch_.setInputValue("inputSubtitleFile", Value("script one.ssa"));
+  run(7.5);
+  EXPECT_EQ(output("outputFontName").stringValue(), "Tahoma");
+}
+
+}  // namespace
+}  // namespace qva
