@@ -1,5 +1,6 @@
 #include "patches/AllPatches.h"
 
+#include "patches/data/DataPatches.h"
 #include "patches/subtitles/SubtitlePatches.h"
 #include "patches/timing/TimingPatches.h"
 
@@ -8,6 +9,7 @@ namespace qva {
 void registerAllPatches(PatchRegistry& registry) {
   registerTimingPatches(registry);
   registerSubtitlePatches(registry);
+  registerDataPatches(registry);
 }
 
 }  // namespace qva

@@ -1,0 +1,18 @@
+#include "patches/data/DataPatches.h"
+
+#include "framework/PatchRegistry.h"
+#include "patches/data/QVAStructureSortPlugIn.h"
+#include "patches/data/QVATextFileReaderPlugIn.h"
+#include "patches/data/QVAURLStringDecoderPlugIn.h"
+#include "patches/data/QVAURLStringEncoderPlugIn.h"
+
+namespace qva {
+
+void registerDataPatches(PatchRegistry& registry) {
+  registry.add(QVAStructureSortPlugIn::patchClass());
+  registry.add(QVAURLStringDecoderPlugIn::patchClass());
+  registry.add(QVAURLStringEncoderPlugIn::patchClass());
+  registry.add(QVATextFileReaderPlugIn::patchClass());
+}
+
+}  // namespace qva
