@@ -1,0 +1,57 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "foundation/dispatch/TaskQueue.h"
+#include "framework/ExecutionContext.h"
+#include "framework/Patch.h"
+#include "framework/ProcessLog.h"
+
+namespace qva {
+
+// Drives one patch the way a host does: settings, start, then frames of set inputs, change flags,
+// (for idle patches) the next-time query, execute and finish.
+class PatchDriver {
+ public:
+  explicit PatchDriver(std::unique_ptr<Patch> patch);
+  ~PatchDriver();
+
+  Patch& patch() { return *patch_; }
+  ExecutionContext& context() { return context_; }
+
+  void setSetting(const std::string& key, const PropertyList& value) {
+    patch_->setSerializedValueForKey(value, key);
+  }
+  void set(const std::string& key, const Value& value);
+  bool start();
+  void stop();
+  // One frame at host time t; answers what execute answered.
+  bool frame(double time, const Arguments& arguments = Arguments());
+  // What an idle-mode patch answered before the last frame.
+  double lastExecutionTime() const { return lastExecutionTime_; }
+
+  const Value& output(const std::string& key) const;
+  double number(const std::string& key) const { return output(key).numberValue(); }
+  std::string string(const std::string& key) const { return output(key).stringValue(); }
+  bool boolean(const std::string& key) const { return output(key).booleanValue(); }
+
+  // Lines written to the process log while the driver lives.
+  const std::vector<std::string>& processLog() const { return *processLog_; }
+
+ private:
+  TaskQueue queue_;
+  ExecutionContext context_;
+  std::unique_ptr<Patch> patch_;
+  double lastExecutionTime_ = 0;
+  std::shared_ptr<std::vector<std::string>> processLog_;
+  ProcessLog::Sink previousSink_;
+};
+
+template <typename PlugIn>
+PatchDriver driverFor() {
+  return PatchDriver(std::make_unique<PlugIn>());
+}
+
+}  // namespace qva

@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "PatchDriver.h"
+#include "patches/timing/QVAInterpolation.h"
+#include "patches/timing/QVASmoothPlugIn.h"
+
+namespace qva {
+namespace {
+
+constexpr double kOnInputChangeOnly = std::numeric_limits<float>::max();
+
+// Output 0 settled from t = 0, then the input becomes 10 at t = 1 with a 2 s linear rise.
+void startRising(PatchDriver& smooth) {
+  smooth.set("inputIncreasingDuration", 2.0);
+  smooth.start();
+  smooth.frame(0);
+  smooth.set("inputValue", 10.0);
+}
+
+TEST(QVASmoothPlugIn, EasesLinearlyAndSettlesOnTheTarget) {
+  PatchDriver smooth = driverFor<QVASmoothPlugIn>();
+  startRising(smooth);
+  smooth.frame(1);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 0);
+  smooth.frame(2);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 5);
+  smooth.frame(3);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 10);
+  smooth.frame(3.4);
+  EXPECT_DOUBLE_EQ(smooth.lastExecutionTime(), 3.4);  // still settling
+  smooth.frame(7);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 10);
+  EXPECT_EQ(smooth.lastExecutionTime(), kOnInputChangeOnly);
+  smooth.set("inputDecreasingInterpolation", std::uint32_t{3});
+  smooth.frame(8);
+  EXPECT_DOUBLE_EQ(smooth.lastExecutionTime(), 8);  // an input changed
+}
+
+TEST(QVASmoothPlugIn, SnapsAtTimeZeroAndAfterEveryEnable) {
+  PatchDriver smooth = driverFor<QVASmoothPlugIn>();
+  startRising(smooth);
+  smooth.frame(1);
+  smooth.frame(2);
+  smooth.frame(0);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 10);
+
+  smooth.set("inputValue", 0.0);
+  smooth.frame(1);
+  smooth.frame(1.5);
+  EXPECT_GT(smooth.number("outputSmoothedValue"), 0);
+  smooth.patch().enableExecution(smooth.context());
+  smooth.frame(1.6);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 0);
+}
+
+TEST(QVASmoothPlugIn, NewTransitionsStartFromTheCurrentOutput) {
+  PatchDriver smooth = driverFor<QVASmoothPlugIn>();
+  startRising(smooth);
+  smooth.frame(1);
+  smooth.frame(2);
+  smooth.set("inputValue", 0.0);
+  smooth.set("inputDecreasingDuration", 1.0);
+  smooth.frame(2);
+  smooth.frame(2.5);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 2.5);
+
+  // A new duration restarts the remaining way over the full duration, from the transition's start value.
+  smooth.set("inputDecreasingDuration", 2.0);
+  smooth.frame(2.5);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 5);
+  smooth.frame(3.5);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 2.5);
+}
+
+TEST(QVASmoothPlugIn, ZeroDurationJumpsAtOnce) {
+  PatchDriver smooth = driverFor<QVASmoothPlugIn>();
+  smooth.set("inputIncreasingDuration", 0.0);
+  smooth.start();
+  smooth.frame(0);
+  smooth.set("inputValue", 4.0);
+  smooth.frame(0.1);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 4);
+}
+
+double smoothedAt(std::uint32_t easing, double time) {
+  PatchDriver smooth = driverFor<QVASmoothPlugIn>();
+  startRising(smooth);
+  smooth.set("inputIncreasingInterpolation", easing);
+  smooth.frame(1);
+  smooth.frame(time);
+  return smooth.number("outputSmoothedValue");
+}
+
+TEST(QVASmoothPlugIn, SinusoidalOutSelectsTheInOutCurve) {
+  for (const double time : {1.3, 1.8, 2.6}) {
+    double inOut = 0;
+    ASSERT_EQ(qvaInterpolate(12, (time - 1) / 2, &inOut), 0);
+    EXPECT_DOUBLE_EQ(smoothedAt(11, time), smoothedAt(12, time));
+    EXPECT_DOUBLE_EQ(smoothedAt(11, time), 10 * inOut);
+    EXPECT_DOUBLE_EQ(smoothedAt(10, time), 10 * qvaInterpolationCallbackSinIn((time - 1) / 2));
+  }
+}
+
+TEST(QVASmoothPlugIn, InvalidEasingIndexIsLoggedAndEasesLinearly) {
+  PatchDriver smooth = driverFor<QVASmoothPlugIn>();
+  startRising(smooth);
+  smooth.set("inputIncreasingInterpolation", std::uint32_t{20});
+  smooth.frame(1);
+  smooth.frame(2.5);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 7.5);
+  ASSERT_FALSE(smooth.processLog().empty());
+  EXPECT_EQ(smooth.processLog().back(),
+            "-[QVASmoothPlugIn currentInterpolationFunction] Invalid interpolation function index: 20");
+}
+
+TEST(QVASmoothPlugIn, OddNumbersNeverHangOrThrow) {
+  PatchDriver smooth = driverFor<QVASmoothPlugIn>();
+  startRising(smooth);
+  smooth.set("inputIncreasingDuration", std::numeric_limits<double>::quiet_NaN());
+  smooth.frame(1);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 10);  // no usable duration: at the target
+  smooth.set("inputIncreasingDuration", -3.0);
+  smooth.set("inputValue", 20.0);
+  smooth.frame(1e300);
+  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 20);
+}
+
+}  // namespace
+}  // namespace qva
