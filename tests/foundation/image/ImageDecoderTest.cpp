@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "foundation/image/ImageDecoder.h"
+
+namespace qva {
+namespace {
+
+using Pixel = std::array<int, 4>;  // B, G, R, A premultiplied
+
+std::string fixture(const std::string& name) {
+  return std::string(QVA_TEST_DATA_DIR) + "/image/" + name;
+}
+
+std::vector<std::uint8_t> readFile(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+Pixel pixelAt(const Bitmap& bitmap, int x, int y) {
+  const std::uint8_t* p = bitmap.bytes() + static_cast<std::size_t>(y) * bitmap.rowBytes() + x * 4;
+  return {p[0], p[1], p[2], p[3]};
+}
+
+void expectNear(const Pixel& actual, const Pixel& expected, int tolerance, const std::string& where) {
+  for (int c = 0; c < 4; ++c) {
+    EXPECT_NEAR(actual[c], expected[c], tolerance) << where << " channel " << c;
+  }
+}
+
+// The fixtures hold one 5×3 picture: red, green, blue, half-transparent white (opaque white where the
+// format has no partial alpha), transparent; a yellow row; black and white with a transparent end.
+void expectPattern(const std::string& name, bool partialAlpha, bool alpha, int tolerance) {
+  SCOPED_TRACE(name);
+  const auto result = ImageDecoder::decodeFile(fixture(name));
+  ASSERT_TRUE(result.bitmap) << result.error;
+  const Bitmap& bitmap = *result.bitmap;
+  ASSERT_EQ(bitmap.width(), 5);
+  ASSERT_EQ(bitmap.height(), 3);
+  EXPECT_EQ(bitmap.rowBytes(), 32u);
+  expectNear(pixelAt(bitmap, 0, 0), {0, 0, 255, 255}, tolerance, "red");
+  expectNear(pixelAt(bitmap, 1, 0), {0, 255, 0, 255}, tolerance, "green");
+  expectNear(pixelAt(bitmap, 2, 0), {255, 0, 0, 255}, tolerance, "blue");
+  expectNear(pixelAt(bitmap, 3, 0), partialAlpha ? Pixel{128, 128, 128, 128} : Pixel{255, 255, 255, 255},
+             tolerance, "white");
+  if (alpha) {
+    expectNear(pixelAt(bitmap, 4, 0), {0, 0, 0, 0}, 0, "transparent");
+  }
+  expectNear(pixelAt(bitmap, 2, 1), {0, 255, 255, 255}, tolerance, "yellow");
+  expectNear(pixelAt(bitmap, 1, 2), {255, 255, 255, 255}, tolerance, "white row");
+  expectNear(pixelAt(bitmap, 2, 2), {0, 0, 0, 255}, tolerance, "black row");
+}
+
+TEST(ImageDecoderTest, DecodesEveryFormatPremultipliedTopDown) {
+  expectPattern("pattern.png", true, true, 1);
+  expectPattern("pattern.tiff", true, true, 1);
+  expectPattern("pattern.webp", true, true, 1);
+  expectPattern("pattern.bmp", false, true, 0);
+  expectPattern("pattern.gif", false, true, 0);
+  expectPattern("pattern.jpg", false, false, 12);
+}
+
+TEST(ImageDecoderTest, RowLengthRuleIsTheCallers) {
+  const auto result = ImageDecoder::decodeFile(fixture("pattern.png"), &Bitmap::alignedRowBytes);
+  ASSERT_TRUE(result.bitmap);
+  EXPECT_EQ(result.bitmap->rowBytes(), 32u);
+  const auto padded = ImageDecoder::decodeFile(fixture("pattern.gif"));
+  ASSERT_TRUE(padded.bitmap);
+  EXPECT_EQ(padded.bitmap->rowBytes(), 32u);
+}
+
+TEST(ImageDecoderTest, TruncatedFilesAreErrorsNotPartialPictures) {
+  for (const char* name :
+       {"pattern.png", "pattern.tiff", "pattern.webp", "pattern.bmp", "pattern.gif", "pattern.jpg"}) {
+    const auto data = readFile(fixture(name));
+    ASSERT_GT(data.size(), 20u) << name;
+    // Every cut through the file fails cleanly (never crashes, never returns half an image); a cut only
+    // through PNG's 12-byte end marker or TIFF's final 4-byte directory link still holds the whole picture.
+    const std::string format(name);
+    const std::size_t kept = format == "pattern.png" ? 12 : format == "pattern.tiff" ? 4 : 1;
+    for (std::size_t length = 1; length + kept < data.size(); length += 3) {
+      const auto result = ImageDecoder::decode(data.data(), length);
+      EXPECT_FALSE(result.bitmap) << name << " cut at " << length;
+      EXPECT_FALSE(result.error.empty());
+    }
+  }
+}
+
+TEST(ImageDecoderTest, UnknownAndMissingInput) {
+  const std::string text = "just some text, not an image";
+  const auto unknown = ImageDecoder::decode(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+  EXPECT_FALSE(unknown.bitmap);
+  EXPECT_NE(unknown.error.find("known format"), std::string::npos);
+  EXPECT_FALSE(ImageDecoder::decode(nullptr, 0).bitmap);
+  const auto missing = ImageDecoder::decodeFile(fixture("no-such-file.png"));
+  EXPECT_FALSE(missing.bitmap);
+  EXPECT_NE(missing.error.find("no-such-file.png"), std::string::npos);
+  const auto folder = ImageDecoder::decodeFile(std::string(QVA_TEST_DATA_DIR));
+  EXPECT_FALSE(folder.bitmap);
+}
+
+TEST(ImageDecoderTest, RefusesHugeDeclaredSizes) {
+  // A PNG header that claims 100000 × 100000 pixels.
+  auto data = readFile(fixture("pattern.png"));
+  ASSERT_GT(data.size(), 24u);
+  const std::uint8_t huge[8] = {0x00, 0x01, 0x86, 0xA0, 0x00, 0x01, 0x86, 0xA0};
+  std::copy(huge, huge + 8, data.begin() + 16);
+  const auto result = ImageDecoder::decode(data.data(), data.size());
+  EXPECT_FALSE(result.bitmap);
+}
+
+}  // namespace
+}  // namespace qva
