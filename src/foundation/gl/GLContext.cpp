@@ -1,0 +1,314 @@
+#include "foundation/gl/GLContext.h"
+
+#include <dlfcn.h>
+#include <epoxy/egl.h>
+#include <epoxy/gl.h>
+
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "foundation/gl/Framebuffer.h"
+#include "foundation/image/Bitmap.h"
+
+namespace qva {
+
+// What the context made of an image: a texture it owns and/or pixels read back.
+class GLContext::Converted final : public Image::Representation {
+ public:
+  explicit Converted(std::weak_ptr<bool> alive) : alive_(std::move(alive)) {}
+  ~Converted() override {
+    if (texture.name != 0 && !alive_.expired()) {
+      glDeleteTextures(1, &texture.name);
+    }
+  }
+  Converted(const Converted&) = delete;
+  Converted& operator=(const Converted&) = delete;
+
+  TextureView texture;
+  std::optional<Bitmap> pixels;
+
+ private:
+  std::weak_ptr<bool> alive_;
+};
+
+namespace {
+
+bool hasExtension(const char* list, const char* name) {
+  if (list == nullptr) {
+    return false;
+  }
+  const std::size_t length = std::strlen(name);
+  for (const char* at = std::strstr(list, name); at != nullptr; at = std::strstr(at + 1, name)) {
+    if ((at == list || at[-1] == ' ') && (at[length] == ' ' || at[length] == '\0')) {
+      return true;
+    }
+  }
+  return false;
+}
+
+EGLDisplay openDisplay(std::string& error) {
+  const char* clientExtensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+  if (!hasExtension(clientExtensions, "EGL_EXT_platform_base")) {
+    error = "the EGL library offers no platform displays (EGL_EXT_platform_base)";
+    return EGL_NO_DISPLAY;
+  }
+  std::vector<std::pair<EGLenum, void*>> candidates;
+  if (hasExtension(clientExtensions, "EGL_MESA_platform_surfaceless")) {
+    candidates.emplace_back(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY);
+  }
+  if (hasExtension(clientExtensions, "EGL_EXT_platform_device") &&
+      hasExtension(clientExtensions, "EGL_EXT_device_enumeration")) {
+    EGLDeviceEXT devices[16];
+    EGLint count = 0;
+    if (eglQueryDevicesEXT(16, devices, &count)) {
+      for (EGLint i = 0; i < count; ++i) {
+        candidates.emplace_back(EGL_PLATFORM_DEVICE_EXT, devices[i]);
+      }
+    }
+  }
+  if (candidates.empty()) {
+    error =
+        "EGL has neither the surfaceless nor the device platform (EGL_MESA_platform_surfaceless, "
+        "EGL_EXT_platform_device)";
+    return EGL_NO_DISPLAY;
+  }
+  for (const auto& [platform, native] : candidates) {
+    EGLDisplay display = eglGetPlatformDisplayEXT(platform, native, nullptr);
+    EGLint major = 0;
+    EGLint minor = 0;
+    if (display != EGL_NO_DISPLAY && eglInitialize(display, &major, &minor)) {
+      return display;
+    }
+  }
+  error = "no EGL display could be initialised (is a Mesa or GPU EGL driver installed, e.g. libegl-mesa0?)";
+  return EGL_NO_DISPLAY;
+}
+
+}  // namespace
+
+GLContext::Creation GLContext::create() {
+  // libepoxy aborts the process when it cannot find EGL; ask the loader first.
+  void* library = dlopen("libEGL.so.1", RTLD_LAZY | RTLD_LOCAL);
+  if (library == nullptr) {
+    return {nullptr, "no OpenGL: libEGL.so.1 is not installed (libegl1 and Mesa's libegl-mesa0)"};
+  }
+  std::string error;
+  EGLDisplay display = openDisplay(error);
+  if (display == EGL_NO_DISPLAY) {
+    return {nullptr, "no OpenGL: " + error};
+  }
+  const char* extensions = eglQueryString(display, EGL_EXTENSIONS);
+  if (!eglBindAPI(EGL_OPENGL_API) || !hasExtension(extensions, "EGL_KHR_surfaceless_context")) {
+    eglTerminate(display);
+    return {nullptr, "no OpenGL: the EGL driver offers no desktop OpenGL context without a surface"};
+  }
+  EGLConfig config = EGL_NO_CONFIG_KHR;
+  const EGLint configAttributes[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_NONE};
+  EGLint configs = 0;
+  if (!hasExtension(extensions, "EGL_KHR_no_config_context")) {
+    eglChooseConfig(display, configAttributes, &config, 1, &configs);
+  }
+  const EGLint compatibility[] = {EGL_CONTEXT_OPENGL_PROFILE_MASK,
+                                  EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT, EGL_NONE};
+  EGLContext context = eglCreateContext(display, config, EGL_NO_CONTEXT, compatibility);
+  if (context == EGL_NO_CONTEXT) {
+    context = eglCreateContext(display, config, EGL_NO_CONTEXT, nullptr);
+  }
+  if (context == EGL_NO_CONTEXT || !eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, context)) {
+    eglTerminate(display);
+    return {nullptr, "no OpenGL: the EGL driver could not make a desktop OpenGL compatibility context"};
+  }
+  if (epoxy_gl_version() < 21 || epoxy_is_desktop_gl() == 0 ||
+      (epoxy_gl_version() < 30 && !epoxy_has_gl_extension("GL_ARB_framebuffer_object"))) {
+    eglDestroyContext(display, context);
+    eglTerminate(display);
+    return {nullptr, "no OpenGL: the driver offers less than OpenGL 2.1 with framebuffer objects"};
+  }
+  std::string description = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+  description += ", ";
+  description += reinterpret_cast<const char*>(glGetString(GL_VERSION));
+  return {std::unique_ptr<GLContext>(new GLContext(display, context, std::move(description))), {}};
+}
+
+GLContext::GLContext(void* display, void* context, std::string description)
+    : display_(display), context_(context), description_(std::move(description)) {}
+
+GLContext::~GLContext() {
+  alive_.reset();
+  eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+  eglDestroyContext(display_, context_);
+  eglTerminate(display_);
+}
+
+bool GLContext::makeCurrent() {
+  return eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_) == EGL_TRUE;
+}
+
+unsigned GLContext::glTarget(TextureTarget target) {
+  return target == TextureTarget::Rectangle ? GL_TEXTURE_RECTANGLE : GL_TEXTURE_2D;
+}
+
+unsigned GLContext::takeError() {
+  const GLenum first = glGetError();
+  if (first != GL_NO_ERROR) {
+    // A lost context keeps reporting; a bounded loop cannot hang.
+    for (int i = 0; i < 32 && glGetError() != GL_NO_ERROR; ++i) {
+    }
+  }
+  return first;
+}
+
+GLContext::Converted& GLContext::converted(const Image& image) {
+  auto* existing = dynamic_cast<Converted*>(image.convertedRepresentation());
+  if (existing != nullptr) {
+    return *existing;
+  }
+  auto made = std::make_unique<Converted>(alive_);
+  Converted& result = *made;
+  image.setConvertedRepresentation(std::move(made));
+  return result;
+}
+
+std::optional<TextureView> GLContext::textureForImage(const Image& image) {
+  if (auto own = image.texture()) {
+    return own;
+  }
+  const int width = image.width();
+  const int height = image.height();
+  if (width <= 0 || height <= 0) {
+    return std::nullopt;
+  }
+  Converted& cache = converted(image);
+  if (cache.texture.name != 0) {
+    return cache.texture;
+  }
+  glPushAttrib(GL_ALL_ATTRIB_BITS);
+  glPushClientAttrib(GL_CLIENT_ALL_ATTRIB_BITS);
+  takeError();
+  if (auto pixels = image.pixelBuffer(); pixels && pixels->rowBytes % 4 == 0) {
+    GLint maximum = 0;
+    glGetIntegerv(GL_MAX_RECTANGLE_TEXTURE_SIZE, &maximum);
+    if (width <= maximum && height <= maximum) {
+      GLuint name = 0;
+      glGenTextures(1, &name);
+      glBindTexture(GL_TEXTURE_RECTANGLE, name);
+      glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+      glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+      glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+      glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+      glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+      glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(pixels->rowBytes / 4));
+      glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA8, width, height, 0, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV,
+                   pixels->bytes);
+      cache.texture = {name, TextureTarget::Rectangle, width, height, true};
+    }
+  } else if (image.canRender()) {
+    if (auto target = Framebuffer::create(width, height, TextureTarget::Rectangle, false)) {
+      target->bind();
+      glMatrixMode(GL_PROJECTION);
+      glPushMatrix();
+      glLoadIdentity();
+      glMatrixMode(GL_MODELVIEW);
+      glPushMatrix();
+      glLoadIdentity();
+      glClearColor(0, 0, 0, 0);
+      glClear(GL_COLOR_BUFFER_BIT);
+      const bool drawn = image.render(*this);
+      glMatrixMode(GL_PROJECTION);
+      glPopMatrix();
+      glMatrixMode(GL_MODELVIEW);
+      glPopMatrix();
+      target->unbind();
+      if (drawn) {
+        cache.texture = target->texture();
+        target->releaseTexture();
+      }
+    }
+  }
+  glPopClientAttrib();
+  glPopAttrib();
+  if (takeError() != 0 && cache.texture.name != 0) {
+    glDeleteTextures(1, &cache.texture.name);
+    cache.texture = {};
+  }
+  if (cache.texture.name == 0) {
+    return std::nullopt;
+  }
+  return cache.texture;
+}
+
+std::optional<PixelBufferView> GLContext::pixelsForImage(const Image& image) {
+  if (auto own = image.pixelBuffer()) {
+    return own;
+  }
+  if (auto* cached = dynamic_cast<Converted*>(image.convertedRepresentation()); cached && cached->pixels) {
+    return cached->pixels->view();
+  }
+  const auto texture = textureForImage(image);
+  if (!texture) {
+    return std::nullopt;
+  }
+  auto bitmap = Bitmap::allocate(texture->width, texture->height, Bitmap::paddedRowBytes(texture->width));
+  if (!bitmap) {
+    return std::nullopt;
+  }
+  GLint previous = 0;
+  glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &previous);
+  GLuint reader = 0;
+  glGenFramebuffers(1, &reader);
+  glBindFramebuffer(GL_READ_FRAMEBUFFER, reader);
+  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, glTarget(texture->target), texture->name,
+                         0);
+  const bool complete = glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+  if (complete) {
+    Framebuffer::readPixels(texture->width, texture->height, bitmap->bytes(), bitmap->rowBytes(),
+                            !texture->flipped);
+  }
+  glBindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(previous));
+  glDeleteFramebuffers(1, &reader);
+  if (!complete || takeError() != 0) {
+    return std::nullopt;
+  }
+  Converted& cache = converted(image);
+  cache.pixels = std::move(bitmap);
+  return cache.pixels->view();
+}
+
+void GLContext::bindTexture(const TextureView& texture, unsigned unit, bool normalizedCoordinates) {
+  const GLenum target = glTarget(texture.target);
+  glActiveTexture(GL_TEXTURE0 + unit);
+  glEnable(target);
+  glBindTexture(target, texture.name);
+  GLint mode = GL_MODELVIEW;
+  glGetIntegerv(GL_MATRIX_MODE, &mode);
+  glMatrixMode(GL_TEXTURE);
+  glLoadIdentity();
+  const double width = texture.width > 0 ? texture.width : 1;
+  const double height = texture.height > 0 ? texture.height : 1;
+  if (texture.target == TextureTarget::Rectangle && normalizedCoordinates) {
+    glScaled(width, height, 1);
+  }
+  if (texture.flipped) {
+    glTranslated(0, texture.target == TextureTarget::Rectangle && !normalizedCoordinates ? height : 1, 0);
+    glScaled(1, -1, 1);
+  }
+  if (texture.target == TextureTarget::Texture2D && !normalizedCoordinates) {
+    glScaled(1 / width, 1 / height, 1);
+  }
+  glMatrixMode(static_cast<GLenum>(mode));
+}
+
+void GLContext::unbindTexture(const TextureView& texture, unsigned unit) {
+  const GLenum target = glTarget(texture.target);
+  glActiveTexture(GL_TEXTURE0 + unit);
+  GLint mode = GL_MODELVIEW;
+  glGetIntegerv(GL_MATRIX_MODE, &mode);
+  glMatrixMode(GL_TEXTURE);
+  glLoadIdentity();
+  glMatrixMode(static_cast<GLenum>(mode));
+  glBindTexture(target, 0);
+  glDisable(target);
+}
+
+}  // namespace qva

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "framework/Image.h"
+
+namespace qva {
+
+// The host's OpenGL context: one EGL context without a window (Mesa's surfaceless platform, or the
+// first EGL device) with a desktop compatibility profile, current on the thread that created it. It
+// also converts images between their representations, keeping each result with the image.
+class GLContext {
+ public:
+  struct Creation {
+    std::unique_ptr<GLContext> context;
+    // Why there is no context: names what is missing.
+    std::string error;
+  };
+
+  // Makes the context current on the calling thread.
+  static Creation create();
+  ~GLContext();
+  GLContext(const GLContext&) = delete;
+  GLContext& operator=(const GLContext&) = delete;
+
+  bool makeCurrent();
+  // "renderer, version" as the driver reports them.
+  const std::string& description() const { return description_; }
+
+  // The image as a texture: its own, or an upload of its pixels (a rectangle texture, first row at the
+  // top), or a rendering of a drawn image; nothing for an image of no pixels or when drawing fails.
+  std::optional<TextureView> textureForImage(const Image& image);
+  // The image's pixels: its own, or read back from its texture or drawing.
+  std::optional<PixelBufferView> pixelsForImage(const Image& image);
+
+  // Binds a texture to a texture unit and enables its target, with a texture matrix under which (0, 0)
+  // is the image's lower-left corner and (1, 1) its upper-right one (with normalizedCoordinates; texel
+  // units otherwise), whichever way the texture is stored.
+  static void bindTexture(const TextureView& texture, unsigned unit, bool normalizedCoordinates);
+  static void unbindTexture(const TextureView& texture, unsigned unit);
+  static unsigned glTarget(TextureTarget target);
+
+  // Errors pending in the context, cleared; 0 when there was none.
+  static unsigned takeError();
+
+ private:
+  class Converted;
+  GLContext(void* display, void* context, std::string description);
+  Converted& converted(const Image& image);
+
+  void* display_;
+  void* context_;
+  std::string description_;
+  // Lets cached textures of images that outlive the context know not to touch it.
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+}  // namespace qva

@@ -1,0 +1,150 @@
+#include <epoxy/gl.h>
+#include <gtest/gtest.h>
+
+#include "foundation/gl/Framebuffer.h"
+#include "foundation/gl/GLContext.h"
+#include "foundation/image/Bitmap.h"
+
+namespace qva {
+namespace {
+
+class GLContextTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    auto creation = GLContext::create();
+    if (!creation.context) {
+      GTEST_SKIP() << creation.error;
+    }
+    gl_ = std::move(creation.context);
+  }
+
+  // A 2×2 image: red, green over blue, half-transparent white (premultiplied BGRA).
+  static ImageRef quadrants() {
+    auto bitmap = Bitmap::allocate(2, 2, Bitmap::paddedRowBytes(2));
+    const std::uint8_t top[8] = {0, 0, 255, 255, 0, 255, 0, 255};
+    const std::uint8_t bottom[8] = {255, 0, 0, 255, 128, 128, 128, 128};
+    std::copy(top, top + 8, bitmap->row(0));
+    std::copy(bottom, bottom + 8, bitmap->row(1));
+    return std::move(*bitmap).toImage();
+  }
+
+  static void expectQuadrants(const PixelBufferView& pixels) {
+    ASSERT_EQ(pixels.width, 2);
+    ASSERT_EQ(pixels.height, 2);
+    const std::uint8_t expected[2][8] = {{0, 0, 255, 255, 0, 255, 0, 255},
+                                         {255, 0, 0, 255, 128, 128, 128, 128}};
+    for (int y = 0; y < 2; ++y) {
+      for (int i = 0; i < 8; ++i) {
+        EXPECT_NEAR(pixels.bytes[y * pixels.rowBytes + i], expected[y][i], 1) << "row " << y << " byte " << i;
+      }
+    }
+  }
+
+  std::unique_ptr<GLContext> gl_;
+};
+
+// An image drawn on demand: its left half red, its right half transparent.
+class HalfRedImage final : public Image {
+ public:
+  int width() const override { return 4; }
+  int height() const override { return 2; }
+  std::optional<PixelBufferView> pixelBuffer() const override { return std::nullopt; }
+  bool canRender() const override { return true; }
+  bool render(GLContext&) const override {
+    ++renders;
+    glColor4d(1, 0, 0, 1);
+    glRectd(-1, -1, 0, 1);
+    return true;
+  }
+  mutable int renders = 0;
+};
+
+TEST_F(GLContextTest, DescribesTheDriver) {
+  EXPECT_FALSE(gl_->description().empty());
+}
+
+TEST_F(GLContextTest, UploadAndReadBackKeepPixelsAndOrientation) {
+  const ImageRef image = quadrants();
+  const auto texture = gl_->textureForImage(*image);
+  ASSERT_TRUE(texture);
+  EXPECT_EQ(texture->target, TextureTarget::Rectangle);
+  EXPECT_TRUE(texture->flipped);
+  // The conversion is kept with the image.
+  EXPECT_EQ(gl_->textureForImage(*image)->name, texture->name);
+
+  // A second image that only has the texture reads back the same pixels.
+  const auto wrapped = std::make_shared<TextureImage>(*texture, nullptr);
+  const auto pixels = gl_->pixelsForImage(*wrapped);
+  ASSERT_TRUE(pixels);
+  expectQuadrants(*pixels);
+}
+
+TEST_F(GLContextTest, BindingShowsEveryTextureUprightInAFramebuffer) {
+  const ImageRef image = quadrants();
+  const auto texture = gl_->textureForImage(*image);
+  ASSERT_TRUE(texture);
+  auto target = Framebuffer::create(2, 2, TextureTarget::Texture2D, false);
+  ASSERT_TRUE(target);
+  target->bind();
+  glMatrixMode(GL_PROJECTION);
+  glLoadIdentity();
+  glOrtho(0, 1, 0, 1, -1, 1);
+  glMatrixMode(GL_MODELVIEW);
+  glLoadIdentity();
+  GLContext::bindTexture(*texture, 0, true);
+  glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
+  glBegin(GL_QUADS);
+  glTexCoord2d(0, 0);
+  glVertex2d(0, 0);
+  glTexCoord2d(1, 0);
+  glVertex2d(1, 0);
+  glTexCoord2d(1, 1);
+  glVertex2d(1, 1);
+  glTexCoord2d(0, 1);
+  glVertex2d(0, 1);
+  glEnd();
+  GLContext::unbindTexture(*texture, 0);
+  auto bitmap = Bitmap::allocate(2, 2, Bitmap::paddedRowBytes(2));
+  Framebuffer::readPixels(2, 2, bitmap->bytes(), bitmap->rowBytes());
+  target->unbind();
+  expectQuadrants(bitmap->view());
+  EXPECT_EQ(GLContext::takeError(), 0u);
+}
+
+TEST_F(GLContextTest, DrawnImagesRenderOnceIntoTheirOwnTexture) {
+  const auto image = std::make_shared<HalfRedImage>();
+  const auto pixels = gl_->pixelsForImage(*image);
+  ASSERT_TRUE(pixels);
+  EXPECT_EQ(pixels->width, 4);
+  const std::uint8_t* row = pixels->bytes;
+  EXPECT_EQ(row[2], 255);  // left: red
+  EXPECT_EQ(row[3], 255);
+  EXPECT_EQ(row[14], 0);  // right: transparent
+  EXPECT_EQ(row[15], 0);
+  ASSERT_TRUE(gl_->textureForImage(*image));
+  ASSERT_TRUE(gl_->pixelsForImage(*image));
+  EXPECT_EQ(image->renders, 1);
+}
+
+TEST_F(GLContextTest, EmptyAndOversizedTargetsAreRefused) {
+  EXPECT_FALSE(Framebuffer::create(0, 10, TextureTarget::Texture2D, false));
+  EXPECT_FALSE(Framebuffer::create(100000, 10, TextureTarget::Texture2D, true));
+  auto empty = Bitmap::allocate(0, 5, 16);
+  const ImageRef image = std::move(*empty).toImage();
+  EXPECT_FALSE(gl_->textureForImage(*image));
+  EXPECT_EQ(GLContext::takeError(), 0u);
+}
+
+TEST(GLContextCreationTest, MissingDriverIsAClearErrorNotACrash) {
+  // With no vendor library to load, EGL has no display to offer.
+  setenv("__EGL_VENDOR_LIBRARY_FILENAMES", "/nonexistent/egl_vendor.json", 1);
+  auto creation = GLContext::create();
+  unsetenv("__EGL_VENDOR_LIBRARY_FILENAMES");
+  if (creation.context) {
+    GTEST_SKIP() << "the EGL loader here ignores the vendor override";
+  }
+  EXPECT_EQ(creation.error.rfind("no OpenGL: ", 0), 0u) << creation.error;
+}
+
+}  // namespace
+}  // namespace qva
