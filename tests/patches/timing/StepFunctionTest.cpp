@@ -70,12 +70,5 @@ TEST(QVAStepFunctionPlugIn, SettingsRoundTripAndToleratePoorValues) {
   EXPECT_DOUBLE_EQ(steps.stepPoints()[1].value(), 0);
 }
 
-TEST(QVAStepPoint, ComparesByTime) {
-  EXPECT_EQ(QVAStepPoint(1, 5).compare(QVAStepPoint(1, 9)), 0);
-  EXPECT_EQ(QVAStepPoint(2, 0).compare(QVAStepPoint(1, 0)), 1);
-  EXPECT_EQ(QVAStepPoint(0, 0).compare(QVAStepPoint(1, 0)), -1);
-  EXPECT_NE(QVAStepPoint(1.5, 2).description().find(" time: 1.500000, value: 2.000000"), std::string::npos);
-}
-
 }  // namespace
 }  // namespace qva

@@ -105,18 +105,6 @@ TEST(QVAStopframesPlugIn, ActiveUntilTheCompositionDurationAndOtherOutputs) {
   EXPECT_EQ(first->find("name")->stringValue(), "Stopframe");
 }
 
-TEST(QVAStopframesPlugIn, BackwardJumpsAreNoRestart) {
-  PatchDriver patch = driverFor<QVAStopframesPlugIn>();
-  startWith(patch, stopframes({}));
-  patch.frame(10);
-  patch.frame(15);
-  patch.frame(12);
-  EXPECT_DOUBLE_EQ(patch.number("outputTime"), 2);
-  patch.frame(10);  // elapsed exactly 0 again: a new run
-  patch.frame(11);
-  EXPECT_DOUBLE_EQ(patch.number("outputTime"), 1);
-}
-
 TEST(QVAStopframesPlugIn, PublishesToTheContextOnlyWhenEnabled) {
   PatchDriver patch = driverFor<QVAStopframesPlugIn>();
   patch.setSetting("compositionDuration", 12.5);
