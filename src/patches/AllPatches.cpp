@@ -1,6 +1,7 @@
 #include "patches/AllPatches.h"
 
 #include "patches/data/DataPatches.h"
+#include "patches/files/FilePatches.h"
 #include "patches/subtitles/SubtitlePatches.h"
 #include "patches/timing/TimingPatches.h"
 
@@ -10,6 +11,7 @@ void registerAllPatches(PatchRegistry& registry) {
   registerTimingPatches(registry);
   registerSubtitlePatches(registry);
   registerDataPatches(registry);
+  registerFilePatches(registry);
 }
 
 }  // namespace qva

@@ -1,0 +1,16 @@
+#include "patches/files/FilePatches.h"
+
+#include "framework/PatchRegistry.h"
+#include "patches/files/QVADirectoryScannerPlugIn.h"
+#include "patches/files/QVALoggerPlugIn.h"
+#include "patches/files/QVAPathInfoPlugIn.h"
+
+namespace qva {
+
+void registerFilePatches(PatchRegistry& registry) {
+  registry.add(QVADirectoryScannerPlugIn::patchClass());
+  registry.add(QVAPathInfoPlugIn::patchClass());
+  registry.add(QVALoggerPlugIn::patchClass());
+}
+
+}  // namespace qva

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace qva {
+
+class PatchRegistry;
+
+void registerFilePatches(PatchRegistry& registry);
+
+}  // namespace qva

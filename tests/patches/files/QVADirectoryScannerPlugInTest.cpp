@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "foundation/dispatch/TaskQueue.h"
+#include "framework/Structure.h"
+#include "patches/files/QVADirectoryScannerPlugIn.h"
+
+namespace qva {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+TEST(DirectoryScannerExtensions, SplitAtCommasTrimmedAndWithoutEmptyPieces) {
+  EXPECT_EQ(QVADirectoryScannerPlugIn::extensionList("png,,  jpg "), (Strings{"png", "jpg"}));
+  EXPECT_EQ(QVADirectoryScannerPlugIn::extensionList("\tpng\t, tar.gz,"), (Strings{"png", "tar.gz"}));
+  EXPECT_EQ(QVADirectoryScannerPlugIn::extensionList(""), Strings{});
+  EXPECT_EQ(QVADirectoryScannerPlugIn::extensionList(" , \t ,"), Strings{});
+  EXPECT_EQ(QVADirectoryScannerPlugIn::extensionList("a b"), Strings{"a b"});
+}
+
+class DirectoryScannerTest : public ::testing::Test {
+ protected:
+  DirectoryScannerTest() : context_(queue_) {}
+
+  void SetUp() override {
+    folder_ = std::filesystem::temp_directory_path() / ("qva-scanner-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder_ / "slides é");
+    context_.setCompositionPath((folder_ / "show.qvc").string());
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  void touch(const std::string& name) { std::ofstream(folder_ / "slides é" / name) << "x"; }
+  Strings run() {
+    patch_.updateInputChangeFlags();
+    EXPECT_TRUE(patch_.execute(context_, 0, Arguments()));
+    patch_.finishExecution();
+    Strings files;
+    for (const Structure::Member& member :
+         patch_.findOutputPort("outputFileList")->value.structureValue()->members()) {
+      files.push_back(member.value.stringValue());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+  }
+  std::string path(const std::string& name) const { return (folder_ / "slides é" / name).string(); }
+
+  TaskQueue queue_;
+  ExecutionContext context_;
+  QVADirectoryScannerPlugIn patch_;
+  std::filesystem::path folder_;
+};
+
+TEST_F(DirectoryScannerTest, ListsMatchingNamesOfOneLevel) {
+  for (const char* name : {"a.png", "b c.jpg", "IMAGE.PNG", "a.tar.gz", "noextension", ".hidden.png",
+                           "clip.mov", "trailing.", "ü.tiff"}) {
+    touch(name);
+  }
+  std::filesystem::create_directories(folder_ / "slides é" / "folder.png" / "inner");
+  std::ofstream(folder_ / "slides é" / "folder.png" / "deep.png") << "x";
+  patch_.setInputValue("inputDirectoryPath", Value("slides é/"));
+  EXPECT_EQ(run(), (Strings{path("a.png"), path("b c.jpg"), path("folder.png"), path("ü.tiff")}));
+
+  patch_.setInputValue("inputFileExtensions", Value("gz, tar.gz,mov"));
+  EXPECT_EQ(run(), (Strings{path("a.tar.gz"), path("clip.mov")}));
+}
+
+TEST_F(DirectoryScannerTest, RescansOnRisingScanSignalOrInputChange) {
+  touch("one.png");
+  patch_.setInputValue("inputDirectoryPath", Value((folder_ / "slides é").string()));
+  patch_.setInputValue("inputScan", Value(true));
+  EXPECT_EQ(run(), (Strings{path("one.png")}));
+  touch("two.png");
+  EXPECT_EQ(run(), (Strings{path("one.png")}));  // held true: no new scan
+  patch_.setInputValue("inputScan", Value(false));
+  EXPECT_EQ(run(), (Strings{path("one.png")}));
+  patch_.setInputValue("inputScan", Value(true));
+  EXPECT_EQ(run(), (Strings{path("one.png"), path("two.png")}));
+  touch("three.png");
+  patch_.setInputValue("inputFileExtensions", Value("png"));
+  EXPECT_EQ(run(), (Strings{path("one.png"), path("three.png"), path("two.png")}));
+
+  patch_.setInputValue("inputDirectoryPath", Value((folder_ / "missing").string()));
+  EXPECT_EQ(run(), Strings{});
+  patch_.setInputValue("inputDirectoryPath", Value(path("one.png")));
+  EXPECT_EQ(run(), Strings{});
+}
+
+}  // namespace
+}  // namespace qva

@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <limits>
+
+#include "foundation/dispatch/TaskQueue.h"
+#include "patches/files/QVAPathInfoPlugIn.h"
+
+namespace qva {
+namespace {
+
+class PathInfoTest : public ::testing::Test {
+ protected:
+  PathInfoTest() : context_(queue_) {}
+
+  void SetUp() override {
+    folder_ = std::filesystem::temp_directory_path() / ("qva-pathinfo-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder_ / "a folder");
+    patch_.setHostLog([this](const std::string& line) { log_.push_back(line); });
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  void run(const std::string& path, double time = 0) {
+    patch_.setInputValue("inputPath", Value(path));
+    patch_.updateInputChangeFlags();
+    EXPECT_TRUE(patch_.execute(context_, time, Arguments()));
+    patch_.finishExecution();
+  }
+  Value output(const std::string& key) const { return patch_.findOutputPort(key)->value; }
+  void expectReset() const {
+    for (const char* key : {"outputIsDirectory", "outputIsReadable", "outputIsWritable", "outputIsExecutable",
+                            "outputIsSymbolicLink"}) {
+      EXPECT_EQ(output(key), Value(false)) << key;
+    }
+    EXPECT_EQ(output("outputFullPath"), Value(""));
+    EXPECT_EQ(output("outputOwner"), Value(""));
+    EXPECT_EQ(output("outputCreationDate"), Value(0.0));
+    EXPECT_EQ(output("outputModificationDate"), Value(0.0));
+    EXPECT_EQ(output("outputSize"), Value(std::uint32_t{0}));
+  }
+
+  TaskQueue queue_;
+  ExecutionContext context_;
+  QVAPathInfoPlugIn patch_;
+  std::filesystem::path folder_;
+  std::vector<std::string> log_;
+};
+
+TEST_F(PathInfoTest, ReportsAFilesKindRightsDatesOwnerAndSize) {
+  const std::string file = (folder_ / "a folder" / "nöte.txt").string();
+  std::ofstream(file) << "12345";
+  ::chmod(file.c_str(), 0644);
+  run(file);
+  EXPECT_EQ(output("outputIsDirectory"), Value(false));
+  EXPECT_EQ(output("outputIsReadable"), Value(true));
+  EXPECT_EQ(output("outputIsExecutable"), Value(false));
+  EXPECT_EQ(output("outputIsSymbolicLink"), Value(false));
+  EXPECT_EQ(output("outputFullPath"), Value(file));
+  EXPECT_EQ(output("outputSize"), Value(std::uint32_t{5}));
+  struct stat info {};
+  ASSERT_EQ(::stat(file.c_str(), &info), 0);
+  EXPECT_NEAR(output("outputModificationDate").numberValue(),
+              static_cast<double>(info.st_mtim.tv_sec) - 978307200.0 + info.st_mtim.tv_nsec / 1e9, 1e-3);
+  const double created = output("outputCreationDate").numberValue();
+  EXPECT_TRUE(created == 0 || std::abs(created - output("outputModificationDate").numberValue()) < 5)
+      << created;
+  const passwd* me = ::getpwuid(::getuid());
+  ASSERT_NE(me, nullptr);
+  EXPECT_EQ(output("outputOwner"), Value(me->pw_name));
+  EXPECT_FALSE(output("outputGroup").stringValue().empty());
+  EXPECT_TRUE(log_.empty());
+
+  std::filesystem::remove(file);
+  run(file);
+  expectReset();
+}
+
+TEST_F(PathInfoTest, LinksCountAsTheirTargetsKindAndDanglingLinksAsMissing) {
+  const std::filesystem::path link = folder_ / "link to folder";
+  std::filesystem::create_directory_symlink(folder_ / "a folder", link);
+  run(link.string());
+  EXPECT_EQ(output("outputIsDirectory"), Value(true));
+  EXPECT_EQ(output("outputIsSymbolicLink"), Value(true));
+  EXPECT_EQ(output("outputIsExecutable"), Value(true));
+
+  std::filesystem::create_symlink(folder_ / "nowhere", folder_ / "dangling");
+  run((folder_ / "dangling").string());
+  expectReset();
+  run("~");  // not expanded for the checks
+  expectReset();
+  run("");
+  expectReset();
+}
+
+TEST_F(PathInfoTest, ExaminesThePathAtMostTwiceASecond) {
+  run(folder_.string(), 10);
+  patch_.updateInputChangeFlags();
+  EXPECT_EQ(patch_.executionTimeForContext(context_, 10.4, Arguments()), std::numeric_limits<float>::max());
+  EXPECT_EQ(patch_.executionTimeForContext(context_, 10.6, Arguments()), 10.6);
+}
+
+TEST(PathInfoTilde, ExpandsTheHomeFolderOfTheUserOrNamedAccount) {
+  const passwd* me = ::getpwuid(::getuid());
+  ASSERT_NE(me, nullptr);
+  const std::string home = me->pw_dir;
+  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath("~"), home);
+  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath("~/a b"), home + "/a b");
+  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath(std::string("~") + me->pw_name + "/x"), home + "/x");
+  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath("~no-such-user-here/x"), "~no-such-user-here/x");
+  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath("/a/~"), "/a/~");
+}
+
+}  // namespace
+}  // namespace qva
