@@ -2,6 +2,7 @@
 
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
+#include "patches/richtext/RichTextPatches.h"
 #include "patches/subtitles/SubtitlePatches.h"
 #include "patches/timing/TimingPatches.h"
 
@@ -10,6 +11,7 @@ namespace qva {
 void registerAllPatches(PatchRegistry& registry) {
   registerTimingPatches(registry);
   registerSubtitlePatches(registry);
+  registerRichTextPatches(registry);
   registerDataPatches(registry);
   registerFilePatches(registry);
 }

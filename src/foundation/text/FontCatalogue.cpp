@@ -2,28 +2,12 @@
 
 #include <fontconfig/fontconfig.h>
 
-#include <array>
-#include <string_view>
-
 namespace qva {
 
 namespace {
 
 const FcChar8* fcString(const std::string& text) {
   return reinterpret_cast<const FcChar8*>(text.c_str());
-}
-
-bool isGenericFamily(std::string_view family) {
-  constexpr std::array<std::string_view, 8> kGeneric{"sans-serif", "serif",   "monospace", "sans",
-                                                     "mono",       "cursive", "fantasy",   "system-ui"};
-  for (std::string_view generic : kGeneric) {
-    if (family.size() == generic.size() &&
-        FcStrCmpIgnoreCase(reinterpret_cast<const FcChar8*>(std::string(family).c_str()),
-                           reinterpret_cast<const FcChar8*>(std::string(generic).c_str())) == 0) {
-      return true;
-    }
-  }
-  return false;
 }
 
 // The installed family named exactly so (fontconfig compares family names without case), or none.
@@ -55,14 +39,15 @@ std::optional<std::string> resolve(const std::string& name) {
   FcPatternAddString(pattern, FC_FAMILY, fcString(name));
   FcConfigSubstitute(nullptr, pattern, FcMatchPattern);
   std::optional<std::string> found;
-  FcChar8* family = nullptr;
-  for (int index = 1; !found && FcPatternGetString(pattern, FC_FAMILY, index, &family) == FcResultMatch;
+  FcValue value;
+  FcValueBinding binding = FcValueBindingWeak;
+  // Aliases made for the name bind strongly (or "same"); the fallbacks every name gets bind weakly.
+  for (int index = 1;
+       !found && FcPatternGetWithBinding(pattern, FC_FAMILY, index, &value, &binding) == FcResultMatch;
        ++index) {
-    std::string candidate(reinterpret_cast<const char*>(family));
-    if (isGenericFamily(candidate)) {
-      break;
+    if (binding != FcValueBindingWeak && value.type == FcTypeString) {
+      found = installedFamily(reinterpret_cast<const char*>(value.u.s));
     }
-    found = installedFamily(candidate);
   }
   FcPatternDestroy(pattern);
   return found;

@@ -8,8 +8,8 @@
 namespace qva {
 
 // The fonts fontconfig knows. A name exists when an installed family carries it or when the
-// configuration substitutes an installed family for it (as the project's fonts.conf does for
-// "LucidaGrande", "Helvetica" and the other names compositions use); the generic fallbacks that every
+// configuration aliases an installed family to it with a strong binding (as the project's fonts.conf does
+// for "LucidaGrande", "Helvetica" and the other names compositions use); the weak fallbacks that every
 // unknown name receives do not count.
 class FontCatalogue {
  public:

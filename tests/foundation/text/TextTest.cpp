@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "foundation/text/AttributedString.h"
 #include "foundation/text/FontCatalogue.h"
 #include "foundation/text/TextEncoding.h"
 
 namespace qva {
 namespace {
+
+// The project's font configuration, also when the executable runs outside CTest.
+const bool kProjectFonts = setenv("FONTCONFIG_FILE", QVA_SOURCE_DIR "/data/fonts/fonts.conf", 0) == 0;
 
 TextAttributes colored(double red) {
   TextAttributes attributes;
