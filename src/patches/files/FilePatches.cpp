@@ -4,12 +4,14 @@
 #include "patches/files/QVADirectoryScannerPlugIn.h"
 #include "patches/files/QVALoggerPlugIn.h"
 #include "patches/files/QVAPathInfoPlugIn.h"
+#include "patches/files/QVAPathWatcherPlugIn.h"
 
 namespace qva {
 
 void registerFilePatches(PatchRegistry& registry) {
   registry.add(QVADirectoryScannerPlugIn::patchClass());
   registry.add(QVAPathInfoPlugIn::patchClass());
+  registry.add(QVAPathWatcherPlugIn::patchClass());
   registry.add(QVALoggerPlugIn::patchClass());
 }
 

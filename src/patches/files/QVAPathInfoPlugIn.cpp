@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "foundation/files/FileAttributes.h"
+#include "foundation/files/TildeExpansion.h"
 #include "framework/StringFormat.h"
 
 namespace qva {
@@ -81,24 +82,6 @@ const PatchClass& QVAPathInfoPlugIn::patchClass() {
     return c;
   }();
   return patchClass;
-}
-
-std::string QVAPathInfoPlugIn::expandingTildeInPath(const std::string& path) {
-  if (path.empty() || path.front() != '~') {
-    return path;
-  }
-  const std::size_t slash = path.find('/');
-  const std::string user = path.substr(1, slash == std::string::npos ? std::string::npos : slash - 1);
-  std::vector<char> buffer = lookupBuffer();
-  passwd entry{};
-  passwd* found = nullptr;
-  const int result = user.empty() ? ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found)
-                                  : ::getpwnam_r(user.c_str(), &entry, buffer.data(), buffer.size(), &found);
-  if (result != 0 || found == nullptr || found->pw_dir == nullptr) {
-    return path;
-  }
-  std::string home = found->pw_dir;
-  return slash == std::string::npos ? home : home + path.substr(slash);
 }
 
 QVAPathInfoPlugIn::QVAPathInfoPlugIn() : QVAPlugIn(patchClass()) {}

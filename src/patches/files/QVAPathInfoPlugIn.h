@@ -9,8 +9,6 @@ namespace qva {
 class QVAPathInfoPlugIn final : public QVAPlugIn {
  public:
   static const PatchClass& patchClass();
-  // A leading "~" or "~user" replaced by that account's home folder; other paths as they are.
-  static std::string expandingTildeInPath(const std::string& path);
 
   QVAPathInfoPlugIn();
 

@@ -103,16 +103,5 @@ TEST_F(PathInfoTest, ExaminesThePathAtMostTwiceASecond) {
   EXPECT_EQ(patch_.executionTimeForContext(context_, 10.6, Arguments()), 10.6);
 }
 
-TEST(PathInfoTilde, ExpandsTheHomeFolderOfTheUserOrNamedAccount) {
-  const passwd* me = ::getpwuid(::getuid());
-  ASSERT_NE(me, nullptr);
-  const std::string home = me->pw_dir;
-  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath("~"), home);
-  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath("~/a b"), home + "/a b");
-  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath(std::string("~") + me->pw_name + "/x"), home + "/x");
-  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath("~no-such-user-here/x"), "~no-such-user-here/x");
-  EXPECT_EQ(QVAPathInfoPlugIn::expandingTildeInPath("/a/~"), "/a/~");
-}
-
 }  // namespace
 }  // namespace qva

@@ -1,0 +1,130 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <limits>
+
+#include "foundation/dispatch/TaskQueue.h"
+#include "patches/files/QVAPathWatcherPlugIn.h"
+
+namespace qva {
+namespace {
+
+using namespace std::chrono_literals;
+
+class PathWatcherTest : public ::testing::Test {
+ protected:
+  PathWatcherTest() : context_(queue_) {}
+
+  void SetUp() override {
+    folder_ = std::filesystem::temp_directory_path() / ("qva-pathwatcher-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder_ / "drop folder");
+    std::ofstream(folder_ / "data é.xml") << "<a/>";
+    context_.setCompositionPath((folder_ / "show.qvc").string());
+    ASSERT_TRUE(patch_->startExecution(context_));
+    patch_->enableExecution(context_);
+  }
+  void TearDown() override {
+    patch_->disableExecution(context_);
+    patch_->stopExecution(context_);
+    patch_.reset();
+    std::filesystem::remove_all(folder_);
+  }
+
+  bool run() {
+    patch_->updateInputChangeFlags();
+    EXPECT_TRUE(patch_->execute(context_, 1, Arguments()));
+    patch_->finishExecution();
+    return patch_->findOutputPort("outputUpdateSignal")->value.booleanValue();
+  }
+  bool wantsToRun() { return patch_->executionTimeForContext(context_, 1, Arguments()) == 1; }
+  // Pumps the host queue until the patch asks to run, for at most the limit.
+  bool waitForChange(std::chrono::milliseconds limit = 10000ms) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!wantsToRun() && std::chrono::steady_clock::now() < end) {
+      queue_.pumpFor(2ms);
+    }
+    return wantsToRun();
+  }
+  void write(const std::filesystem::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+  }
+
+  TaskQueue queue_;
+  ExecutionContext context_;
+  std::unique_ptr<QVAPathWatcherPlugIn> patch_ = std::make_unique<QVAPathWatcherPlugIn>();
+  std::filesystem::path folder_;
+};
+
+TEST_F(PathWatcherTest, EachChangeGivesAOneExecutionPulse) {
+  patch_->setInputValue("inputPath", Value("data é.xml"));
+  EXPECT_FALSE(run());
+  EXPECT_FALSE(wantsToRun());
+  write(folder_ / "data é.xml", "<b/>");
+  ASSERT_TRUE(waitForChange());
+  write(folder_ / "data é.xml", "<c/>");  // a second change before the next execution
+  queue_.pumpFor(20ms);
+  EXPECT_TRUE(run());
+  EXPECT_TRUE(wantsToRun());
+  EXPECT_FALSE(run());
+  EXPECT_FALSE(wantsToRun());
+}
+
+TEST_F(PathWatcherTest, FollowsAFileReplacedByRenameAndOneCreatedLater) {
+  patch_->setInputValue("inputPath", Value((folder_ / "data é.xml").string()));
+  run();
+  write(folder_ / "data é.xml.tmp", "<new/>");
+  std::filesystem::rename(folder_ / "data é.xml.tmp", folder_ / "data é.xml");
+  ASSERT_TRUE(waitForChange());
+  EXPECT_TRUE(run());
+  EXPECT_FALSE(run());
+  write(folder_ / "data é.xml", "<newer/>");  // the new file is watched now
+  ASSERT_TRUE(waitForChange());
+  EXPECT_TRUE(run());
+  EXPECT_FALSE(run());
+
+  std::filesystem::remove(folder_ / "data é.xml");
+  ASSERT_TRUE(waitForChange());
+  EXPECT_TRUE(run());
+  EXPECT_FALSE(run());
+  write(folder_ / "data é.xml", "<back/>");
+  ASSERT_TRUE(waitForChange());
+  EXPECT_TRUE(run());
+}
+
+TEST_F(PathWatcherTest, APathThatDoesNotExistYetPulsesWhenCreated) {
+  patch_->setInputValue("inputPath", Value("later/file.txt"));
+  EXPECT_FALSE(run());
+  std::filesystem::create_directories(folder_ / "later");
+  write(folder_ / "later" / "file.txt", "now");
+  ASSERT_TRUE(waitForChange());
+  EXPECT_TRUE(run());
+  EXPECT_FALSE(run());
+}
+
+TEST_F(PathWatcherTest, FolderWatchSeesEntriesComeAndGoAndStopsWithExecution) {
+  patch_->setInputValue("inputPath", Value("drop folder"));
+  run();
+  write(folder_ / "drop folder" / "clip.mov", "x");
+  ASSERT_TRUE(waitForChange());
+  EXPECT_TRUE(run());
+  EXPECT_FALSE(run());
+  std::filesystem::remove(folder_ / "drop folder" / "clip.mov");
+  ASSERT_TRUE(waitForChange());
+  EXPECT_TRUE(run());
+  EXPECT_FALSE(run());
+
+  patch_->disableExecution(context_);
+  write(folder_ / "drop folder" / "unseen.mov", "x");
+  EXPECT_FALSE(waitForChange(300ms));
+}
+
+TEST_F(PathWatcherTest, EmptyOrUnwatchablePathsNeverPulse) {
+  patch_->setInputValue("inputPath", Value(""));
+  EXPECT_FALSE(run());
+  EXPECT_EQ(patch_->executionTimeForContext(context_, 1, Arguments()), std::numeric_limits<float>::max());
+}
+
+}  // namespace
+}  // namespace qva
