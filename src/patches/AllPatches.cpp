@@ -2,8 +2,10 @@
 
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
+#include "patches/render/RenderPatches.h"
 #include "patches/richtext/RichTextPatches.h"
 #include "patches/subtitles/SubtitlePatches.h"
+#include "framework/PatchRegistry.h"
 #include "patches/timing/TimingPatches.h"
 
 namespace qva {
@@ -14,6 +16,16 @@ void registerAllPatches(PatchRegistry& registry) {
   registerRichTextPatches(registry);
   registerDataPatches(registry);
   registerFilePatches(registry);
+  registerRenderPatches(registry);
+}
+
+const PatchRegistry& bundledPatches() {
+  static const PatchRegistry registry = [] {
+    PatchRegistry all;
+    registerAllPatches(all);
+    return all;
+  }();
+  return registry;
 }
 
 }  // namespace qva

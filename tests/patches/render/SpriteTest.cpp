@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include "PatchDriver.h"
+#include "RenderCanvas.h"
+#include "patches/render/QVATexturedSquarePlugIn.h"
+
+namespace qva {
+namespace {
+
+// A buffer image of one premultiplied BGRA colour per row.
+ImageRef rowsImage(int width, const std::vector<std::array<std::uint8_t, 4>>& rows) {
+  auto bitmap = Bitmap::allocate(width, static_cast<int>(rows.size()), Bitmap::paddedRowBytes(width));
+  for (std::size_t y = 0; y < rows.size(); ++y) {
+    for (int x = 0; x < width; ++x) {
+      std::copy(rows[y].begin(), rows[y].end(), bitmap->row(static_cast<int>(y)) + x * 4);
+    }
+  }
+  return std::move(*bitmap).toImage();
+}
+
+constexpr std::array<std::uint8_t, 4> red{0, 0, 255, 255};
+constexpr std::array<std::uint8_t, 4> blue{255, 0, 0, 255};
+
+class SpriteTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    canvas_ = RenderCanvas::create(8, 8, error);
+    if (!canvas_) {
+      GTEST_SKIP() << error;
+    }
+    driver_ = std::make_unique<PatchDriver>(std::make_unique<QVATexturedSquarePlugIn>());
+    canvas_->begin(driver_->context());
+    driver_->start();
+    // Cover the whole 2 × 2 canvas, one texel per pixel, no filtering across lines.
+    driver_->set("inputWidth", Value(2.0));
+    driver_->set("inputHeight", Value(2.0));
+    driver_->set("inputColor", Value(Color{1, 1, 1, 1}));
+    driver_->set("inputMipmapping", Value(false));
+    driver_->set("inputBlending", Value(std::uint32_t{1}));
+  }
+  void TearDown() override {
+    if (driver_) {
+      driver_->stop();
+    }
+  }
+  QVATexturedSquarePlugIn& sprite() { return static_cast<QVATexturedSquarePlugIn&>(driver_->patch()); }
+
+  std::unique_ptr<RenderCanvas> canvas_;
+  std::unique_ptr<PatchDriver> driver_;
+};
+
+TEST_F(SpriteTest, ClassAndPortOrder) {
+  const PatchClass& c = QVATexturedSquarePlugIn::patchClass();
+  EXPECT_EQ(c.name, "QVA Sprite");
+  EXPECT_EQ(c.executionMode, ExecutionMode::Consumer);
+  ASSERT_TRUE(c.sortedPropertyPortKeys);
+  EXPECT_EQ(c.sortedPropertyPortKeys->size(), 18u);
+  EXPECT_EQ(c.attributesForPropertyPortWithKey("inputBlending")->menuItems,
+            (std::vector<std::string>{"Replace", "Over", "Add"}));
+  EXPECT_GE(sprite().maxAnisotropy(), 1);
+}
+
+TEST_F(SpriteTest, WithoutImageDrawsNothingAndWithoutGLFails) {
+  EXPECT_TRUE(driver_->frame(0));
+  EXPECT_EQ(canvas_->pixel(4, 4)[3], 0);
+  PatchDriver bare(std::make_unique<QVATexturedSquarePlugIn>());
+  bare.set("inputImage", Value(rowsImage(2, {red})));
+  EXPECT_FALSE(bare.frame(0));
+}
+
+TEST_F(SpriteTest, ProgressiveImageIsCopiedUpright) {
+  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputImage", Value(rowsImage(8, {red, red, red, red, blue, blue, blue, blue})));
+  ASSERT_TRUE(driver_->frame(0));
+  EXPECT_EQ(canvas_->pixel(3, 1), (std::array<int, 4>{0, 0, 255, 255}));
+  EXPECT_EQ(canvas_->pixel(3, 6), (std::array<int, 4>{255, 0, 0, 255}));
+  EXPECT_EQ(sprite().fboWidth(), 8u);
+  EXPECT_FLOAT_EQ(sprite().aspectRatio(), 1.0f);
+}
+
+TEST_F(SpriteTest, InterlacedSourceShowsOneFieldLineDoubled) {
+  // Even lines red, odd lines blue: the even field (offset 0.75) takes the second line of each pair.
+  const auto image = rowsImage(8, {red, blue, red, blue, red, blue, red, blue});
+  driver_->set("inputImage", Value(image));
+  driver_->set("inputFieldEven", Value(true));
+  ASSERT_TRUE(driver_->frame(0));
+  for (int y : {1, 2, 5}) {
+    EXPECT_EQ(canvas_->pixel(4, y), (std::array<int, 4>{255, 0, 0, 255})) << y;
+  }
+  canvas_->begin(driver_->context());
+  driver_->set("inputFieldEven", Value(false));
+  ASSERT_TRUE(driver_->frame(1));
+  for (int y : {1, 2, 5}) {
+    EXPECT_EQ(canvas_->pixel(4, y), (std::array<int, 4>{0, 0, 255, 255})) << y;
+  }
+  // The host's field choice wins over the port, and inverting flips it.
+  canvas_->begin(driver_->context());
+  ASSERT_TRUE(driver_->frame(
+      2, Arguments{{"interlaceField", 0}, {"invertFields", true}, {"opacity", 1.0}, {"alpha", 1.0}}));
+  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{255, 0, 0, 255}));
+  canvas_->begin(driver_->context());
+  ASSERT_TRUE(driver_->frame(3, Arguments{{"interlaceField", 0}, {"opacity", 1.0}, {"alpha", 1.0}}));
+  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{0, 0, 255, 255}));
+}
+
+TEST_F(SpriteTest, MaskReplacesAlphaOnly) {
+  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputImage", Value(rowsImage(8, std::vector(8, red))));
+  const std::array<std::uint8_t, 4> clear{0, 0, 0, 0};
+  driver_->set("inputMask", Value(rowsImage(8, {clear, clear, clear, clear, red, red, red, red})));
+  ASSERT_TRUE(driver_->frame(0));
+  EXPECT_EQ(canvas_->pixel(4, 1)[3], 0);
+  EXPECT_EQ(canvas_->pixel(4, 1)[2], 0);
+  EXPECT_EQ(canvas_->pixel(4, 6), (std::array<int, 4>{0, 0, 255, 255}));
+}
+
+TEST_F(SpriteTest, ReplaceDiscardsTheDestinationAndScalesByAlpha) {
+  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputBlending", Value(std::uint32_t{0}));
+  const std::array<std::uint8_t, 4> halfRed{0, 0, 128, 128};
+  driver_->set("inputImage", Value(rowsImage(8, std::vector(8, halfRed))));
+  canvas_->begin(driver_->context(), 0, 1, 0, 1);
+  ASSERT_TRUE(driver_->frame(0));
+  const auto pixel = canvas_->pixel(4, 4);
+  EXPECT_EQ(pixel[1], 0);
+  EXPECT_NEAR(pixel[2], 64, 1);
+  EXPECT_NEAR(pixel[3], 64, 1);
+}
+
+TEST_F(SpriteTest, PerFrameArgumentsReplaceTheColour) {
+  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputBlending", Value(std::uint32_t{2}));
+  driver_->set("inputColor", Value(Color{0, 0, 0, 1}));
+  driver_->set("inputImage", Value(rowsImage(8, std::vector(8, red))));
+  ASSERT_TRUE(driver_->frame(0, Arguments{{"opacity", 1.0}, {"alpha", 1.0}}));
+  EXPECT_EQ(canvas_->pixel(4, 4)[2], 255);
+  canvas_->begin(driver_->context());
+  ASSERT_TRUE(driver_->frame(1));
+  EXPECT_EQ(canvas_->pixel(4, 4)[2], 0);
+}
+
+TEST_F(SpriteTest, ZeroWidthFollowsTheImageAspect) {
+  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputWidth", Value(0.0));
+  driver_->set("inputHeight", Value(0.0));
+  driver_->set("inputImage", Value(rowsImage(16, std::vector(9, red))));
+  ASSERT_TRUE(driver_->frame(0));
+  EXPECT_NEAR(sprite().aspectRatio(), 16.0f / 9.0f, 1e-6);
+  // 1.78 units wide and 1 high on a 2 × 2 canvas of 8 pixels: every column (pixel centres lie within
+  // ±0.875), rows 2 to 5 only.
+  EXPECT_EQ(canvas_->pixel(0, 4)[3], 255);
+  EXPECT_EQ(canvas_->pixel(7, 4)[3], 255);
+  EXPECT_EQ(canvas_->pixel(4, 1)[3], 0);
+  EXPECT_EQ(canvas_->pixel(4, 2)[3], 255);
+}
+
+}  // namespace
+}  // namespace qva
