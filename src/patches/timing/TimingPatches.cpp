@@ -3,6 +3,7 @@
 #include "framework/PatchRegistry.h"
 #include "patches/timing/ConvertTimePlugIn.h"
 #include "patches/timing/DateTimeFormatPlugIn.h"
+#include "patches/timing/QVADelayPlugIn.h"
 #include "patches/timing/QVAInterpolationPlugIn.h"
 #include "patches/timing/QVAPatchTimePlugIn.h"
 #include "patches/timing/QVARenderTimePlugIn.h"
@@ -23,6 +24,7 @@ void registerTimingPatches(PatchRegistry& registry) {
   registry.add(QVARenderTimePlugIn::patchClass());
   registry.add(ConvertTimePlugIn::patchClass());
   registry.add(DateTimeFormatPlugIn::patchClass());
+  registry.add(QVADelayPlugIn::patchClass());
 }
 
 }  // namespace qva

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include "PatchDriver.h"
+#include "framework/Image.h"
+#include "patches/timing/QVADelayPlugIn.h"
+
+namespace qva {
+namespace {
+
+QVADelayPlugIn& delay(PatchDriver& driver) {
+  return static_cast<QVADelayPlugIn&>(driver.patch());
+}
+
+std::vector<std::string> keys(const auto& ports) {
+  std::vector<std::string> result;
+  for (const auto& port : ports) {
+    result.push_back(port.description.key);
+  }
+  return result;
+}
+
+ImageRef pixelImage() {
+  static std::uint8_t pixel[16] = {1, 2, 3, 4};
+  return std::make_shared<BufferImage>(1, 1, 16, pixel, nullptr);
+}
+
+TEST(DelayTest, StartsAsBooleanAndRebuildsPortsForTheType) {
+  PatchDriver driver(std::make_unique<QVADelayPlugIn>());
+  EXPECT_EQ(delay(driver).portType(), PortType::Boolean);
+  EXPECT_EQ(keys(driver.patch().inputPorts()), (std::vector<std::string>{"inputDelay", "inputValue"}));
+  EXPECT_EQ(driver.patch().findInputPort("inputValue")->description.attributes.name, "Boolean");
+  driver.setSetting("typeIndex", 5);
+  EXPECT_EQ(keys(driver.patch().outputPorts()), (std::vector<std::string>{"outputValue", "outputAlpha"}));
+  EXPECT_EQ(driver.patch().findInputPort("inputValue")->description.type, PortType::Image);
+  EXPECT_EQ(driver.patch().findOutputPort("outputAlpha")->description.attributes.defaultValue.numberValue(),
+            1.0);
+  driver.setSetting("typeIndex", 2);
+  EXPECT_EQ(keys(driver.patch().outputPorts()), (std::vector<std::string>{"outputValue"}));
+  EXPECT_EQ(driver.patch().findInputPort("inputValue")->description.attributes.name, "Number");
+  // An index past the table changes nothing but is remembered.
+  driver.setSetting("typeIndex", 9);
+  EXPECT_EQ(delay(driver).portType(), PortType::Number);
+  EXPECT_EQ(driver.patch().serializedValueForKey("typeIndex"), 9);
+  EXPECT_EQ(QVADelayPlugIn::patchClass().plugInKeys,
+            (std::vector<std::string>{"savedVersion", "typeIndex", "representationIndex"}));
+}
+
+TEST(DelayTest, LastChangeWinsAndRestartsTheWait) {
+  PatchDriver driver(std::make_unique<QVADelayPlugIn>());
+  driver.setSetting("typeIndex", 2);
+  driver.start();
+  driver.set("inputValue", Value(5.0));
+  driver.frame(0);
+  driver.set("inputValue", Value(7.0));
+  driver.frame(0.5);
+  EXPECT_DOUBLE_EQ(driver.lastExecutionTime(), 0.5);
+  driver.frame(1.0);
+  EXPECT_TRUE(driver.output("outputValue").isNone());
+  EXPECT_DOUBLE_EQ(driver.lastExecutionTime(), 1.5);
+  driver.frame(1.49);
+  EXPECT_TRUE(driver.output("outputValue").isNone());
+  driver.frame(1.5);
+  EXPECT_EQ(driver.number("outputValue"), 7.0);
+  driver.frame(2);
+  EXPECT_EQ(driver.lastExecutionTime(), 3.4028234663852886e38);
+}
+
+TEST(DelayTest, ChangingTheDelayMovesThePendingRelease) {
+  PatchDriver driver(std::make_unique<QVADelayPlugIn>());
+  driver.setSetting("typeIndex", 4);
+  driver.set("inputValue", Value("news"));
+  driver.frame(0);
+  driver.set("inputDelay", Value(3.0));
+  driver.frame(0.5);
+  driver.frame(2.9);
+  EXPECT_TRUE(driver.output("outputValue").isNone());
+  driver.frame(3.0);
+  EXPECT_EQ(driver.string("outputValue"), "news");
+}
+
+TEST(DelayTest, ZeroDelayReleasesAtOnce) {
+  PatchDriver driver(std::make_unique<QVADelayPlugIn>());
+  driver.setSetting("typeIndex", 5);
+  driver.setSetting("representationIndex", 1);
+  driver.set("inputDelay", Value(0.0));
+  const ImageRef image = pixelImage();
+  driver.set("inputValue", Value(image));
+  driver.frame(0);
+  const ImageRef out = driver.output("outputValue").imageValue();
+  ASSERT_TRUE(out);
+  // The output shares the input's pixels instead of copying them.
+  EXPECT_EQ(out->pixelBuffer()->bytes, image->pixelBuffer()->bytes);
+  EXPECT_NE(out, image);
+  EXPECT_EQ(driver.number("outputAlpha"), 1.0);
+}
+
+TEST(DelayTest, ImageFadesOutBeforeAndInAfterTheChange) {
+  PatchDriver driver(std::make_unique<QVADelayPlugIn>());
+  driver.setSetting("typeIndex", 5);
+  driver.set("inputDelay", Value(2.0));
+  driver.set("inputValue", Value(pixelImage()));
+  driver.frame(0);
+  EXPECT_NEAR(driver.number("outputAlpha"), 1.0, 1e-9);
+  driver.frame(1);
+  EXPECT_NEAR(driver.number("outputAlpha"), 0.5, 1e-9);
+  EXPECT_TRUE(driver.output("outputValue").isNone());
+  driver.frame(2);
+  EXPECT_NEAR(driver.number("outputAlpha"), 0.0, 1e-9);
+  EXPECT_TRUE(driver.output("outputValue").imageValue());
+  driver.frame(3);
+  EXPECT_NEAR(driver.number("outputAlpha"), 0.5, 1e-9);
+  // Frames keep coming while the fade runs, and half a second beyond.
+  EXPECT_DOUBLE_EQ(driver.lastExecutionTime(), 3);
+  driver.frame(4.4);
+  EXPECT_NEAR(driver.number("outputAlpha"), 1.0, 1e-9);
+  driver.frame(4.6);
+  EXPECT_EQ(driver.lastExecutionTime(), 3.4028234663852886e38);
+}
+
+TEST(DelayTest, DisableDropsTheValueButNotTheRelease) {
+  PatchDriver driver(std::make_unique<QVADelayPlugIn>());
+  driver.setSetting("typeIndex", 1);
+  driver.set("inputValue", Value(std::uint32_t{4}));
+  driver.frame(0);
+  driver.frame(1);
+  EXPECT_EQ(driver.output("outputValue").indexValue(), 4u);
+  driver.set("inputValue", Value(std::uint32_t{8}));
+  driver.frame(2);
+  driver.patch().disableExecution(driver.context());
+  driver.frame(3);
+  EXPECT_TRUE(driver.output("outputValue").isNone());
+}
+
+}  // namespace
+}  // namespace qva
