@@ -1,18 +1,16 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "foundation/files/FileAttributes.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
 
 TEST(FileAttributes, EqualUntilSomethingButAccessChanges) {
-  const std::filesystem::path folder =
-      std::filesystem::temp_directory_path() / ("qva-attributes-" + std::to_string(getpid()));
-  std::filesystem::create_directories(folder);
+  const TemporaryFolder folder("attributes");
   const std::string file = (folder / "a file").string();
   std::ofstream(file) << "abc";
   const std::optional<FileAttributes> first = FileAttributes::read(file);
@@ -24,12 +22,11 @@ TEST(FileAttributes, EqualUntilSomethingButAccessChanges) {
   std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) - std::chrono::seconds(10));
   EXPECT_NE(FileAttributes::read(file), first);
 
-  std::filesystem::create_symlink(folder, folder / "link");
+  std::filesystem::create_symlink(folder.path(), folder / "link");
   EXPECT_TRUE(FileAttributes::read((folder / "link").string())->isDirectory());
   EXPECT_TRUE(FileAttributes::read((folder / "link").string(), false)->isSymbolicLink());
   EXPECT_FALSE(FileAttributes::read((folder / "missing").string()));
   EXPECT_FALSE(FileAttributes::read(""));
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -7,6 +6,7 @@
 #include <string>
 
 #include "foundation/subtitles/VideoSubTitle.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -278,19 +278,13 @@ TEST(VideoSubTitleFrames, WholeMillisecondFrameLengthAndForwardCursor) {
 
 class VideoSubTitleFile : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-vst-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder_);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   std::string write(const std::string& name, const std::string& bytes) {
     const std::filesystem::path path = folder_ / name;
     std::ofstream(path, std::ios::binary) << bytes;
     return path.string();
   }
 
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"vst"};
 };
 
 TEST_F(VideoSubTitleFile, UnreadableFilesLeaveTheArrayUntouched) {
@@ -302,7 +296,7 @@ TEST_F(VideoSubTitleFile, UnreadableFilesLeaveTheArrayUntouched) {
   ASSERT_EQ(vsa.m_count, 1u);
   EXPECT_EQ(vsa.m_array[0].m_end_frame, 125u);
   EXPECT_EQ(videoSubTitle_readFromFile((folder_ / "missing.ssa").string(), vsa, 60), kVideoSubTitleReadError);
-  EXPECT_EQ(videoSubTitle_readFromFile(folder_.string(), vsa, 60), kVideoSubTitleReadError);
+  EXPECT_EQ(videoSubTitle_readFromFile(folder_.path().string(), vsa, 60), kVideoSubTitleReadError);
   EXPECT_EQ(vsa.m_count, 1u);
 
   std::string failure;

@@ -11,6 +11,7 @@
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/watch/ZWFileWatcherDelegate.h"
 #include "foundation/watch/ZWKQueue.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -32,17 +33,13 @@ class RecordingDelegate : public ZWFileWatcherDelegate {
 class ZWKQueueTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-kqueue-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder_ / "watched dir ü" / "sub");
     write("file.txt", "start");
     queue_ = ZWKQueue::create(tasks_);
     ASSERT_NE(queue_, nullptr);
     queue_->setDelegate(&delegate_);
   }
-  void TearDown() override {
-    queue_.reset();
-    std::filesystem::remove_all(folder_);
-  }
+  void TearDown() override { queue_.reset(); }
 
   std::string path(const std::string& name) const { return (folder_ / name).string(); }
   void write(const std::string& name, const std::string& text, std::ios::openmode mode = std::ios::trunc) {
@@ -62,7 +59,7 @@ class ZWKQueueTest : public ::testing::Test {
   TaskQueue tasks_;
   RecordingDelegate delegate_;
   std::unique_ptr<ZWKQueue> queue_;
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"kqueue"};
 };
 
 constexpr std::uint32_t kAllChanges = ZWKQueueDelete | ZWKQueueWrite | ZWKQueueExtend |

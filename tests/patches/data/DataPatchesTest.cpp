@@ -5,6 +5,7 @@
 #include "framework/Structure.h"
 #include "patches/data/DataPatches.h"
 #include "patches/data/QVAStructureSortPlugIn.h"
+#include "support/PatchExecution.h"
 
 namespace qva {
 namespace {
@@ -19,9 +20,7 @@ class DataPatchesTest : public ::testing::Test {
     for (const auto& [key, value] : inputs) {
       EXPECT_TRUE(patch.setInputValue(key, value)) << key;
     }
-    patch.updateInputChangeFlags();
-    EXPECT_TRUE(patch.execute(context_, 0, Arguments()));
-    patch.finishExecution();
+    executeOnce(patch, context_);
     return patch.findOutputPort(output)->value;
   }
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -7,6 +6,8 @@
 #include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
 #include "patches/data/QVATextFileReaderPlugIn.h"
+#include "support/PatchExecution.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -28,20 +29,13 @@ class TextFileReaderTest : public ::testing::Test {
  protected:
   TextFileReaderTest() : context_(queue_) {}
 
-  void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-textfile-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder_);
-    context_.setCompositionPath((folder_ / "show.qvc").string());
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
+  void SetUp() override { context_.setCompositionPath((folder_ / "show.qvc").string()); }
 
   void write(const std::string& name, const std::string& bytes) {
     std::ofstream(folder_ / name, std::ios::binary | std::ios::trunc) << bytes;
   }
   std::optional<std::vector<std::string>> run() {
-    patch_.updateInputChangeFlags();
-    EXPECT_TRUE(patch_.execute(context_, 0, Arguments()));
-    patch_.finishExecution();
+    executeOnce(patch_, context_);
     const Value& value = patch_.findOutputPort("outputLines")->value;
     if (value.isNone()) {
       return std::nullopt;
@@ -56,7 +50,7 @@ class TextFileReaderTest : public ::testing::Test {
   TaskQueue queue_;
   ExecutionContext context_;
   QVATextFileReaderPlugIn patch_;
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"textfile"};
 };
 
 using Lines = std::vector<std::string>;
@@ -116,7 +110,7 @@ TEST_F(TextFileReaderTest, MissingFilesAreRetriedAndEncodingsDetected) {
 
   patch_.setInputValue("inputPath", Value(""));
   EXPECT_EQ(run(), std::nullopt);
-  patch_.setInputValue("inputPath", Value(folder_.string()));
+  patch_.setInputValue("inputPath", Value(folder_.path().string()));
   EXPECT_EQ(run(), std::nullopt);
 }
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -8,6 +7,8 @@
 #include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
 #include "patches/files/QVADirectoryScannerPlugIn.h"
+#include "support/PatchExecution.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -27,17 +28,13 @@ class DirectoryScannerTest : public ::testing::Test {
   DirectoryScannerTest() : context_(queue_) {}
 
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-scanner-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder_ / "slides é");
     context_.setCompositionPath((folder_ / "show.qvc").string());
   }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
 
   void touch(const std::string& name) { std::ofstream(folder_ / "slides é" / name) << "x"; }
   Strings run() {
-    patch_.updateInputChangeFlags();
-    EXPECT_TRUE(patch_.execute(context_, 0, Arguments()));
-    patch_.finishExecution();
+    executeOnce(patch_, context_);
     Strings files;
     for (const Structure::Member& member :
          patch_.findOutputPort("outputFileList")->value.structureValue()->members()) {
@@ -51,7 +48,7 @@ class DirectoryScannerTest : public ::testing::Test {
   TaskQueue queue_;
   ExecutionContext context_;
   QVADirectoryScannerPlugIn patch_;
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"scanner"};
 };
 
 TEST_F(DirectoryScannerTest, ListsMatchingNamesOfOneLevel) {

@@ -5,6 +5,7 @@
 #include "foundation/dispatch/TaskQueue.h"
 #include "framework/ProcessLog.h"
 #include "patches/files/QVALoggerPlugIn.h"
+#include "support/PatchExecution.h"
 
 namespace qva {
 namespace {
@@ -19,9 +20,7 @@ class LoggerTest : public ::testing::Test {
   void run(const std::string& prefix, const std::string& message) {
     patch_.setInputValue("inputPrefix", Value(prefix));
     patch_.setInputValue("inputMessage", Value(message));
-    patch_.updateInputChangeFlags();
-    EXPECT_TRUE(patch_.execute(context_, 0, Arguments()));
-    patch_.finishExecution();
+    executeOnce(patch_, context_);
   }
 
   TaskQueue queue_;

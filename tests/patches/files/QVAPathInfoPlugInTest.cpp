@@ -9,6 +9,8 @@
 
 #include "foundation/dispatch/TaskQueue.h"
 #include "patches/files/QVAPathInfoPlugIn.h"
+#include "support/PatchExecution.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -18,17 +20,13 @@ class PathInfoTest : public ::testing::Test {
   PathInfoTest() : context_(queue_) {}
 
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-pathinfo-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder_ / "a folder");
     patch_.setHostLog([this](const std::string& line) { log_.push_back(line); });
   }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
 
   void run(const std::string& path, double time = 0) {
     patch_.setInputValue("inputPath", Value(path));
-    patch_.updateInputChangeFlags();
-    EXPECT_TRUE(patch_.execute(context_, time, Arguments()));
-    patch_.finishExecution();
+    executeOnce(patch_, context_, time);
   }
   Value output(const std::string& key) const { return patch_.findOutputPort(key)->value; }
   void expectReset() const {
@@ -46,7 +44,7 @@ class PathInfoTest : public ::testing::Test {
   TaskQueue queue_;
   ExecutionContext context_;
   QVAPathInfoPlugIn patch_;
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"pathinfo"};
   std::vector<std::string> log_;
 };
 
@@ -97,7 +95,7 @@ TEST_F(PathInfoTest, LinksCountAsTheirTargetsKindAndDanglingLinksAsMissing) {
 }
 
 TEST_F(PathInfoTest, ExaminesThePathAtMostTwiceASecond) {
-  run(folder_.string(), 10);
+  run(folder_.path().string(), 10);
   patch_.updateInputChangeFlags();
   EXPECT_EQ(patch_.executionTimeForContext(context_, 10.4, Arguments()), std::numeric_limits<float>::max());
   EXPECT_EQ(patch_.executionTimeForContext(context_, 10.6, Arguments()), 10.6);

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -7,6 +6,8 @@
 
 #include "foundation/dispatch/TaskQueue.h"
 #include "patches/files/QVAPathWatcherPlugIn.h"
+#include "support/PatchExecution.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -18,7 +19,6 @@ class PathWatcherTest : public ::testing::Test {
   PathWatcherTest() : context_(queue_) {}
 
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-pathwatcher-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder_ / "drop folder");
     std::ofstream(folder_ / "data é.xml") << "<a/>";
     context_.setCompositionPath((folder_ / "show.qvc").string());
@@ -29,13 +29,10 @@ class PathWatcherTest : public ::testing::Test {
     patch_->disableExecution(context_);
     patch_->stopExecution(context_);
     patch_.reset();
-    std::filesystem::remove_all(folder_);
   }
 
   bool run() {
-    patch_->updateInputChangeFlags();
-    EXPECT_TRUE(patch_->execute(context_, 1, Arguments()));
-    patch_->finishExecution();
+    executeOnce(*patch_, context_, 1);
     return patch_->findOutputPort("outputUpdateSignal")->value.booleanValue();
   }
   bool wantsToRun() { return patch_->executionTimeForContext(context_, 1, Arguments()) == 1; }
@@ -54,7 +51,7 @@ class PathWatcherTest : public ::testing::Test {
   TaskQueue queue_;
   ExecutionContext context_;
   std::unique_ptr<QVAPathWatcherPlugIn> patch_ = std::make_unique<QVAPathWatcherPlugIn>();
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"pathwatcher"};
 };
 
 TEST_F(PathWatcherTest, EachChangeGivesAOneExecutionPulse) {

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -7,6 +6,8 @@
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/encodings/StringEncodings.h"
 #include "patches/subtitles/QVAVideoSubtitlerPlugIn.h"
+#include "support/PatchExecution.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -25,19 +26,15 @@ class VideoSubtitlerTest : public ::testing::Test {
   VideoSubtitlerTest() : context_(queue_) {}
 
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-subtitler-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder_ / "shows");
     std::ofstream(folder_ / "shows" / "script one.ssa", std::ios::binary) << kScript;
     context_.setCompositionPath((folder_ / "shows" / "show.qvc").string());
     patch_.setHostLog([this](const std::string& line) { log_.push_back(line); });
   }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
 
   void run(double movieTime) {
     patch_.setInputValue("inputMovieTime", Value(movieTime));
-    patch_.updateInputChangeFlags();
-    EXPECT_TRUE(patch_.execute(context_, 0, Arguments()));
-    patch_.finishExecution();
+    executeOnce(patch_, context_);
   }
   Value output(const std::string& key) const { return patch_.findOutputPort(key)->value; }
   std::string subtitle() const { return output("outputSubtitle").stringValue(); }
@@ -45,7 +42,7 @@ class VideoSubtitlerTest : public ::testing::Test {
   TaskQueue queue_;
   ExecutionContext context_;
   QVAVideoSubtitlerPlugIn patch_;
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"subtitler"};
   std::vector<std::string> log_;
 };
 
