@@ -1,0 +1,72 @@
+#include "cli/DriveCommand.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+
+#include "cli/CommandError.h"
+#include "host/DriveSession.h"
+#include "patches/AllPatches.h"
+
+namespace qva {
+
+namespace {
+
+std::string readScript(const std::string& path) {
+  std::ostringstream text;
+  if (path == "-") {
+    text << std::cin.rdbuf();
+    return text.str();
+  }
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw CommandError("cannot read the drive script " + path);
+  }
+  text << file.rdbuf();
+  return text.str();
+}
+
+}  // namespace
+
+void addDriveCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand(
+      "drive", "Play a JSON script of host calls against one patch and print one JSON object per step");
+  auto scriptPath = std::make_shared<std::string>();
+  auto imagesFolder = std::make_shared<std::string>();
+  command->add_option("SCRIPT", *scriptPath, "The script file, or - for standard input")->required();
+  command->add_option("--images", *imagesFolder, "Write every output image as a PNG into this folder");
+  command->callback([scriptPath, imagesFolder] {
+    PropertyList script;
+    try {
+      script = PropertyList::parse(readScript(*scriptPath));
+    } catch (const PropertyList::parse_error& error) {
+      throw CommandError("the drive script is not valid JSON: " + std::string(error.what()));
+    }
+    DriveOptions options;
+    options.registry = &bundledPatches();
+    if (*scriptPath != "-") {
+      options.scriptFolder = std::filesystem::path(*scriptPath).parent_path().string();
+      if (options.scriptFolder.empty()) {
+        options.scriptFolder = ".";
+      }
+    }
+    if (!imagesFolder->empty()) {
+      options.imagesFolder = *imagesFolder;
+    }
+    try {
+      DriveSession session(script, options);
+      session.run([](const PropertyList& line) {
+        const std::string text = line.dump(-1, ' ', false, PropertyList::error_handler_t::replace) + "\n";
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        std::fflush(stdout);
+      });
+    } catch (const DriveError& error) {
+      throw CommandError(error.what());
+    }
+  });
+}
+
+}  // namespace qva

@@ -1,0 +1,39 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+
+#include "cli/CommandError.h"
+#include "cli/DescribeCommand.h"
+#include "cli/DriveCommand.h"
+#include "cli/ListCommand.h"
+#include "cli/RenderCommand.h"
+#include "cli/RtfCommand.h"
+#include "cli/RunCommand.h"
+
+int main(int argc, char** argv) {
+  CLI::App app("qva: runs broadcast-graphics compositions and their patches headless");
+  app.require_subcommand(1);
+  qva::addListCommand(app);
+  qva::addDescribeCommand(app);
+  qva::addDriveCommand(app);
+  qva::addRunCommand(app);
+  qva::addRenderCommand(app);
+  qva::addRtfCommand(app);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& help) {
+    return app.exit(help);
+  } catch (const CLI::CallForAllHelp& help) {
+    return app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    app.exit(error);
+    return 2;
+  } catch (const qva::CommandError& error) {
+    std::fprintf(stderr, "qva: %s\n", error.what());
+    return 2;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "qva: internal error: %s\n", error.what());
+    return 2;
+  }
+  return 0;
+}

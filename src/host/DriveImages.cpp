@@ -1,0 +1,104 @@
+#include "host/DriveImages.h"
+
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+namespace qva {
+
+namespace {
+
+// Solid test images are at most this many pixels on a side.
+constexpr int kMaxSolidSide = 16384;
+
+std::uint8_t toByte(double component) {
+  const double clamped = std::clamp(std::isnan(component) ? 0.0 : component, 0.0, 1.0);
+  return static_cast<std::uint8_t>(clamped * 255.0 + 0.5);
+}
+
+}  // namespace
+
+DriveImages::DriveImages(std::string scriptFolder, std::optional<std::string> imagesFolder)
+    : scriptFolder_(std::move(scriptFolder)), imagesFolder_(std::move(imagesFolder)) {}
+
+ImageRef DriveImages::makeSolidImage(const PropertyList& color, int width, int height) {
+  if (!color.is_array() || color.size() != 4 ||
+      !std::all_of(color.begin(), color.end(), [](const PropertyList& c) { return c.is_number(); })) {
+    throw std::invalid_argument("\"solid\" must be [r, g, b, a] with components from 0 to 1");
+  }
+  if (width < 1 || height < 1 || width > kMaxSolidSide || height > kMaxSolidSide) {
+    throw std::invalid_argument("a solid image needs a width and height from 1 to 16384");
+  }
+  const double alpha = std::clamp(color[3].get<double>(), 0.0, 1.0);
+  const std::uint8_t pixel[4] = {toByte(color[2].get<double>() * alpha),
+                                 toByte(color[1].get<double>() * alpha),
+                                 toByte(color[0].get<double>() * alpha), toByte(alpha)};
+  const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
+  auto* bytes = new std::uint8_t[rowBytes * static_cast<std::size_t>(height)];
+  for (std::size_t offset = 0; offset < rowBytes * static_cast<std::size_t>(height); offset += 4) {
+    std::copy(pixel, pixel + 4, bytes + offset);
+  }
+  return std::make_shared<BufferImage>(width, height, rowBytes, bytes,
+                                       [](const std::uint8_t* pixels) { delete[] pixels; });
+}
+
+ImageRef DriveImages::imageForSpecification(const PropertyList& specification) {
+  const std::string key = specification.dump();
+  if (auto found = inputImages_.find(key); found != inputImages_.end()) {
+    return found->second;
+  }
+  ImageRef image;
+  if (specification.contains("solid")) {
+    image =
+        makeSolidImage(specification["solid"],
+                       static_cast<int>(propertyListInteger(specification.value("width", PropertyList(1)))),
+                       static_cast<int>(propertyListInteger(specification.value("height", PropertyList(1)))));
+  } else if (specification.contains("imageFile") && specification["imageFile"].is_string()) {
+    throw std::invalid_argument("image files cannot be decoded by this build");
+  } else {
+    throw std::invalid_argument(
+        R"(an image is {"imageFile": "path.png"} or {"solid": [r, g, b, a], "width": W, "height": H})");
+  }
+  inputImages_[key] = image;
+  return image;
+}
+
+std::string DriveImages::visibleBytesDigest(const PixelBufferView& pixels) {
+  std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+  EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr);
+  const std::size_t visibleRow = static_cast<std::size_t>(pixels.width) * 4;
+  for (int row = 0; row < pixels.height; ++row) {
+    EVP_DigestUpdate(context.get(), pixels.bytes + static_cast<std::size_t>(row) * pixels.rowBytes,
+                     visibleRow);
+  }
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  EVP_DigestFinal_ex(context.get(), digest, &length);
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string hex;
+  for (unsigned int i = 0; i < length; ++i) {
+    hex.push_back(kHex[digest[i] >> 4]);
+    hex.push_back(kHex[digest[i] & 15]);
+  }
+  return hex;
+}
+
+PropertyList DriveImages::describe(const ImageRef& image) {
+  if (!image) {
+    return nullptr;
+  }
+  PropertyList description = PropertyList::object();
+  description["width"] = image->width();
+  description["height"] = image->height();
+  const std::optional<PixelBufferView> pixels = image->pixelBuffer();
+  description["rowBytes"] = pixels ? PropertyList(pixels->rowBytes) : PropertyList();
+  description["format"] = "BGRA8";
+  description["sha256"] = pixels ? PropertyList(visibleBytesDigest(*pixels)) : PropertyList();
+  return PropertyList{{"image", description}};
+}
+
+}  // namespace qva

@@ -1,0 +1,262 @@
+#include "host/DriveSession.h"
+
+#include <chrono>
+#include <set>
+
+#include "framework/ProcessLog.h"
+#include "host/FileAction.h"
+#include "host/PatchClassJson.h"
+#include "host/ValueJson.h"
+
+namespace qva {
+
+namespace {
+
+const std::set<std::string>& knownOps() {
+  static const std::set<std::string> ops = {"settings",  "stop",  "start", "enable", "disable",
+                                            "serialize", "ports", "wait",  "fs",     "attributes"};
+  return ops;
+}
+
+double requiredNumber(const PropertyList& object, const char* key, const std::string& where) {
+  if (!object.contains(key) || !object[key].is_number()) {
+    throw DriveError(where + ": \"" + key + "\" must be a number");
+  }
+  return object[key].get<double>();
+}
+
+void checkStep(const PropertyList& step, std::size_t index) {
+  const std::string where = "step " + std::to_string(index);
+  if (!step.is_object()) {
+    throw DriveError(where + " is not an object");
+  }
+  if (step.contains("op")) {
+    if (!step["op"].is_string() || !knownOps().contains(step["op"].get<std::string>())) {
+      throw DriveError(where + ": unknown op " + step["op"].dump() +
+                       " (settings, stop, start, enable, disable, serialize, ports, wait, fs or attributes)");
+    }
+    const std::string op = step["op"].get<std::string>();
+    if (op == "settings" && !(step.contains("settings") && step["settings"].is_object())) {
+      throw DriveError(where + ": a settings op needs a \"settings\" object");
+    }
+    if (op == "wait" && requiredNumber(step, "seconds", where) < 0) {
+      throw DriveError(where + ": \"seconds\" must not be negative");
+    }
+    if (op == "fs") {
+      try {
+        FileAction(step, ".");
+      } catch (const std::invalid_argument& error) {
+        throw DriveError(where + ": " + error.what());
+      }
+    }
+    return;
+  }
+  requiredNumber(step, "time", where);
+  for (const char* key : {"inputs", "arguments"}) {
+    if (step.contains(key) && !step[key].is_object() &&
+        !(std::string(key) == "arguments" && step[key].is_null())) {
+      throw DriveError(where + ": \"" + key + "\" must be an object");
+    }
+  }
+}
+
+void applyContext(const PropertyList& json, ExecutionContext& context) {
+  if (!json.is_object()) {
+    throw DriveError("\"context\" must be an object");
+  }
+  if (json.contains("compositionPath")) {
+    if (!json["compositionPath"].is_string()) {
+      throw DriveError("context \"compositionPath\" must be a string");
+    }
+    context.setCompositionPath(json["compositionPath"].get<std::string>());
+  }
+  if (json.contains("bounds")) {
+    const PropertyList& bounds = json["bounds"];
+    if (!bounds.is_array() || bounds.size() != 4 ||
+        !std::all_of(bounds.begin(), bounds.end(), [](const PropertyList& n) { return n.is_number(); })) {
+      throw DriveError("context \"bounds\" must be [x, y, width, height]");
+    }
+    context.setBounds(
+        {bounds[0].get<double>(), bounds[1].get<double>(), bounds[2].get<double>(), bounds[3].get<double>()});
+  }
+  if (json.contains("viewport")) {
+    const PropertyList& viewport = json["viewport"];
+    if (!viewport.is_array() || viewport.size() != 2 || !viewport[0].is_number_unsigned() ||
+        !viewport[1].is_number_unsigned()) {
+      throw DriveError("context \"viewport\" must be [width, height] in pixels");
+    }
+    context.setViewport({viewport[0].get<int>(), viewport[1].get<int>()});
+  }
+  if (json.contains("timeZone")) {
+    if (!json["timeZone"].is_string()) {
+      throw DriveError("context \"timeZone\" must be an IANA time zone name");
+    }
+    context.setTimeZone(json["timeZone"].get<std::string>());
+  }
+  if (json.value("gl", false)) {
+    throw DriveError("context \"gl\": this build has no GL host");
+  }
+}
+
+}  // namespace
+
+DriveSession::DriveSession(const PropertyList& script, const DriveOptions& options)
+    : script_(script),
+      options_(options),
+      context_(queue_),
+      images_(options.scriptFolder, options.imagesFolder) {
+  if (!script_.is_object()) {
+    throw DriveError("a drive script is a JSON object with \"class\" and \"steps\"");
+  }
+  if (!script_.contains("class") || !script_["class"].is_string()) {
+    throw DriveError("the script needs a \"class\" (see qva list)");
+  }
+  const std::string className = script_["class"].get<std::string>();
+  if (options_.registry == nullptr || options_.registry->find(className) == nullptr) {
+    throw DriveError("unknown patch class \"" + className + "\" (see qva list)");
+  }
+  if (script_.contains("settings") && !script_["settings"].is_object()) {
+    throw DriveError("\"settings\" must be an object");
+  }
+  if (!script_.contains("steps") || !script_["steps"].is_array()) {
+    throw DriveError("the script needs a \"steps\" array");
+  }
+  for (std::size_t i = 0; i < script_["steps"].size(); ++i) {
+    checkStep(script_["steps"][i], i);
+  }
+  applyContext(script_.value("context", PropertyList::object()), context_);
+
+  const auto collectHostLog = [this](const std::string& line) {
+    std::lock_guard lock(logMutex_);
+    hostLog_.push_back(line);
+  };
+  context_.setHostLog(collectHostLog);
+  previousProcessLogSink_ = ProcessLog::setSink([this](const std::string& line) {
+    std::lock_guard lock(logMutex_);
+    processLog_.push_back(line);
+  });
+  host_ = std::make_unique<PatchHost>(options_.registry->create(className), context_);
+  host_->patch().setHostLog(collectHostLog);
+  applySettings(script_.value("settings", PropertyList::object()));
+}
+
+DriveSession::~DriveSession() {
+  host_.reset();
+  ProcessLog::setSink(std::move(previousProcessLogSink_));
+}
+
+std::vector<PropertyList> DriveSession::runScript(const PropertyList& script, const DriveOptions& options) {
+  std::vector<PropertyList> lines;
+  DriveSession session(script, options);
+  session.run([&](const PropertyList& line) { lines.push_back(line); });
+  return lines;
+}
+
+void DriveSession::applySettings(const PropertyList& settings) {
+  for (const auto& [key, value] : settings.items()) {
+    host_->patch().setSerializedValueForKey(value, key);
+  }
+}
+
+void DriveSession::setInputs(const PropertyList& inputs) {
+  const ValueJson::ImageDecoder decodeImage = [this](const PropertyList& specification) {
+    return images_.imageForSpecification(specification);
+  };
+  Patch& patch = host_->patch();
+  for (const auto& [key, json] : inputs.items()) {
+    const Patch::InputPort* port = patch.findInputPort(key);
+    if (port == nullptr) {
+      throw DriveError("unknown input port \"" + key + "\" of " + patch.patchClass().className);
+    }
+    try {
+      patch.setInputValue(key, ValueJson::decode(json, port->description.type, decodeImage));
+    } catch (const std::invalid_argument& error) {
+      throw DriveError("input \"" + key + "\": " + error.what());
+    }
+  }
+}
+
+PropertyList DriveSession::outputs() {
+  PropertyList outputs = PropertyList::object();
+  const ValueJson::ImageEncoder encodeImage = [this](const ImageRef& image) {
+    return images_.describe(image);
+  };
+  for (const Patch::OutputPort& port : host_->patch().outputPorts()) {
+    outputs[port.description.key] = ValueJson::encode(port.value, encodeImage);
+  }
+  return outputs;
+}
+
+void DriveSession::finishLine(PropertyList& line) {
+  std::lock_guard lock(logMutex_);
+  line["log"] = hostLog_;
+  line["processLog"] = processLog_;
+  line["userInfo"] = context_.userInfo();
+  hostLog_.clear();
+  processLog_.clear();
+}
+
+PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step) {
+  const double time = step["time"].get<double>();
+  setInputs(step.value("inputs", PropertyList::object()));
+  const PatchHost::FrameOutcome outcome =
+      host_->runFrame(time, step.value("arguments", PropertyList()), step.value("force", false));
+  PropertyList line = PropertyList::object();
+  line["step"] = index;
+  line["time"] = ValueJson::encodeNumber(time);
+  line["executed"] = outcome.executed;
+  line["result"] = outcome.result ? PropertyList(*outcome.result) : PropertyList();
+  line["executionTime"] =
+      outcome.executionTime ? ValueJson::encodeNumber(*outcome.executionTime) : PropertyList();
+  line["outputs"] = outputs();
+  finishLine(line);
+  return line;
+}
+
+PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
+  const std::string op = step["op"].get<std::string>();
+  PropertyList line = {{"step", index}, {"op", op}};
+  Patch& patch = host_->patch();
+  if (op == "settings") {
+    applySettings(step["settings"]);
+    line["settings"] = step["settings"];
+  } else if (op == "serialize") {
+    PropertyList settings = PropertyList::object();
+    for (const std::string& key : patch.patchClass().plugInKeys) {
+      settings[key] = patch.serializedValueForKey(key);
+    }
+    line["settings"] = settings;
+  } else if (op == "ports") {
+    const PropertyList ports = PatchClassJson::ports(patch);
+    line["inputs"] = ports["inputs"];
+    line["outputs"] = ports["outputs"];
+  } else if (op == "attributes") {
+    line.update(PatchClassJson::attributes(patch.patchClass()));
+  } else if (op == "start") {
+    line["result"] = host_->start();
+  } else if (op == "enable") {
+    host_->enable();
+  } else if (op == "disable") {
+    host_->disable();
+  } else if (op == "stop") {
+    host_->stop();
+  } else if (op == "wait") {
+    queue_.pumpFor(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<double>(step["seconds"].get<double>())));
+  } else if (op == "fs") {
+    line["ok"] = FileAction(step, options_.scriptFolder).apply();
+  }
+  finishLine(line);
+  return line;
+}
+
+void DriveSession::run(const Emit& emit) {
+  const PropertyList& steps = script_["steps"];
+  for (std::size_t index = 0; index < steps.size(); ++index) {
+    queue_.pump();
+    const PropertyList& step = steps[index];
+    emit(step.contains("op") ? runOp(index, step) : runFrame(index, step));
+  }
+}
+
+}  // namespace qva

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "foundation/dispatch/TaskQueue.h"
+#include "framework/ExecutionContext.h"
+#include "framework/PatchRegistry.h"
+#include "framework/PropertyList.h"
+#include "host/DriveImages.h"
+#include "host/PatchHost.h"
+
+namespace qva {
+
+// A script that cannot be read, or names an unknown class, op or port.
+class DriveError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct DriveOptions {
+  const PatchRegistry* registry = nullptr;
+  // The folder relative image and file paths of the script are taken from.
+  std::string scriptFolder = ".";
+  // Where output images are written as PNG, when given.
+  std::optional<std::string> imagesFolder;
+};
+
+// `qva drive`: creates one patch, plays a script of host calls against it and reports every step as
+// one JSON object.
+class DriveSession {
+ public:
+  using Emit = std::function<void(const PropertyList& line)>;
+
+  // Checks the whole script and creates the patch; throws DriveError for a script that cannot run.
+  DriveSession(const PropertyList& script, const DriveOptions& options);
+  ~DriveSession();
+
+  // Plays the steps, handing each step's object to emit as soon as it is done. Throws DriveError for a
+  // step that names an unknown port or holds a value the port cannot take.
+  void run(const Emit& emit);
+
+  // Runs a script and collects its lines.
+  static std::vector<PropertyList> runScript(const PropertyList& script, const DriveOptions& options);
+
+ private:
+  PropertyList runFrame(std::size_t index, const PropertyList& step);
+  PropertyList runOp(std::size_t index, const PropertyList& step);
+  void applySettings(const PropertyList& settings);
+  void setInputs(const PropertyList& inputs);
+  PropertyList outputs();
+  // Adds the host log, process log and user information gathered since the last step.
+  void finishLine(PropertyList& line);
+
+  PropertyList script_;
+  DriveOptions options_;
+  TaskQueue queue_;
+  ExecutionContext context_;
+  DriveImages images_;
+  std::unique_ptr<PatchHost> host_;
+  std::mutex logMutex_;
+  std::vector<std::string> hostLog_;
+  std::vector<std::string> processLog_;
+  std::function<void(const std::string&)> previousProcessLogSink_;
+};
+
+}  // namespace qva

@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+
+#include "host/CompositionGraph.h"
+#include "patches/AllPatches.h"
+
+namespace qva {
+namespace {
+
+std::string compositionText(const std::string& patches, const std::string& rest = "") {
+  return R"({"format": "qva-composition/1", "fps": 10, "duration": 1,
+  "patches": [)" +
+         patches + "]" + rest + "}";
+}
+
+std::string errorOf(const std::string& text) {
+  try {
+    TaskQueue queue;
+    ExecutionContext context(queue);
+    CompositionGraph graph(Composition::parse(text, "test.qvc"), bundledPatches(), context, queue);
+  } catch (const CompositionError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST(Composition, ErrorsNameTheFilePositionAndTheProblem) {
+  EXPECT_EQ(errorOf(compositionText(R"({"id": "a", "class": "QVANope"})")).substr(0, 13), "test.qvc:2:39");
+  EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVANope"})")).find("unknown patch class"),
+            std::string::npos);
+  EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn",
+        "inputs": {"inputNope": 1}})"))
+                .find("unknown input port \"inputNope\""),
+            std::string::npos);
+  EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn", "colour": 1})"))
+                .find("unknown key \"colour\""),
+            std::string::npos);
+  EXPECT_NE(
+      errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn", "settings": {"speed": 2}})"))
+          .find("unknown setting"),
+      std::string::npos);
+  EXPECT_NE(errorOf("{\"format\": \"qva-composition/1\",").find("not valid JSON"), std::string::npos);
+  EXPECT_NE(errorOf(R"({"format": "other"})").find("\"format\""), std::string::npos);
+}
+
+TEST(Composition, ConnectionsMustJoinKnownCompatiblePortsWithoutCycles) {
+  const std::string two = R"({"id": "a", "class": "QVAInterpolationPlugIn"},
+                             {"id": "b", "class": "QVAInterpolationPlugIn"})";
+  EXPECT_NE(errorOf(compositionText(two, R"(, "connections": ["a.outputNope -> b.inputValue1"])"))
+                .find("unknown output port"),
+            std::string::npos);
+  EXPECT_NE(errorOf(compositionText(two, R"(, "connections": ["a.outputValue -> c.inputValue1"])"))
+                .find("must name a port"),
+            std::string::npos);
+  EXPECT_NE(errorOf(compositionText(two, R"(, "connections": ["a.outputValue -> b.inputValue1",
+                                                            "b.outputValue -> a.inputValue1"])"))
+                .find("cycle"),
+            std::string::npos);
+  EXPECT_NE(errorOf(compositionText(two, R"(, "connections": ["a.outputValue -> b.inputValue1",
+                                                            "a.outputValue -> b.inputValue1"])"))
+                .find("two connections"),
+            std::string::npos);
+  EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVARenderTimePlugIn"},
+                                       {"id": "b", "class": "QVAInterpolationPlugIn"})",
+                                    R"(, "connections": ["a.outputNextNames -> b.inputValue1"])"))
+                .find("joins a Structure output to a Number input"),
+            std::string::npos);
+}
+
+TEST(CompositionGraph, EvaluatesInDependencyOrderWithPublishedInputs) {
+  // b is declared first but reads a's output, so a must run before b in the same frame.
+  const Composition composition =
+      Composition::parse(compositionText(R"({"id": "b", "class": "QVAInterpolationPlugIn",
+                          "inputs": {"inputHoldDuration1": 0, "inputHoldDuration2": 100}},
+                         {"id": "a", "class": "QVAInterpolationPlugIn",
+                          "inputs": {"inputHoldDuration1": 0, "inputHoldDuration2": 100,
+                                     "inputInterpolationDuration1": 2}})",
+                                         R"(, "connections": ["a.outputValue -> b.inputValue2"],
+                         "publishedInputs": {"top": "a.inputValue2"},
+                         "publishedOutputs": {"result": "b.outputValue"})"),
+                         "graph.qvc");
+  TaskQueue queue;
+  ExecutionContext context(queue);
+  CompositionGraph graph(composition, bundledPatches(), context, queue);
+  graph.setPublishedInput("top", Value(8.0));
+  EXPECT_THROW(graph.setPublishedInput("bottom", Value(1.0)), std::invalid_argument);
+  graph.evaluate(1.0);
+  // a is halfway up its 2-second ramp to 8; b is at the end of its 0.5 s ramp towards a's value.
+  EXPECT_EQ(graph.outputValue({"a", "outputValue"}), Value(4.0));
+  EXPECT_EQ(graph.outputValue({"b", "outputValue"}), Value(4.0));
+  EXPECT_EQ(graph.nodes()[graph.order().front()].id, "a");
+}
+
+}  // namespace
+}  // namespace qva

@@ -1,0 +1,139 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "framework/ProcessLog.h"
+#include "host/DriveSession.h"
+#include "patches/AllPatches.h"
+
+namespace qva {
+namespace {
+
+std::vector<PropertyList> drive(const char* script) {
+  DriveOptions options;
+  options.registry = &bundledPatches();
+  return DriveSession::runScript(PropertyList::parse(script), options);
+}
+
+TEST(DriveSession, FramesReportExecutionOutputsAndTheIdleAnswer) {
+  const auto lines = drive(R"({"class": "QVAInterpolationPlugIn", "steps": [
+      {"time": 0, "inputs": {"inputValue2": 10}}, {"time": 5.25}, {"op": "serialize"}]})");
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0]["step"], 0);
+  EXPECT_EQ(lines[0]["executed"], true);
+  EXPECT_EQ(lines[0]["result"], true);
+  EXPECT_TRUE(lines[0]["executionTime"].is_null());
+  EXPECT_EQ(lines[0]["outputs"]["outputValue"], 0.0);
+  EXPECT_EQ(lines[1]["outputs"]["outputValue"], 5.0);
+  EXPECT_EQ(lines[2]["settings"], PropertyList({{"savedVersion", 0}}));
+  EXPECT_TRUE(lines[1]["log"].empty());
+  EXPECT_TRUE(lines[1]["userInfo"].is_object());
+}
+
+TEST(DriveSession, ProcessorsWithoutTimeRunOnlyWhenAnInputChanged) {
+  const auto lines = drive(R"({"class": "ConvertTimePlugIn", "steps": [
+      {"time": 0, "inputs": {"inputTime": 978307200}}, {"time": 1}, {"time": 2, "force": true},
+      {"time": 3, "inputs": {"inputTime": 0}}]})");
+  EXPECT_EQ(lines[0]["executed"], true);
+  EXPECT_EQ(lines[0]["outputs"]["outputTime"], 0.0);
+  EXPECT_EQ(lines[1]["executed"], false);
+  EXPECT_TRUE(lines[1]["result"].is_null());
+  EXPECT_EQ(lines[2]["executed"], true);
+  EXPECT_EQ(lines[3]["outputs"]["outputTime"], -978307200.0);
+}
+
+TEST(DriveSession, IdlePatchesAreAskedAndTheFloatMaximumMeansOnlyOnChange) {
+  const auto lines = drive(R"({"class": "QVASmoothPlugIn", "steps": [
+      {"time": 0, "inputs": {"inputValue": 1}}, {"time": 1}, {"time": 2}]})");
+  EXPECT_EQ(lines[0]["executed"], true);
+  EXPECT_EQ(lines[2]["executionTime"], 3.4028234663852886e+38);
+  EXPECT_EQ(lines[2]["executed"], false);
+  EXPECT_EQ(PropertyList(3.4028234663852886e+38).dump(), "3.4028234663852886e+38");
+}
+
+TEST(DriveSession, OpsReportPortsAttributesAndFileActions) {
+  const auto folder = std::filesystem::temp_directory_path() / "qva-drive-session-test";
+  std::filesystem::remove_all(folder);
+  const std::string script = R"({"class": "QVAInterpolationPlugIn", "steps": [
+      {"op": "ports"}, {"op": "attributes"},
+      {"op": "fs", "action": "mkdir", "path": ")" +
+                             (folder / "a").string() + R"("},
+      {"op": "fs", "action": "write", "path": ")" +
+                             (folder / "a/x.txt").string() + R"(", "base64": "b25lCg=="},
+      {"op": "fs", "action": "remove", "path": ")" +
+                             (folder / "missing").string() + R"("},
+      {"op": "wait", "seconds": 0.01}, {"op": "stop"}]})";
+  const auto lines = drive(script.c_str());
+  const PropertyList& menu = lines[0]["inputs"][6]["attributes"]["menu"];
+  EXPECT_EQ(
+      lines[0]["inputs"][0],
+      PropertyList::parse(
+          R"({"key": "inputValue1", "type": "Number", "attributes": {"name": "Value 1", "default": 0.0}})"));
+  EXPECT_EQ(lines[0]["inputs"][6]["attributes"]["max"], 12.0);
+  EXPECT_EQ(menu.size(), 17u);
+  EXPECT_EQ(lines[1]["name"], "QVA Interpolation");
+  EXPECT_EQ(lines[1]["executionMode"], 2);
+  EXPECT_EQ(lines[1]["timeMode"], 2);
+  EXPECT_TRUE(lines[1]["copyright"].is_null());
+  EXPECT_EQ(lines[2]["ok"], true);
+  EXPECT_EQ(lines[3]["ok"], true);
+  EXPECT_EQ(lines[4]["ok"], false);
+  std::ifstream written(folder / "a/x.txt");
+  std::string text;
+  std::getline(written, text);
+  EXPECT_EQ(text, "one");
+  std::filesystem::remove_all(folder);
+}
+
+TEST(DriveSession, BadScriptsAreRefusedBeforeAnythingRuns) {
+  for (const char* script : {
+           R"([])",
+           R"({"steps": []})",
+           R"({"class": "NoSuchPlugIn", "steps": []})",
+           R"({"class": "QVAInterpolationPlugIn"})",
+           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "explode"}]})",
+           R"({"class": "QVAInterpolationPlugIn", "steps": [{"inputs": {}}]})",
+           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "wait", "seconds": -1}]})",
+           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "melt", "path": "x"}]})",
+           R"({"class": "QVAInterpolationPlugIn", "context": {"bounds": [1, 2]}, "steps": []})",
+       }) {
+    EXPECT_THROW(drive(script), DriveError) << script;
+  }
+}
+
+TEST(DriveSession, UnknownPortsAndBadValuesStopTheScriptWithAMessage) {
+  EXPECT_THROW(
+      drive(R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "inputs": {"inputNope": 1}}]})"),
+      DriveError);
+  EXPECT_THROW(
+      drive(
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "inputs": {"inputValue1": [1, 2]}}]})"),
+      DriveError);
+}
+
+TEST(DriveSession, SpecialNumbersTravelAsStrings) {
+  const auto lines = drive(R"({"class": "QVAInterpolationPlugIn", "steps": [
+      {"time": 0, "inputs": {"inputValue1": "nan", "inputValue2": "inf"}}]})");
+  EXPECT_EQ(lines[0]["outputs"]["outputValue"], "nan");
+}
+
+TEST(DriveSession, ImagesAreDescribedBySizeRowLengthAndDigest) {
+  DriveImages images(".", std::nullopt);
+  const PropertyList solid = PropertyList::parse(R"({"solid": [1, 0, 0, 0.5], "width": 2, "height": 1})");
+  const ImageRef image = images.imageForSpecification(solid);
+  EXPECT_EQ(images.imageForSpecification(solid), image) << "an identical value keeps the same image";
+  const PropertyList description = images.describe(image)["image"];
+  EXPECT_EQ(description["rowBytes"], 8);
+  // Two premultiplied pixels 00 00 80 80, digest computed independently.
+  EXPECT_EQ(description["sha256"], "dbd985297e87cf1cd9f721e202a6b97d5dec2b8eda034acebac6517a9ef17dda");
+  EXPECT_EQ(image->pixelBuffer()->bytes[2], 0x80);
+  EXPECT_EQ(image->pixelBuffer()->bytes[3], 0x80);
+  EXPECT_THROW(images.imageForSpecification(PropertyList::parse(R"({"solid": [1, 0, 0], "width": 2})")),
+               std::invalid_argument);
+  EXPECT_THROW(images.imageForSpecification(PropertyList::parse(R"({"solid": [1, 0, 0, 1], "width": 0})")),
+               std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace qva
