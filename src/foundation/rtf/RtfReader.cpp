@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace qva {
@@ -38,9 +40,14 @@ double twips(int value) {
   return value / 20.0;
 }
 
+// Bytes that end a run of plain text.
+bool isSpecialByte(char c) {
+  return c == '\\' || c == '{' || c == '}' || c == '\r' || c == '\n' || c == '\0';
+}
+
 // Destinations whose content is never text.
 bool isSkippedDestination(std::string_view word) {
-  static constexpr std::array<std::string_view, 40> kSkipped{"annotation",   "atnauthor",
+  static const std::unordered_set<std::string_view> kSkipped{"annotation",   "atnauthor",
                                                              "atnid",        "bkmkend",
                                                              "bkmkstart",    "colorschememapping",
                                                              "datastore",    "docvar",
@@ -60,7 +67,7 @@ bool isSkippedDestination(std::string_view word) {
                                                              "pict",         "revtbl",
                                                              "rsidtbl",      "stylesheet",
                                                              "themedata",    "xmlnstbl"};
-  return std::find(kSkipped.begin(), kSkipped.end(), word) != kSkipped.end();
+  return kSkipped.count(word) != 0;
 }
 
 struct SymbolWord {
@@ -117,7 +124,17 @@ void RtfReader::run() {
       case '\0':
         break;
       default:
-        textByte(c, false);
+        if (skipFallback_ == 0 && !groups_.empty() && state().destination == Destination::Text) {
+          // A run of plain text goes to the pending bytes at once.
+          std::size_t end = position_;
+          while (end < input_.size() && !isSpecialByte(input_[end])) {
+            ++end;
+          }
+          pendingBytes_.append(input_.data() + position_ - 1, end - position_ + 1);
+          position_ = end;
+        } else {
+          textByte(c, false);
+        }
         break;
     }
   }
@@ -129,6 +146,7 @@ void RtfReader::run() {
 
 void RtfReader::openGroup() {
   flushText();
+  currentAttributes_.reset();
   skipFallback_ = 0;
   if (groups_.size() >= kMaxGroupDepth) {
     fail("groups nested too deeply");
@@ -143,6 +161,7 @@ void RtfReader::openGroup() {
 
 void RtfReader::closeGroup() {
   flushText();
+  currentAttributes_.reset();
   skipFallback_ = 0;
   ignorableDestination_ = false;
   if (groups_.empty()) {
@@ -258,6 +277,7 @@ void RtfReader::controlWord(std::string_view word, std::optional<int> parameter)
     return;
   }
   flushText();
+  currentAttributes_.reset();
   bool ignorable = std::exchange(ignorableDestination_, false);
   if (state().destination == Destination::Skip) {
     return;
@@ -280,7 +300,7 @@ void RtfReader::controlWord(std::string_view word, std::optional<int> parameter)
     case Destination::Text:
       break;
   }
-  if (characterWord(word, parameter) || paragraphWord(word, parameter) || specialCharacterWord(word)) {
+  if (textWord(word, parameter) || specialCharacterWord(word)) {
     return;
   }
   int value = parameter.value_or(0);
@@ -374,6 +394,7 @@ void RtfReader::tableWord(std::string_view word, std::optional<int> parameter) {
 }
 
 void RtfReader::commitTableEntry() {
+  currentAttributes_.reset();
   switch (state().destination) {
     case Destination::FontTable: {
       const TextEncoding& encoding = tableFontEncoding_ ? *tableFontEncoding_ : documentEncoding_;
@@ -429,164 +450,144 @@ void RtfReader::resetCharacterAttributes() {
   current.shadow = ShadowState{};
 }
 
-bool RtfReader::characterWord(std::string_view word, std::optional<int> parameter) {
-  GroupState& current = state();
-  TextAttributes& attributes = current.attributes;
-  int value = parameter.value_or(0);
-  bool on = parameter.value_or(1) != 0;
-  auto underline = [&](int mask) { attributes.underlineStyle = on ? mask : TextStyleMask::None; };
+bool RtfReader::textWord(std::string_view word, std::optional<int> parameter) {
+  struct Word {
+    int value;
+    bool on;
+  };
+  using Handler = void (*)(RtfReader&, GroupState&, Word);
   using namespace TextStyleMask;
-  if (word == "plain") {
-    resetCharacterAttributes();
-  } else if (word == "f") {
-    current.font = value;
-  } else if (word == "fs") {
-    attributes.font.pointSize = std::max(value, 0) / 2.0;
-  } else if (word == "fsmilli") {
-    attributes.font.pointSize = std::max(value, 0) / 1000.0;
-  } else if (word == "b") {
-    attributes.font.bold = on;
-  } else if (word == "i") {
-    attributes.font.italic = on;
-  } else if (word == "ul" || word == "ulwave" || word == "ulhwave" || word == "ululdbwave") {
-    underline(word == "ululdbwave" ? Double : Single);
-  } else if (word == "ulth" || word == "ulthwave") {
-    underline(Thick);
-  } else if (word == "uldb") {
-    underline(Double);
-  } else if (word == "uld") {
-    underline(Single | PatternDot);
-  } else if (word == "uldash" || word == "ulldash") {
-    underline(Single | PatternDash);
-  } else if (word == "uldashd") {
-    underline(Single | PatternDashDot);
-  } else if (word == "uldashdd") {
-    underline(Single | PatternDashDotDot);
-  } else if (word == "ulthd") {
-    underline(Thick | PatternDot);
-  } else if (word == "ulthdash" || word == "ulthldash") {
-    underline(Thick | PatternDash);
-  } else if (word == "ulthdashd") {
-    underline(Thick | PatternDashDot);
-  } else if (word == "ulthdashdd") {
-    underline(Thick | PatternDashDotDot);
-  } else if (word == "ulw") {
-    underline(Single | ByWord);
-  } else if (word == "ulnone") {
-    attributes.underlineStyle = None;
-  } else if (word == "ulstyle") {
-    attributes.underlineStyle = value;
-  } else if (word == "ulc") {
-    current.colors.underline = value;
-  } else if (word == "strike") {
-    attributes.strikethroughStyle = on ? Single : None;
-  } else if (word == "striked") {
-    attributes.strikethroughStyle = on ? Double : None;
-  } else if (word == "strikestyle") {
-    attributes.strikethroughStyle = value;
-  } else if (word == "strikec") {
-    current.colors.strikethrough = value;
-  } else if (word == "cf") {
-    current.colors.foreground = value;
-  } else if (word == "cb" || word == "chcbpat" || word == "highlight") {
-    current.colors.background = value;
-  } else if (word == "expnd") {
-    attributes.kerning = value / 4.0;
-  } else if (word == "expndtw") {
-    attributes.kerning = twips(value);
-  } else if (word == "outl") {
-    attributes.strokeWidth = on ? 3 : 0;
-  } else if (word == "strokewidth") {
-    attributes.strokeWidth = twips(value);
-  } else if (word == "strokec") {
-    current.colors.stroke = value;
-  } else if (word == "shad") {
-    current.shadow.enabled = on;
-  } else if (word == "shadx") {
-    current.shadow.offsetX = value;
-  } else if (word == "shady") {
-    current.shadow.offsetY = value;
-  } else if (word == "shadr") {
-    current.shadow.radius = std::max(value, 0);
-  } else if (word == "shado") {
-    current.shadow.opacity = std::clamp(value, 0, 255);
-  } else if (word == "shadc") {
-    current.colors.shadow = value;
-  } else if (word == "up") {
-    attributes.baselineOffset = value / 2.0;
-  } else if (word == "dn") {
-    attributes.baselineOffset = -value / 2.0;
-  } else if (word == "nosupersub") {
-    attributes.baselineOffset = 0;
-  } else if (word == "obliqueness") {
-    attributes.obliqueness = value / 2000.0;
-  } else if (word == "expansion") {
-    attributes.expansion = value / 2000.0;
-  } else if (word == "CocoaLigature") {
-    attributes.ligature = std::clamp(value, 0, 2);
-  } else {
+  static const auto underline = [](GroupState& s, Word w, int mask) {
+    s.attributes.underlineStyle = w.on ? mask : None;
+  };
+  // One table for the character and paragraph formatting words, looked up once per word.
+  static const std::unordered_map<std::string_view, Handler> kHandlers{
+      {"plain", [](RtfReader& r, GroupState&, Word) { r.resetCharacterAttributes(); }},
+      {"f", [](RtfReader&, GroupState& s, Word w) { s.font = w.value; }},
+      {"fs",
+       [](RtfReader&, GroupState& s, Word w) { s.attributes.font.pointSize = std::max(w.value, 0) / 2.0; }},
+      {"fsmilli", [](RtfReader&, GroupState& s,
+                     Word w) { s.attributes.font.pointSize = std::max(w.value, 0) / 1000.0; }},
+      {"b", [](RtfReader&, GroupState& s, Word w) { s.attributes.font.bold = w.on; }},
+      {"i", [](RtfReader&, GroupState& s, Word w) { s.attributes.font.italic = w.on; }},
+      {"ul", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single); }},
+      {"ulwave", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single); }},
+      {"ulhwave", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single); }},
+      {"ululdbwave", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Double); }},
+      {"ulth", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Thick); }},
+      {"ulthwave", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Thick); }},
+      {"uldb", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Double); }},
+      {"uld", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single | PatternDot); }},
+      {"uldash", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single | PatternDash); }},
+      {"ulldash", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single | PatternDash); }},
+      {"uldashd", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single | PatternDashDot); }},
+      {"uldashdd", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single | PatternDashDotDot); }},
+      {"ulthd", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Thick | PatternDot); }},
+      {"ulthdash", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Thick | PatternDash); }},
+      {"ulthldash", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Thick | PatternDash); }},
+      {"ulthdashd", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Thick | PatternDashDot); }},
+      {"ulthdashdd", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Thick | PatternDashDotDot); }},
+      {"ulw", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single | ByWord); }},
+      {"ulnone", [](RtfReader&, GroupState& s, Word) { s.attributes.underlineStyle = None; }},
+      {"ulstyle", [](RtfReader&, GroupState& s, Word w) { s.attributes.underlineStyle = w.value; }},
+      {"ulc", [](RtfReader&, GroupState& s, Word w) { s.colors.underline = w.value; }},
+      {"strike",
+       [](RtfReader&, GroupState& s, Word w) { s.attributes.strikethroughStyle = w.on ? Single : None; }},
+      {"striked",
+       [](RtfReader&, GroupState& s, Word w) { s.attributes.strikethroughStyle = w.on ? Double : None; }},
+      {"strikestyle", [](RtfReader&, GroupState& s, Word w) { s.attributes.strikethroughStyle = w.value; }},
+      {"strikec", [](RtfReader&, GroupState& s, Word w) { s.colors.strikethrough = w.value; }},
+      {"cf", [](RtfReader&, GroupState& s, Word w) { s.colors.foreground = w.value; }},
+      {"cb", [](RtfReader&, GroupState& s, Word w) { s.colors.background = w.value; }},
+      {"chcbpat", [](RtfReader&, GroupState& s, Word w) { s.colors.background = w.value; }},
+      {"highlight", [](RtfReader&, GroupState& s, Word w) { s.colors.background = w.value; }},
+      {"expnd", [](RtfReader&, GroupState& s, Word w) { s.attributes.kerning = w.value / 4.0; }},
+      {"expndtw", [](RtfReader&, GroupState& s, Word w) { s.attributes.kerning = twips(w.value); }},
+      {"outl", [](RtfReader&, GroupState& s, Word w) { s.attributes.strokeWidth = w.on ? 3 : 0; }},
+      {"strokewidth", [](RtfReader&, GroupState& s, Word w) { s.attributes.strokeWidth = twips(w.value); }},
+      {"strokec", [](RtfReader&, GroupState& s, Word w) { s.colors.stroke = w.value; }},
+      {"shad", [](RtfReader&, GroupState& s, Word w) { s.shadow.enabled = w.on; }},
+      {"shadx", [](RtfReader&, GroupState& s, Word w) { s.shadow.offsetX = w.value; }},
+      {"shady", [](RtfReader&, GroupState& s, Word w) { s.shadow.offsetY = w.value; }},
+      {"shadr", [](RtfReader&, GroupState& s, Word w) { s.shadow.radius = std::max(w.value, 0); }},
+      {"shado", [](RtfReader&, GroupState& s, Word w) { s.shadow.opacity = std::clamp(w.value, 0, 255); }},
+      {"shadc", [](RtfReader&, GroupState& s, Word w) { s.colors.shadow = w.value; }},
+      {"up", [](RtfReader&, GroupState& s, Word w) { s.attributes.baselineOffset = w.value / 2.0; }},
+      {"dn", [](RtfReader&, GroupState& s, Word w) { s.attributes.baselineOffset = -w.value / 2.0; }},
+      {"nosupersub", [](RtfReader&, GroupState& s, Word) { s.attributes.baselineOffset = 0; }},
+      {"obliqueness", [](RtfReader&, GroupState& s, Word w) { s.attributes.obliqueness = w.value / 2000.0; }},
+      {"expansion", [](RtfReader&, GroupState& s, Word w) { s.attributes.expansion = w.value / 2000.0; }},
+      {"CocoaLigature",
+       [](RtfReader&, GroupState& s, Word w) { s.attributes.ligature = std::clamp(w.value, 0, 2); }},
+      {"pard",
+       [](RtfReader&, GroupState& s, Word) {
+         s.attributes.paragraphStyle = ParagraphStyle{};
+         s.lineSpacing = 0;
+         s.nextTabAlignment = TextAlignment::Left;
+       }},
+      {"ql",
+       [](RtfReader&, GroupState& s, Word) { s.attributes.paragraphStyle.alignment = TextAlignment::Left; }},
+      {"qc", [](RtfReader&, GroupState& s,
+                Word) { s.attributes.paragraphStyle.alignment = TextAlignment::Center; }},
+      {"qr",
+       [](RtfReader&, GroupState& s, Word) { s.attributes.paragraphStyle.alignment = TextAlignment::Right; }},
+      {"qj", [](RtfReader&, GroupState& s,
+                Word) { s.attributes.paragraphStyle.alignment = TextAlignment::Justified; }},
+      {"qnatural", [](RtfReader&, GroupState& s,
+                      Word) { s.attributes.paragraphStyle.alignment = TextAlignment::Natural; }},
+      {"sl",
+       [](RtfReader&, GroupState& s, Word w) {
+         ParagraphStyle& p = s.attributes.paragraphStyle;
+         s.lineSpacing = w.value;
+         p.minimumLineHeight = twips(w.value > 0 ? w.value : -w.value);
+         p.maximumLineHeight = w.value < 0 ? twips(-w.value) : 0;
+         p.lineHeightMultiple = 0;
+       }},
+      {"slmult",
+       [](RtfReader&, GroupState& s, Word w) {
+         if (w.value == 1 && s.lineSpacing > 0) {
+           s.attributes.paragraphStyle.lineHeightMultiple = s.lineSpacing / 240.0;
+           s.attributes.paragraphStyle.minimumLineHeight = 0;
+         }
+       }},
+      {"slleading",
+       [](RtfReader&, GroupState& s, Word w) { s.attributes.paragraphStyle.lineSpacing = twips(w.value); }},
+      {"slminimum", [](RtfReader&, GroupState& s,
+                       Word w) { s.attributes.paragraphStyle.minimumLineHeight = twips(w.value); }},
+      {"slmaximum", [](RtfReader&, GroupState& s,
+                       Word w) { s.attributes.paragraphStyle.maximumLineHeight = twips(w.value); }},
+      {"sa", [](RtfReader&, GroupState& s,
+                Word w) { s.attributes.paragraphStyle.paragraphSpacing = twips(w.value); }},
+      {"sb", [](RtfReader&, GroupState& s,
+                Word w) { s.attributes.paragraphStyle.paragraphSpacingBefore = twips(w.value); }},
+      {"li",
+       [](RtfReader&, GroupState& s, Word w) {
+         ParagraphStyle& p = s.attributes.paragraphStyle;
+         p.firstLineHeadIndent += twips(w.value) - p.headIndent;
+         p.headIndent = twips(w.value);
+       }},
+      {"fi",
+       [](RtfReader&, GroupState& s, Word w) {
+         ParagraphStyle& p = s.attributes.paragraphStyle;
+         p.firstLineHeadIndent = p.headIndent + twips(w.value);
+       }},
+      {"ri",
+       [](RtfReader&, GroupState& s, Word w) { s.attributes.paragraphStyle.tailIndent = -twips(w.value); }},
+      {"pardeftab", [](RtfReader&, GroupState& s,
+                       Word w) { s.attributes.paragraphStyle.defaultTabInterval = twips(w.value); }},
+      {"tqr", [](RtfReader&, GroupState& s, Word) { s.nextTabAlignment = TextAlignment::Right; }},
+      {"tqc", [](RtfReader&, GroupState& s, Word) { s.nextTabAlignment = TextAlignment::Center; }},
+      {"tx",
+       [](RtfReader&, GroupState& s, Word w) {
+         s.attributes.paragraphStyle.tabStops.push_back(TabStop{twips(w.value), s.nextTabAlignment});
+         s.nextTabAlignment = TextAlignment::Left;
+       }},
+  };
+  auto handler = kHandlers.find(word);
+  if (handler == kHandlers.end()) {
     return false;
   }
-  return true;
-}
-
-bool RtfReader::paragraphWord(std::string_view word, std::optional<int> parameter) {
-  GroupState& current = state();
-  ParagraphStyle& paragraph = current.attributes.paragraphStyle;
-  int value = parameter.value_or(0);
-  if (word == "pard") {
-    paragraph = ParagraphStyle{};
-    current.lineSpacing = 0;
-    current.nextTabAlignment = TextAlignment::Left;
-  } else if (word == "ql") {
-    paragraph.alignment = TextAlignment::Left;
-  } else if (word == "qc") {
-    paragraph.alignment = TextAlignment::Center;
-  } else if (word == "qr") {
-    paragraph.alignment = TextAlignment::Right;
-  } else if (word == "qj") {
-    paragraph.alignment = TextAlignment::Justified;
-  } else if (word == "qnatural") {
-    paragraph.alignment = TextAlignment::Natural;
-  } else if (word == "sl") {
-    current.lineSpacing = value;
-    paragraph.minimumLineHeight = value > 0 ? twips(value) : twips(-value);
-    paragraph.maximumLineHeight = value < 0 ? twips(-value) : 0;
-    paragraph.lineHeightMultiple = 0;
-  } else if (word == "slmult") {
-    if (value == 1 && current.lineSpacing > 0) {
-      paragraph.lineHeightMultiple = current.lineSpacing / 240.0;
-      paragraph.minimumLineHeight = 0;
-    }
-  } else if (word == "slleading") {
-    paragraph.lineSpacing = twips(value);
-  } else if (word == "slminimum") {
-    paragraph.minimumLineHeight = twips(value);
-  } else if (word == "slmaximum") {
-    paragraph.maximumLineHeight = twips(value);
-  } else if (word == "sa") {
-    paragraph.paragraphSpacing = twips(value);
-  } else if (word == "sb") {
-    paragraph.paragraphSpacingBefore = twips(value);
-  } else if (word == "li") {
-    paragraph.firstLineHeadIndent += twips(value) - paragraph.headIndent;
-    paragraph.headIndent = twips(value);
-  } else if (word == "fi") {
-    paragraph.firstLineHeadIndent = paragraph.headIndent + twips(value);
-  } else if (word == "ri") {
-    paragraph.tailIndent = -twips(value);
-  } else if (word == "pardeftab") {
-    paragraph.defaultTabInterval = twips(value);
-  } else if (word == "tqr") {
-    current.nextTabAlignment = TextAlignment::Right;
-  } else if (word == "tqc") {
-    current.nextTabAlignment = TextAlignment::Center;
-  } else if (word == "tx") {
-    paragraph.tabStops.push_back(TabStop{twips(value), current.nextTabAlignment});
-    current.nextTabAlignment = TextAlignment::Left;
-  } else {
-    return false;
-  }
+  handler->second(*this, state(), Word{parameter.value_or(0), parameter.value_or(1) != 0});
   return true;
 }
 
@@ -643,7 +644,7 @@ void RtfReader::appendUnit(char16_t unit) {
     return;
   }
   flushText();
-  result_.text.append(std::u16string_view(&unit, 1), effectiveAttributes());
+  result_.text.append(std::u16string_view(&unit, 1), currentAttributes());
 }
 
 void RtfReader::flushText() {
@@ -653,7 +654,7 @@ void RtfReader::flushText() {
   std::u16string text = textEncoding().decode(pendingBytes_);
   pendingBytes_.clear();
   if (!groups_.empty()) {
-    result_.text.append(text, effectiveAttributes());
+    result_.text.append(text, currentAttributes());
   }
 }
 
@@ -677,6 +678,13 @@ std::optional<RtfReader::TableColor> RtfReader::tableColor(int index) const {
     return TableColor{*colors_[i], false};
   }
   return std::nullopt;
+}
+
+const TextAttributes& RtfReader::currentAttributes() {
+  if (!currentAttributes_) {
+    currentAttributes_ = effectiveAttributes();
+  }
+  return *currentAttributes_;
 }
 
 TextAttributes RtfReader::effectiveAttributes() const {

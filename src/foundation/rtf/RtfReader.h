@@ -76,8 +76,8 @@ class RtfReader {
   void readControl();
   void controlWord(std::string_view word, std::optional<int> parameter);
   bool destinationWord(std::string_view word);
-  bool characterWord(std::string_view word, std::optional<int> parameter);
-  bool paragraphWord(std::string_view word, std::optional<int> parameter);
+  // Character and paragraph formatting; false for a word that is neither.
+  bool textWord(std::string_view word, std::optional<int> parameter);
   bool specialCharacterWord(std::string_view word);
   // A control symbol: its character, or none for one without text.
   void controlSymbol(std::optional<char16_t> unit);
@@ -89,6 +89,8 @@ class RtfReader {
   void commitTableEntry();
   void resetCharacterAttributes();
   TextAttributes effectiveAttributes() const;
+  // effectiveAttributes(), kept until a control word, group or table entry may change it.
+  const TextAttributes& currentAttributes();
   std::optional<TableColor> tableColor(int index) const;
   const TextEncoding& textEncoding() const;
 
@@ -118,6 +120,7 @@ class RtfReader {
   int blue_ = 0;
   // Text bytes not yet decoded; all of them carry the current state's attributes.
   std::string pendingBytes_;
+  std::optional<TextAttributes> currentAttributes_;
 };
 
 }  // namespace qva
