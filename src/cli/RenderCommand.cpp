@@ -1,0 +1,173 @@
+#include "cli/RenderCommand.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+#include "cli/CommandError.h"
+#include "cli/DemoComposition.h"
+#include "cli/PublishedInputAssignment.h"
+#include "foundation/dispatch/TaskQueue.h"
+#include "foundation/image/Bitmap.h"
+#include "host/CompositionGraph.h"
+#include "host/HostPatches.h"
+#include "host/RenderOutput.h"
+#include "host/Renderer.h"
+#include "host/ValueJson.h"
+#include "patches/AllPatches.h"
+
+namespace qva {
+
+namespace {
+
+struct RenderOptions {
+  std::string compositionPath;
+  std::string output = "out.mov";
+  std::optional<long long> frames;
+  std::optional<double> duration;
+  std::string size;
+  std::optional<double> frameRate;
+  std::vector<std::string> assignments;
+  std::string codec;
+};
+
+// The largest canvas side accepted on the command line.
+constexpr int kMaxSide = 16384;
+
+std::pair<int, int> parseSize(const std::string& text) {
+  int width = 0;
+  int height = 0;
+  char extra = 0;
+  if (std::sscanf(text.c_str(), "%dx%d%c", &width, &height, &extra) != 2 || width < 1 || height < 1 ||
+      width > kMaxSide || height > kMaxSide) {
+    throw CommandError("--size takes WIDTHxHEIGHT with sides from 1 to 16384, not \"" + text + "\"");
+  }
+  return {width, height};
+}
+
+void drawProgress(long long done, long long total) {
+  constexpr int kBarWidth = 40;
+  const int filled = total > 0 ? static_cast<int>(kBarWidth * done / total) : kBarWidth;
+  std::fprintf(stderr, "\r[%s%s] %lld/%lld frames",
+               std::string(static_cast<std::size_t>(filled), '#').c_str(),
+               std::string(static_cast<std::size_t>(kBarWidth - filled), '.').c_str(), done, total);
+  std::fflush(stderr);
+}
+
+void render(const RenderOptions& options) {
+  const Composition composition = options.compositionPath.empty()
+                                      ? Composition::parse(demoCompositionText(), "demo.qvc")
+                                      : Composition::load(options.compositionPath);
+  const auto [width, height] =
+      options.size.empty() ? std::pair{composition.width(), composition.height()} : parseSize(options.size);
+  const double frameRate = options.frameRate.value_or(composition.frameRate());
+  if (!(frameRate > 0) || !std::isfinite(frameRate)) {
+    throw CommandError("--fps must be a positive number");
+  }
+  if (options.duration && (!(*options.duration >= 0) || !std::isfinite(*options.duration))) {
+    throw CommandError("--duration must be a number of seconds, 0 or more");
+  }
+  const long long frames =
+      options.frames.value_or(std::llround(options.duration.value_or(composition.duration()) * frameRate));
+  if (frames < 0) {
+    throw CommandError("--frames must not be negative");
+  }
+
+  PatchRegistry registry = bundledPatches();
+  registerHostPatches(registry);
+  auto creation = Renderer::create(width, height);
+  if (!creation.renderer) {
+    throw CommandError(creation.error);
+  }
+  Renderer& renderer = *creation.renderer;
+
+  TaskQueue queue;
+  ExecutionContext context(queue);
+  if (!options.compositionPath.empty()) {
+    context.setCompositionPath(composition.path());
+  }
+  renderer.beginFrame(context, composition.background());
+  CompositionGraph graph(composition, registry, context, queue);
+  for (const std::string& text : options.assignments) {
+    const PublishedInputAssignment assignment = PublishedInputAssignment::parse(text);
+    try {
+      graph.setPublishedInput(assignment.name,
+                              ValueJson::decode(assignment.value, graph.publishedInputType(assignment.name)));
+    } catch (const std::invalid_argument& error) {
+      throw CommandError("--set " + assignment.name + ": " + error.what());
+    }
+  }
+  auto output = RenderOutput::open(options.output, width, height, frameRate, options.codec);
+  if (!output.output) {
+    throw CommandError(output.error);
+  }
+  auto frame = Bitmap::allocate(width, height, static_cast<std::size_t>(width) * 4);
+  if (!frame) {
+    throw CommandError("out of memory for a " + std::to_string(width) + "x" + std::to_string(height) +
+                       " frame");
+  }
+
+  const bool progress = isatty(STDERR_FILENO) == 1;
+  const auto start = std::chrono::steady_clock::now();
+  for (long long index = 0; index < frames; ++index) {
+    renderer.beginFrame(context, composition.background());
+    graph.evaluate(static_cast<double>(index) / frameRate);
+    renderer.readFrame(frame->bytes(), frame->rowBytes());
+    if (std::string error = output.output->writeFrame(frame->view()); !error.empty()) {
+      graph.stop();
+      throw CommandError(error);
+    }
+    if (progress) {
+      drawProgress(index + 1, frames);
+    }
+  }
+  graph.stop();
+  if (std::string error = output.output->finish(); !error.empty()) {
+    throw CommandError(error);
+  }
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (progress) {
+    std::fprintf(stderr, "\n");
+  }
+  std::fprintf(stderr, "qva: rendered %lld frames (%dx%d) in %.2f s, %.1f fps, to %s\n", frames, width,
+               height, seconds, seconds > 0 ? static_cast<double>(frames) / seconds : 0.0,
+               output.output->description().c_str());
+}
+
+}  // namespace
+
+void addRenderCommand(CLI::App& app) {
+  auto options = std::make_shared<RenderOptions>();
+  CLI::App* command = app.add_subcommand(
+      "render", "Render a composition (the built-in demo without one) to a video, PNG frames or raw frames");
+  command->add_option("COMPOSITION", options->compositionPath, "The composition file (.qvc)");
+  command->add_option(
+      "-o,--output", options->output,
+      "NAME.mov (QuickTime Animation with alpha), .mp4 (H.264), .mkv (FFV1), a folder or "
+      "pattern like out_%05d.png, or - for raw BGRA frames on standard output (default out.mov)");
+  auto* frames = command->add_option_function<long long>(
+      "--frames", [options](long long count) { options->frames = count; }, "Number of frames");
+  auto* duration = command->add_option_function<double>(
+      "--duration", [options](double seconds) { options->duration = seconds; }, "Seconds to render");
+  frames->excludes(duration);
+  command->add_option("--size", options->size, "Canvas size WIDTHxHEIGHT (default: the composition's)");
+  command->add_option_function<double>(
+      "--fps", [options](double rate) { options->frameRate = rate; },
+      "Frames per second (default: the composition's)");
+  command->add_option("--set", options->assignments,
+                      "Set a published input: NAME=VALUE (VALUE as JSON or text)");
+  command->add_option("--codec", options->codec, "Video codec: qtrle, prores4444, h264 or ffv1");
+  command->callback([options] {
+    try {
+      render(*options);
+    } catch (const CompositionError& error) {
+      throw CommandError(error.what());
+    }
+  });
+}
+
+}  // namespace qva

@@ -1,0 +1,225 @@
+#include "foundation/video/VideoWriter.h"
+
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/opt.h>
+#include <libswscale/swscale.h>
+}
+
+#include "foundation/image/PngWriter.h"
+
+namespace qva {
+
+namespace {
+
+std::string errorText(int code) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(code, text, sizeof text);
+  return text;
+}
+
+struct CodecChoice {
+  const char* encoder;
+  AVPixelFormat pixelFormat;
+  // Whether the encoder takes straight alpha; otherwise the picture is composited over black.
+  bool straightAlpha;
+};
+
+std::optional<CodecChoice> codecNamed(const std::string& name) {
+  if (name == "qtrle") {
+    return CodecChoice{"qtrle", AV_PIX_FMT_ARGB, true};
+  }
+  if (name == "prores4444") {
+    return CodecChoice{"prores_ks", AV_PIX_FMT_YUVA444P10LE, true};
+  }
+  if (name == "h264") {
+    return CodecChoice{"libx264", AV_PIX_FMT_YUV420P, false};
+  }
+  if (name == "ffv1") {
+    return CodecChoice{"ffv1", AV_PIX_FMT_BGRA, true};
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+VideoWriter::Creation VideoWriter::open(const std::string& path, int width, int height, double frameRate,
+                                        const std::string& codec) {
+  av_log_set_level(AV_LOG_ERROR);
+  const std::string extension = std::filesystem::path(path).extension().string();
+  std::string chosen = codec;
+  if (chosen.empty()) {
+    chosen = extension == ".mov" ? "qtrle" : extension == ".mp4" ? "h264" : extension == ".mkv" ? "ffv1" : "";
+  }
+  if (extension != ".mov" && extension != ".mp4" && extension != ".mkv") {
+    return {nullptr, "unknown video file extension \"" + extension + "\" (use .mov, .mp4 or .mkv)"};
+  }
+  const auto choice = codecNamed(chosen);
+  if (!choice) {
+    return {nullptr, "unknown codec \"" + chosen + "\" (use qtrle, prores4444, h264 or ffv1)"};
+  }
+  if (width <= 0 || height <= 0 || !(frameRate > 0) || !std::isfinite(frameRate)) {
+    return {nullptr, "a video needs a positive size and frame rate"};
+  }
+  const AVCodec* encoder = avcodec_find_encoder_by_name(choice->encoder);
+  if (encoder == nullptr) {
+    return {nullptr, std::string("this FFmpeg has no ") + choice->encoder + " encoder"};
+  }
+  std::unique_ptr<VideoWriter> writer(new VideoWriter());
+  writer->path_ = path;
+  writer->codec_ = chosen;
+  writer->straightAlpha_ = choice->straightAlpha;
+  writer->partialPath_ = path + ".partial" + extension;
+  if (avformat_alloc_output_context2(&writer->format_, nullptr, nullptr, path.c_str()) < 0 ||
+      writer->format_ == nullptr) {
+    return {nullptr, "no container format for " + path};
+  }
+  AVStream* stream = avformat_new_stream(writer->format_, nullptr);
+  writer->encoder_ = avcodec_alloc_context3(encoder);
+  if (stream == nullptr || writer->encoder_ == nullptr) {
+    return {nullptr, "out of memory"};
+  }
+  const AVRational timeBase = av_d2q(1.0 / frameRate, 1000000);
+  writer->encoder_->width = width;
+  writer->encoder_->height = height;
+  writer->encoder_->time_base = timeBase;
+  writer->encoder_->framerate = av_inv_q(timeBase);
+  writer->encoder_->pix_fmt = choice->pixelFormat;
+  writer->encoder_->gop_size = 25;
+  if (chosen == "prores4444") {
+    av_opt_set(writer->encoder_->priv_data, "profile", "4444", 0);
+    av_opt_set(writer->encoder_->priv_data, "vendor", "apl0", 0);
+  } else if (chosen == "h264") {
+    av_opt_set(writer->encoder_->priv_data, "preset", "veryfast", 0);
+    av_opt_set(writer->encoder_->priv_data, "crf", "18", 0);
+  } else if (chosen == "ffv1") {
+    writer->encoder_->level = 3;
+  }
+  if (writer->format_->oformat->flags & AVFMT_GLOBALHEADER) {
+    writer->encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  }
+  writer->encoder_->thread_count = 0;
+  if (const int code = avcodec_open2(writer->encoder_, encoder, nullptr); code < 0) {
+    return {nullptr, "cannot open the " + chosen + " encoder: " + errorText(code)};
+  }
+  avcodec_parameters_from_context(stream->codecpar, writer->encoder_);
+  stream->time_base = timeBase;
+  if (const int code = avio_open(&writer->format_->pb, writer->partialPath_.c_str(), AVIO_FLAG_WRITE);
+      code < 0) {
+    return {nullptr, "cannot write " + path + ": " + errorText(code)};
+  }
+  if (const int code = avformat_write_header(writer->format_, nullptr); code < 0) {
+    return {nullptr, "cannot write " + path + ": " + errorText(code)};
+  }
+  writer->staging_ = av_frame_alloc();
+  writer->frame_ = av_frame_alloc();
+  writer->packet_ = av_packet_alloc();
+  if (writer->staging_ == nullptr || writer->frame_ == nullptr || writer->packet_ == nullptr) {
+    return {nullptr, "out of memory"};
+  }
+  writer->staging_->format = AV_PIX_FMT_BGRA;
+  writer->staging_->width = width;
+  writer->staging_->height = height;
+  writer->frame_->format = choice->pixelFormat;
+  writer->frame_->width = width;
+  writer->frame_->height = height;
+  if (av_frame_get_buffer(writer->staging_, 0) < 0 || av_frame_get_buffer(writer->frame_, 0) < 0) {
+    return {nullptr,
+            "out of memory for a " + std::to_string(width) + "x" + std::to_string(height) + " frame"};
+  }
+  writer->converter_ = sws_getContext(width, height, AV_PIX_FMT_BGRA, width, height, choice->pixelFormat,
+                                      SWS_POINT, nullptr, nullptr, nullptr);
+  if (writer->converter_ == nullptr) {
+    return {nullptr, "no pixel conversion to the " + chosen + " format"};
+  }
+  return {std::move(writer), {}};
+}
+
+VideoWriter::~VideoWriter() {
+  if (format_ != nullptr) {
+    if (format_->pb != nullptr) {
+      avio_closep(&format_->pb);
+    }
+    avformat_free_context(format_);
+  }
+  if (!finished_ && !partialPath_.empty()) {
+    unlink(partialPath_.c_str());
+  }
+  avcodec_free_context(&encoder_);
+  av_frame_free(&staging_);
+  av_frame_free(&frame_);
+  av_packet_free(&packet_);
+  sws_freeContext(converter_);
+}
+
+std::string VideoWriter::writeFrame(const PixelBufferView& frame) {
+  if (frame.width != encoder_->width || frame.height != encoder_->height || frame.bytes == nullptr) {
+    return "frame of the wrong size for " + path_;
+  }
+  if (av_frame_make_writable(staging_) < 0 || av_frame_make_writable(frame_) < 0) {
+    return "out of memory";
+  }
+  for (int y = 0; y < frame.height; ++y) {
+    const std::uint8_t* source = frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes;
+    std::uint8_t* target = staging_->data[0] + static_cast<std::ptrdiff_t>(y) * staging_->linesize[0];
+    if (straightAlpha_) {
+      // PngWriter's row conversion gives straight RGBA; swap back to BGRA for the converter.
+      PngWriter::unpremultiplyRow(source, target, frame.width);
+      for (int x = 0; x < frame.width; ++x) {
+        std::swap(target[x * 4], target[x * 4 + 2]);
+      }
+    } else {
+      std::copy_n(source, static_cast<std::size_t>(frame.width) * 4, target);
+    }
+  }
+  sws_scale(converter_, staging_->data, staging_->linesize, 0, frame.height, frame_->data, frame_->linesize);
+  frame_->pts = frameIndex_++;
+  return encode(frame_);
+}
+
+std::string VideoWriter::encode(AVFrame* frame) {
+  if (const int code = avcodec_send_frame(encoder_, frame); code < 0) {
+    return "cannot encode " + path_ + ": " + errorText(code);
+  }
+  for (;;) {
+    const int code = avcodec_receive_packet(encoder_, packet_);
+    if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) {
+      return {};
+    }
+    if (code < 0) {
+      return "cannot encode " + path_ + ": " + errorText(code);
+    }
+    av_packet_rescale_ts(packet_, encoder_->time_base, format_->streams[0]->time_base);
+    packet_->stream_index = 0;
+    if (const int written = av_interleaved_write_frame(format_, packet_); written < 0) {
+      return "cannot write " + path_ + ": " + errorText(written);
+    }
+  }
+}
+
+std::string VideoWriter::finish() {
+  if (std::string error = encode(nullptr); !error.empty()) {
+    return error;
+  }
+  if (const int code = av_write_trailer(format_); code < 0) {
+    return "cannot write " + path_ + ": " + errorText(code);
+  }
+  if (const int code = avio_closep(&format_->pb); code < 0) {
+    return "cannot write " + path_ + ": " + errorText(code);
+  }
+  if (std::rename(partialPath_.c_str(), path_.c_str()) != 0) {
+    return "cannot write " + path_;
+  }
+  finished_ = true;
+  return {};
+}
+
+}  // namespace qva

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "framework/Image.h"
+
+struct AVCodecContext;
+struct AVFormatContext;
+struct AVFrame;
+struct AVPacket;
+struct SwsContext;
+
+namespace qva {
+
+// Encodes premultiplied BGRA frames into a video file with FFmpeg: QuickTime Animation with alpha in
+// .mov (the default there), ProRes 4444 with alpha ("prores4444"), H.264 in .mp4 and FFV1 with alpha in
+// .mkv. The file is written under a temporary name and appears under its own only when finish()
+// succeeds; a writer destroyed unfinished removes it.
+class VideoWriter {
+ public:
+  struct Creation {
+    std::unique_ptr<VideoWriter> writer;
+    std::string error;
+  };
+
+  // codec empty chooses the container's default; known codecs: "qtrle", "prores4444", "h264", "ffv1".
+  static Creation open(const std::string& path, int width, int height, double frameRate,
+                       const std::string& codec);
+  ~VideoWriter();
+  VideoWriter(const VideoWriter&) = delete;
+  VideoWriter& operator=(const VideoWriter&) = delete;
+
+  // An empty string on success, else why the frame could not be encoded.
+  std::string writeFrame(const PixelBufferView& frame);
+  std::string finish();
+  const std::string& codecName() const { return codec_; }
+
+ private:
+  VideoWriter() = default;
+  std::string encode(AVFrame* frame);
+
+  std::string path_;
+  std::string partialPath_;
+  std::string codec_;
+  bool straightAlpha_ = true;
+  bool finished_ = false;
+  long long frameIndex_ = 0;
+  AVFormatContext* format_ = nullptr;
+  AVCodecContext* encoder_ = nullptr;
+  AVFrame* staging_ = nullptr;
+  AVFrame* frame_ = nullptr;
+  AVPacket* packet_ = nullptr;
+  SwsContext* converter_ = nullptr;
+};
+
+}  // namespace qva

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "framework/Image.h"
+
+namespace qva {
+
+// Where rendered frames go: a PNG sequence, a video file or raw BGRA frames on standard output.
+class RenderOutput {
+ public:
+  struct Creation {
+    std::unique_ptr<RenderOutput> output;
+    std::string error;
+  };
+
+  // "-" for raw frames on standard output; NAME.mov, .mp4 or .mkv for a video (codec as VideoWriter
+  // takes it); a folder (existing, or named with a trailing slash) for out_%05d.png in it, or a pattern
+  // with one %d (optionally %05d) ending in .png.
+  static Creation open(const std::string& path, int width, int height, double frameRate,
+                       const std::string& codec);
+
+  virtual ~RenderOutput();
+  // An empty string on success, else why the frame was not written.
+  virtual std::string writeFrame(const PixelBufferView& frame) = 0;
+  // Completes the output; an empty string on success.
+  virtual std::string finish() = 0;
+  // What the summary line names: the path, or "standard output".
+  virtual std::string description() const = 0;
+};
+
+}  // namespace qva

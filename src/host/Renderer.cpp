@@ -1,0 +1,64 @@
+#include "host/Renderer.h"
+
+#include <epoxy/gl.h>
+
+namespace qva {
+
+Renderer::Creation Renderer::create(int width, int height) {
+  auto creation = GLContext::create();
+  if (!creation.context) {
+    return {nullptr, creation.error};
+  }
+  return create(std::move(creation.context), width, height);
+}
+
+Renderer::Creation Renderer::create(std::unique_ptr<GLContext> gl, int width, int height) {
+  auto canvas = Framebuffer::create(width, height, TextureTarget::Texture2D, true);
+  if (!canvas) {
+    return {nullptr, "cannot make a " + std::to_string(width) + "x" + std::to_string(height) +
+                         " canvas (the size must be positive and within the GL driver's limits)"};
+  }
+  canvas->bind();
+  return {std::unique_ptr<Renderer>(new Renderer(std::move(gl), std::move(*canvas), width, height)), {}};
+}
+
+Renderer::Renderer(std::unique_ptr<GLContext> gl, Framebuffer canvas, int width, int height)
+    : gl_(std::move(gl)), canvas_(std::move(canvas)), width_(width), height_(height) {}
+
+Rect Renderer::bounds() const {
+  const double aspect = static_cast<double>(height_) / width_;
+  return {-1, -aspect, 2, 2 * aspect};
+}
+
+void Renderer::beginFrame(ExecutionContext& context, const Color& background) {
+  canvas_.bind();
+  const Rect area = bounds();
+  context.setGLContext(gl_.get());
+  context.setBounds(area);
+  context.setViewport({width_, height_});
+  glMatrixMode(GL_TEXTURE);
+  glLoadIdentity();
+  glMatrixMode(GL_PROJECTION);
+  glLoadIdentity();
+  // Depth room for sprites placed and turned in z.
+  glOrtho(area.x, area.x + area.width, area.y, area.y + area.height, -10, 10);
+  glMatrixMode(GL_MODELVIEW);
+  glLoadIdentity();
+  glDisable(GL_DEPTH_TEST);
+  glDisable(GL_BLEND);
+  glDepthMask(GL_TRUE);
+  glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+  // The background is given with straight alpha; the canvas holds premultiplied colour.
+  glClearColor(static_cast<float>(background.red * background.alpha),
+               static_cast<float>(background.green * background.alpha),
+               static_cast<float>(background.blue * background.alpha), static_cast<float>(background.alpha));
+  glClearDepth(1);
+  glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+}
+
+void Renderer::readFrame(std::uint8_t* bytes, std::size_t rowBytes) {
+  canvas_.bind();
+  Framebuffer::readPixels(width_, height_, bytes, rowBytes);
+}
+
+}  // namespace qva

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "foundation/gl/Framebuffer.h"
+#include "foundation/gl/GLContext.h"
+#include "framework/ExecutionContext.h"
+
+namespace qva {
+
+// The host's drawing: one GL context and a canvas framebuffer (with depth) of the composition's size,
+// in composition units from -1 to 1 across and -H/W to H/W up. Each frame clears the canvas to the
+// background, lets the consumers draw, and reads the pixels back as premultiplied BGRA, top row first.
+class Renderer {
+ public:
+  struct Creation {
+    std::unique_ptr<Renderer> renderer;
+    std::string error;
+  };
+
+  static Creation create(int width, int height);
+  // A renderer over a context made elsewhere.
+  static Creation create(std::unique_ptr<GLContext> gl, int width, int height);
+
+  GLContext& gl() { return *gl_; }
+  int width() const { return width_; }
+  int height() const { return height_; }
+  // (-1, -H/W, 2, 2H/W).
+  Rect bounds() const;
+
+  // Binds the canvas, sets viewport and projection, clears it, and points the context at the canvas.
+  void beginFrame(ExecutionContext& context, const Color& background);
+  // Reads the canvas as premultiplied BGRA.
+  void readFrame(std::uint8_t* bytes, std::size_t rowBytes);
+
+ private:
+  Renderer(std::unique_ptr<GLContext> gl, Framebuffer canvas, int width, int height);
+
+  std::unique_ptr<GLContext> gl_;
+  Framebuffer canvas_;
+  int width_;
+  int height_;
+};
+
+}  // namespace qva
