@@ -24,7 +24,7 @@ std::string errorOf(const std::string& text) {
 }
 
 TEST(Composition, ErrorsNameTheFilePositionAndTheProblem) {
-  EXPECT_EQ(errorOf(compositionText(R"({"id": "a", "class": "QVANope"})")).substr(0, 13), "test.qvc:2:39");
+  EXPECT_EQ(errorOf(compositionText(R"({"id": "a", "class": "QVANope"})")).substr(0, 13), "test.qvc:2:36");
   EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVANope"})")).find("unknown patch class"),
             std::string::npos);
   EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn",
