@@ -3,10 +3,15 @@
 #include <openssl/evp.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
+
+#include "foundation/gl/GLContext.h"
+#include "foundation/image/ImageDecoder.h"
+#include "foundation/image/PngWriter.h"
 
 namespace qva {
 
@@ -58,7 +63,13 @@ ImageRef DriveImages::imageForSpecification(const PropertyList& specification) {
                        static_cast<int>(propertyListInteger(specification.value("width", PropertyList(1)))),
                        static_cast<int>(propertyListInteger(specification.value("height", PropertyList(1)))));
   } else if (specification.contains("imageFile") && specification["imageFile"].is_string()) {
-    throw std::invalid_argument("image files cannot be decoded by this build");
+    const std::filesystem::path file = specification["imageFile"].get<std::string>();
+    auto decoded = ImageDecoder::decodeFile(
+        file.is_absolute() ? file.string() : (std::filesystem::path(scriptFolder_) / file).string());
+    if (!decoded.bitmap) {
+      throw std::invalid_argument(decoded.error);
+    }
+    image = std::move(*decoded.bitmap).toImage();
   } else {
     throw std::invalid_argument(
         R"(an image is {"imageFile": "path.png"} or {"solid": [r, g, b, a], "width": W, "height": H})");
@@ -94,10 +105,24 @@ PropertyList DriveImages::describe(const ImageRef& image) {
   PropertyList description = PropertyList::object();
   description["width"] = image->width();
   description["height"] = image->height();
-  const std::optional<PixelBufferView> pixels = image->pixelBuffer();
+  std::optional<PixelBufferView> pixels = image->pixelBuffer();
+  if (!pixels && gl_ != nullptr) {
+    pixels = gl_->pixelsForImage(*image);
+  }
   description["rowBytes"] = pixels ? PropertyList(pixels->rowBytes) : PropertyList();
   description["format"] = "BGRA8";
   description["sha256"] = pixels ? PropertyList(visibleBytesDigest(*pixels)) : PropertyList();
+  if (imagesFolder_ && pixels) {
+    char name[32];
+    std::snprintf(name, sizeof name, "image_%05d.png", ++writtenImages_);
+    std::error_code ignored;
+    std::filesystem::create_directories(*imagesFolder_, ignored);
+    const std::string path = (std::filesystem::path(*imagesFolder_) / name).string();
+    if (const std::string error = PngWriter::write(*pixels, path); !error.empty()) {
+      throw std::runtime_error(error);
+    }
+    description["file"] = path;
+  }
   return PropertyList{{"image", description}};
 }
 

@@ -19,6 +19,8 @@ class DriveImages {
   // {"imageFile": "path"} (relative to the script's folder) or {"solid": [r, g, b, a], "width": W,
   // "height": H}. Throws std::invalid_argument for anything else or a file that cannot be decoded.
   ImageRef imageForSpecification(const PropertyList& specification);
+  // Images without pixels in memory (textures, drawn images) are read back through this context.
+  void setGLContext(GLContext* gl) { gl_ = gl; }
   // {"image": {"width", "height", "rowBytes", "format", "sha256"[, "file"]}}.
   PropertyList describe(const ImageRef& image);
 
@@ -32,6 +34,7 @@ class DriveImages {
   std::optional<std::string> imagesFolder_;
   std::map<std::string, ImageRef> inputImages_;
   int writtenImages_ = 0;
+  GLContext* gl_ = nullptr;
 };
 
 }  // namespace qva

@@ -93,9 +93,6 @@ void applyContext(const PropertyList& json, ExecutionContext& context) {
     }
     context.setTimeZone(json["timeZone"].get<std::string>());
   }
-  if (json.value("gl", false)) {
-    throw DriveError("context \"gl\": this build has no GL host");
-  }
 }
 
 }  // namespace
@@ -125,6 +122,18 @@ DriveSession::DriveSession(const PropertyList& script, const DriveOptions& optio
     checkStep(script_["steps"][i], i);
   }
   applyContext(script_.value("context", PropertyList::object()), context_);
+  if (script_.value("context", PropertyList::object()).value("gl", false)) {
+    // Consumers draw into a canvas of the viewport's size; the script's bounds stay as given.
+    auto creation = Renderer::create(context_.viewport().width, context_.viewport().height);
+    if (!creation.renderer) {
+      throw DriveError("context \"gl\": " + creation.error);
+    }
+    renderer_ = std::move(creation.renderer);
+    const Rect bounds = context_.bounds();
+    renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+    context_.setBounds(bounds);
+    images_.setGLContext(&renderer_->gl());
+  }
 
   const auto collectHostLog = [this](const std::string& line) {
     std::lock_guard lock(logMutex_);

@@ -14,6 +14,7 @@
 #include "framework/PropertyList.h"
 #include "host/DriveImages.h"
 #include "host/PatchHost.h"
+#include "host/Renderer.h"
 
 namespace qva {
 
@@ -61,6 +62,8 @@ class DriveSession {
   DriveOptions options_;
   TaskQueue queue_;
   ExecutionContext context_;
+  // Declared before the patch so that the patch is gone before the GL context it may hold objects in.
+  std::unique_ptr<Renderer> renderer_;
   DriveImages images_;
   std::unique_ptr<PatchHost> host_;
   std::mutex logMutex_;

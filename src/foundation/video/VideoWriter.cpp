@@ -197,6 +197,10 @@ std::string VideoWriter::encode(AVFrame* frame) {
     if (code < 0) {
       return "cannot encode " + path_ + ": " + errorText(code);
     }
+    // Every frame lasts one frame period; without a duration the container may drop the last one.
+    if (packet_->duration == 0) {
+      packet_->duration = 1;
+    }
     av_packet_rescale_ts(packet_, encoder_->time_base, format_->streams[0]->time_base);
     packet_->stream_index = 0;
     if (const int written = av_interleaved_write_frame(format_, packet_); written < 0) {

@@ -1,0 +1,130 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "foundation/image/Bitmap.h"
+#include "foundation/video/VideoWriter.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace qva {
+namespace {
+
+class VideoWriterTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder_ = std::filesystem::temp_directory_path() / ("qva-video-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder_);
+    frame_ = Bitmap::allocate(64, 36, Bitmap::paddedRowBytes(64));
+    // A half-transparent red frame with a white bar.
+    for (int y = 0; y < 36; ++y) {
+      for (int x = 0; x < 64; ++x) {
+        std::uint8_t* p = frame_->row(y) + x * 4;
+        const bool bar = y > 10 && y < 20;
+        p[0] = bar ? 255 : 0;
+        p[1] = bar ? 255 : 0;
+        p[2] = bar ? 255 : 128;
+        p[3] = bar ? 255 : 128;
+      }
+    }
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  // Codec, pixel format and frame count of a written file, read back with FFmpeg.
+  struct Probe {
+    std::string codec;
+    std::string pixelFormat;
+    long long frames = 0;
+  };
+  static Probe probe(const std::string& path) {
+    AVFormatContext* format = nullptr;
+    Probe result;
+    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
+      return result;
+    }
+    avformat_find_stream_info(format, nullptr);
+    const AVCodecParameters* parameters = format->streams[0]->codecpar;
+    result.codec = avcodec_get_name(parameters->codec_id);
+    const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters->format));
+    result.pixelFormat = name != nullptr ? name : "";
+    AVPacket* packet = av_packet_alloc();
+    while (av_read_frame(format, packet) >= 0) {
+      ++result.frames;
+      av_packet_unref(packet);
+    }
+    av_packet_free(&packet);
+    avformat_close_input(&format);
+    return result;
+  }
+
+  std::string write(const std::string& name, const std::string& codec, int frames = 3) {
+    const auto path = (folder_ / name).string();
+    auto creation = VideoWriter::open(path, 64, 36, 25, codec);
+    EXPECT_TRUE(creation.writer) << creation.error;
+    if (!creation.writer) {
+      return path;
+    }
+    for (int i = 0; i < frames; ++i) {
+      EXPECT_EQ(creation.writer->writeFrame(frame_->view()), "");
+    }
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(creation.writer->finish(), "");
+    return path;
+  }
+
+  std::filesystem::path folder_;
+  std::optional<Bitmap> frame_;
+};
+
+TEST_F(VideoWriterTest, EveryContainerWithItsDefaultAndAlpha) {
+  const Probe animation = probe(write("a.mov", ""));
+  EXPECT_EQ(animation.codec, "qtrle");
+  EXPECT_EQ(animation.pixelFormat, "argb");
+  EXPECT_EQ(animation.frames, 3);
+  const Probe prores = probe(write("p.mov", "prores4444"));
+  EXPECT_EQ(prores.codec, "prores");
+  // The decoder reports its own depth; what matters is the alpha plane.
+  EXPECT_EQ(prores.pixelFormat.rfind("yuva444p", 0), 0u) << prores.pixelFormat;
+  EXPECT_EQ(prores.frames, 3);
+  const Probe h264 = probe(write("h.mp4", ""));
+  EXPECT_EQ(h264.codec, "h264");
+  EXPECT_EQ(h264.frames, 3);
+  const Probe ffv1 = probe(write("f.mkv", ""));
+  EXPECT_EQ(ffv1.codec, "ffv1");
+  EXPECT_EQ(ffv1.pixelFormat, "bgra");
+  EXPECT_EQ(ffv1.frames, 3);
+  // Nothing but the finished files is left in the folder.
+  EXPECT_EQ(
+      std::distance(std::filesystem::directory_iterator(folder_), std::filesystem::directory_iterator()), 4);
+}
+
+TEST_F(VideoWriterTest, BadRequestsAreErrors) {
+  EXPECT_NE(VideoWriter::open((folder_ / "x.avi").string(), 64, 36, 25, "").error.find(".avi"),
+            std::string::npos);
+  EXPECT_NE(VideoWriter::open((folder_ / "x.mov").string(), 64, 36, 25, "gif").error.find("gif"),
+            std::string::npos);
+  EXPECT_FALSE(VideoWriter::open((folder_ / "x.mov").string(), 0, 36, 25, "").writer);
+  EXPECT_FALSE(VideoWriter::open((folder_ / "x.mov").string(), 64, 36, 0, "").writer);
+  const auto unwritable = VideoWriter::open("/nonexistent-folder/x.mov", 64, 36, 25, "");
+  EXPECT_FALSE(unwritable.writer);
+  EXPECT_NE(unwritable.error.find("/nonexistent-folder/x.mov"), std::string::npos);
+  auto writer = VideoWriter::open((folder_ / "y.mov").string(), 64, 36, 25, "").writer;
+  ASSERT_TRUE(writer);
+  EXPECT_NE(writer->writeFrame(PixelBufferView{32, 36, 128, frame_->bytes()}), "");
+}
+
+TEST_F(VideoWriterTest, AnUnfinishedVideoLeavesNoFile) {
+  {
+    auto writer = VideoWriter::open((folder_ / "cut.mov").string(), 64, 36, 25, "").writer;
+    ASSERT_TRUE(writer);
+    EXPECT_EQ(writer->writeFrame(frame_->view()), "");
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(folder_));
+}
+
+}  // namespace
+}  // namespace qva
