@@ -17,7 +17,7 @@ const std::set<std::string>& knownTopLevelKeys() {
 }
 
 const std::set<std::string>& knownPatchKeys() {
-  static const std::set<std::string> keys = {"id", "class", "settings", "inputs", "layer"};
+  static const std::set<std::string> keys = {"id", "class", "settings", "inputs", "layer", "time"};
   return keys;
 }
 
@@ -174,6 +174,14 @@ Composition Composition::parse(const std::string& text, const std::string& path)
     }
     return *port;
   };
+
+  for (std::size_t index = 0; index < composition.patches_.size(); ++index) {
+    const PropertyList& entry = patches[index];
+    if (entry.contains("time")) {
+      composition.patches_[index].timeSource =
+          reference(entry["time"], "the time base of patch \"" + composition.patches_[index].id + "\"");
+    }
+  }
 
   const PropertyList connections = json.value("connections", PropertyList::array());
   if (!connections.is_array()) {

@@ -39,6 +39,8 @@ class Composition {
     PropertyList settings = PropertyList::object();
     PropertyList inputs = PropertyList::object();
     int layer = 0;
+    // An external time base: the patch runs at this output's value instead of the composition time.
+    std::optional<PortReference> timeSource;
   };
   struct Connection {
     PortReference from;

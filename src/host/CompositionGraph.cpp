@@ -49,7 +49,8 @@ CompositionGraph::CompositionGraph(const Composition& composition, const PatchRe
                                   entry.id);
       }
     }
-    nodes_.push_back({entry.id, entry.layer, std::make_unique<PatchHost>(std::move(patch), context), {}});
+    nodes_.push_back(
+        {entry.id, entry.layer, std::make_unique<PatchHost>(std::move(patch), context), {}, std::nullopt});
   }
 
   for (const Composition::Connection& connection : composition.connections()) {
@@ -77,6 +78,20 @@ CompositionGraph::CompositionGraph(const Composition& composition, const PatchRe
     nodes_[destination].links.push_back({source, connection.from.portKey, connection.to.portKey});
   }
 
+  for (std::size_t index = 0; index < nodes_.size(); ++index) {
+    const std::optional<PortReference>& timeSource = composition.patches()[index].timeSource;
+    if (!timeSource) {
+      continue;
+    }
+    const std::size_t source = nodeIndex(timeSource->patchId);
+    const Patch::OutputPort* output = nodes_[source].host->patch().findOutputPort(timeSource->portKey);
+    if (output == nullptr || output->description.type != PortType::Number) {
+      throw composition.errorAt("the time base of \"" + nodes_[index].id + "\" must be a Number output",
+                                timeSource->text());
+    }
+    nodes_[index].timeLink = Node::Link{source, timeSource->portKey, ""};
+  }
+
   for (const auto& [name, port] : publishedInputs_) {
     inputPort(port);
     const Node& node = nodes_[nodeIndex(port.patchId)];
@@ -99,6 +114,10 @@ CompositionGraph::CompositionGraph(const Composition& composition, const PatchRe
     for (const Node::Link& link : nodes_[index].links) {
       ++pendingInputs[index];
       downstream[link.source].push_back(index);
+    }
+    if (nodes_[index].timeLink) {
+      ++pendingInputs[index];
+      downstream[nodes_[index].timeLink->source].push_back(index);
     }
   }
   using Rank = std::tuple<bool, int, std::size_t>;
@@ -181,7 +200,11 @@ void CompositionGraph::evaluate(double time, const Arguments& arguments) {
         patch.setInputValue(link.inputKey, output->value);
       }
     }
-    node.host->runFrame(time, arguments);
+    const double nodeTime =
+        node.timeLink
+            ? outputValue({nodes_[node.timeLink->source].id, node.timeLink->outputKey}).numberValue()
+            : time;
+    node.host->runFrame(nodeTime, arguments);
   }
 }
 

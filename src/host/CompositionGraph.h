@@ -28,6 +28,8 @@ class CompositionGraph {
       std::string inputKey;
     };
     std::vector<Link> links;
+    // The output whose value is this node's time, when it has an external time base.
+    std::optional<Link> timeLink;
   };
 
   // Throws CompositionError for unknown classes, ports, settings that do not apply, incompatible
