@@ -40,8 +40,9 @@ void Renderer::beginFrame(ExecutionContext& context, const Color& background) {
   glLoadIdentity();
   glMatrixMode(GL_PROJECTION);
   glLoadIdentity();
-  // Depth room for sprites placed and turned in z.
-  glOrtho(area.x, area.x + area.width, area.y, area.y + area.height, -10, 10);
+  // Upside down in memory, so that the canvas's first row is the top one and reads back without a
+  // flip; depth room for sprites placed and turned in z.
+  glOrtho(area.x, area.x + area.width, area.y + area.height, area.y, -10, 10);
   glMatrixMode(GL_MODELVIEW);
   glLoadIdentity();
   glDisable(GL_DEPTH_TEST);
@@ -58,7 +59,7 @@ void Renderer::beginFrame(ExecutionContext& context, const Color& background) {
 
 void Renderer::readFrame(std::uint8_t* bytes, std::size_t rowBytes) {
   canvas_.bind();
-  Framebuffer::readPixels(width_, height_, bytes, rowBytes);
+  Framebuffer::readPixels(width_, height_, bytes, rowBytes, false);
 }
 
 }  // namespace qva

@@ -1,0 +1,192 @@
+// Rendering speed: shape rasterisation at 1080p, a 1080p composition of three textured sprites and a
+// shape rendered and read back per frame (without output and into each video codec), and the demo
+// composition rendered and encoded as QuickTime Animation. Real time at 1080p50 is 50 frames a second.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+
+#include "cli/DemoComposition.h"
+#include "foundation/dispatch/TaskQueue.h"
+#include "foundation/image/Bitmap.h"
+#include "foundation/video/VideoWriter.h"
+#include "host/CompositionGraph.h"
+#include "host/HostBillboard.h"
+#include "host/HostPatches.h"
+#include "host/Renderer.h"
+#include "patches/AllPatches.h"
+#include "patches/render/QCCirclePlugIn.h"
+#include "patches/render/QCPolygonPlugIn.h"
+#include "patches/render/QCRoundedRectPlugIn.h"
+#include "patches/render/QCSkewedRectanglePlugIn.h"
+#include "patches/render/QVATexturedSquarePlugIn.h"
+
+namespace qva {
+namespace {
+
+constexpr int kWidth = 1920;
+constexpr int kHeight = 1080;
+
+void runOnce(Patch& patch, ExecutionContext& context, double time) {
+  patch.updateInputChangeFlags();
+  patch.execute(context, time, Arguments());
+  patch.finishExecution();
+}
+
+template <typename Shape>
+void BM_ShapeRasterisation(benchmark::State& state) {
+  TaskQueue queue;
+  ExecutionContext context(queue);
+  Shape shape;
+  shape.setInputValue("inputWidth", Value(std::uint32_t{kWidth}));
+  shape.setInputValue("inputHeight", Value(std::uint32_t{kHeight}));
+  double outline = 4;
+  for (auto _ : state) {
+    // A changed input each time, as a host would run the processor.
+    outline = outline == 4 ? 5 : 4;
+    shape.setInputValue("inputOutlineWidth", Value(outline));
+    runOnce(shape, context, 0);
+  }
+  state.counters["fps"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QCCirclePlugIn)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QCRoundedRectPlugIn)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QCPolygonPlugIn)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QCSkewedRectanglePlugIn)->Unit(benchmark::kMillisecond);
+
+// A 640×360 picture of bands, as a texture source for the sprites.
+ImageRef bandImage(std::uint8_t shade) {
+  auto bitmap = Bitmap::allocate(640, 360, Bitmap::paddedRowBytes(640));
+  for (int y = 0; y < 360; ++y) {
+    for (int x = 0; x < 640; ++x) {
+      std::uint8_t* p = bitmap->row(y) + x * 4;
+      p[0] = static_cast<std::uint8_t>(x / 3);
+      p[1] = shade;
+      p[2] = static_cast<std::uint8_t>(y / 2);
+      p[3] = 255;
+    }
+  }
+  return std::move(*bitmap).toImage();
+}
+
+const char* const kCodecs[] = {"", "qtrle", "prores4444", "h264", "ffv1"};
+const char* const kExtensions[] = {"", ".mov", ".mov", ".mp4", ".mkv"};
+
+std::string scratchPath(const char* extension) {
+  return (std::filesystem::temp_directory_path() /
+          ("qva-render-bench-" + std::to_string(getpid()) + extension))
+      .string();
+}
+
+// Three sprites and a shape on a 1080p canvas, read back every frame; argument 0 writes nowhere, the
+// others encode with one of kCodecs.
+void BM_ThreeSpriteComposition(benchmark::State& state) {
+  auto creation = Renderer::create(kWidth, kHeight);
+  if (!creation.renderer) {
+    state.SkipWithError(creation.error.c_str());
+    return;
+  }
+  Renderer& renderer = *creation.renderer;
+  TaskQueue queue;
+  ExecutionContext context(queue);
+  std::unique_ptr<VideoWriter> writer;
+  const auto codec = static_cast<std::size_t>(state.range(0));
+  const std::string path = scratchPath(kExtensions[codec]);
+  if (codec != 0) {
+    auto opened = VideoWriter::open(path, kWidth, kHeight, 50, kCodecs[codec]);
+    if (!opened.writer) {
+      state.SkipWithError(opened.error.c_str());
+      return;
+    }
+    writer = std::move(opened.writer);
+  }
+  std::vector<std::unique_ptr<QVATexturedSquarePlugIn>> sprites;
+  for (int i = 0; i < 3; ++i) {
+    auto sprite = std::make_unique<QVATexturedSquarePlugIn>();
+    sprite->setInputValue("inputImage", Value(bandImage(static_cast<std::uint8_t>(80 * i))));
+    sprite->setInputValue("inputWidth", Value(0.6));
+    sprite->setInputValue("inputHeight", Value(0.3375));
+    sprite->setInputValue("inputY", Value(0.3 - 0.3 * i));
+    sprite->setInputValue("inputColor", Value(Color{1, 1, 1, 1}));
+    sprite->setInputValue("inputBlending", Value(std::uint32_t{1}));
+    renderer.beginFrame(context, Color{0, 0, 0, 0});
+    sprite->startExecution(context);
+    sprite->enableExecution(context);
+    sprites.push_back(std::move(sprite));
+  }
+  QCRoundedRectPlugIn shape;
+  shape.setInputValue("inputWidth", Value(std::uint32_t{800}));
+  shape.setInputValue("inputHeight", Value(std::uint32_t{160}));
+  runOnce(shape, context, 0);
+  HostBillboard billboard;
+  billboard.setInputValue("inputImage", shape.outputPorts()[0].value);
+  billboard.setInputValue("inputY", Value(-0.4));
+  billboard.setInputValue("inputWidth", Value(0.83));
+  auto frame = Bitmap::allocate(kWidth, kHeight, kWidth * 4);
+  long long index = 0;
+  for (auto _ : state) {
+    const double time = static_cast<double>(index++) / 50;
+    renderer.beginFrame(context, Color{0.1, 0.1, 0.2, 1});
+    for (std::size_t i = 0; i < sprites.size(); ++i) {
+      sprites[i]->setInputValue("inputX", Value(-0.5 + 0.3 * static_cast<double>(i) + 0.1 * std::sin(time)));
+      runOnce(*sprites[i], context, time);
+    }
+    runOnce(billboard, context, time);
+    renderer.readFrame(frame->bytes(), frame->rowBytes());
+    if (writer) {
+      writer->writeFrame(frame->view());
+    }
+    benchmark::DoNotOptimize(frame->bytes()[0]);
+  }
+  if (writer) {
+    writer->finish();
+    std::filesystem::remove(path);
+  }
+  for (auto& sprite : sprites) {
+    sprite->stopExecution(context);
+  }
+  state.SetLabel(codec == 0 ? "no output" : kCodecs[codec]);
+  state.counters["fps"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_ThreeSpriteComposition)->DenseRange(0, 4)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The built-in demo at 1080p50, rendered and encoded as QuickTime Animation, as `qva render` does.
+void BM_DemoToQuickTimeAnimation(benchmark::State& state) {
+  const Composition composition = Composition::parse(demoCompositionText(), "demo.qvc");
+  auto creation = Renderer::create(composition.width(), composition.height());
+  if (!creation.renderer) {
+    state.SkipWithError(creation.error.c_str());
+    return;
+  }
+  Renderer& renderer = *creation.renderer;
+  PatchRegistry registry = bundledPatches();
+  registerHostPatches(registry);
+  TaskQueue queue;
+  ExecutionContext context(queue);
+  renderer.beginFrame(context, composition.background());
+  CompositionGraph graph(composition, registry, context, queue);
+  const std::string path = scratchPath(".mov");
+  auto writer =
+      VideoWriter::open(path, composition.width(), composition.height(), composition.frameRate(), "").writer;
+  auto frame = Bitmap::allocate(composition.width(), composition.height(),
+                                static_cast<std::size_t>(composition.width()) * 4);
+  long long index = 0;
+  for (auto _ : state) {
+    renderer.beginFrame(context, composition.background());
+    graph.evaluate(static_cast<double>(index++) / composition.frameRate());
+    renderer.readFrame(frame->bytes(), frame->rowBytes());
+    writer->writeFrame(frame->view());
+  }
+  writer->finish();
+  std::filesystem::remove(path);
+  graph.stop();
+  state.counters["fps"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_DemoToQuickTimeAnimation)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+}  // namespace qva

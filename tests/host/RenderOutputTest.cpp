@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "foundation/image/Bitmap.h"
+#include "foundation/image/ImageDecoder.h"
+#include "host/PngSequenceOutput.h"
+#include "host/RawFrameOutput.h"
+#include "host/RenderOutput.h"
+
+namespace qva {
+namespace {
+
+class RenderOutputTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder_ = std::filesystem::temp_directory_path() / ("qva-output-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder_);
+    frame_ = Bitmap::allocate(8, 4, Bitmap::paddedRowBytes(8));
+    for (int y = 0; y < 4; ++y) {
+      std::fill_n(frame_->row(y), 32, static_cast<std::uint8_t>(60 * y + 15));
+    }
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  std::filesystem::path folder_;
+  std::optional<Bitmap> frame_;
+};
+
+TEST_F(RenderOutputTest, PngPatterns) {
+  EXPECT_TRUE(PngSequenceOutput::isPattern("out_%05d.png"));
+  EXPECT_TRUE(PngSequenceOutput::isPattern("f%d.png"));
+  EXPECT_FALSE(PngSequenceOutput::isPattern("out.png"));
+  EXPECT_FALSE(PngSequenceOutput::isPattern("out_%s.png"));
+  EXPECT_FALSE(PngSequenceOutput::isPattern("%d_%d.png"));
+  EXPECT_FALSE(PngSequenceOutput::isPattern("out_%n.png"));
+  EXPECT_FALSE(PngSequenceOutput::isPattern("out_%1234567d.png"));
+  EXPECT_FALSE(PngSequenceOutput::isPattern("out_%"));
+}
+
+TEST_F(RenderOutputTest, FolderGetsNumberedFrames) {
+  auto opened = RenderOutput::open((folder_ / "frames/").string(), 8, 4, 25, "");
+  ASSERT_TRUE(opened.output) << opened.error;
+  EXPECT_EQ(opened.output->writeFrame(frame_->view()), "");
+  EXPECT_EQ(opened.output->writeFrame(frame_->view()), "");
+  EXPECT_EQ(opened.output->finish(), "");
+  const auto second = ImageDecoder::decodeFile((folder_ / "frames" / "out_00001.png").string());
+  ASSERT_TRUE(second.bitmap) << second.error;
+  EXPECT_EQ(second.bitmap->row(3)[0], 195);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "frames" / "out_00002.png"));
+}
+
+TEST_F(RenderOutputTest, RawFramesAreTightRows) {
+  std::FILE* stream = std::tmpfile();
+  ASSERT_NE(stream, nullptr);
+  RawFrameOutput output(stream);
+  EXPECT_EQ(output.writeFrame(frame_->view()), "");
+  EXPECT_EQ(output.finish(), "");
+  EXPECT_EQ(std::ftell(stream), 8 * 4 * 4);
+  std::fclose(stream);
+}
+
+TEST_F(RenderOutputTest, UnknownOrUnwritableOutputsAreClearErrors) {
+  const auto unknown = RenderOutput::open((folder_ / "show.gif").string(), 8, 4, 25, "");
+  EXPECT_FALSE(unknown.output);
+  EXPECT_NE(unknown.error.find("unknown output"), std::string::npos);
+  EXPECT_FALSE(RenderOutput::open((folder_ / "one.png").string(), 8, 4, 25, "").output);
+  EXPECT_FALSE(RenderOutput::open((folder_ / "f_%d.png").string(), 8, 4, 25, "h264").output);
+  EXPECT_FALSE(RenderOutput::open("/nonexistent-folder/show.mov", 8, 4, 25, "").output);
+  auto pattern = RenderOutput::open("/nonexistent-folder/f_%03d.png", 8, 4, 25, "");
+  ASSERT_TRUE(pattern.output);
+  EXPECT_NE(pattern.output->writeFrame(frame_->view()), "");
+  EXPECT_TRUE(std::filesystem::is_empty(folder_));
+}
+
+TEST_F(RenderOutputTest, VideoDescribesItsCodec) {
+  auto opened = RenderOutput::open((folder_ / "show.mov").string(), 8, 4, 25, "prores4444");
+  ASSERT_TRUE(opened.output) << opened.error;
+  EXPECT_NE(opened.output->description().find("prores4444"), std::string::npos);
+  EXPECT_EQ(opened.output->writeFrame(frame_->view()), "");
+  EXPECT_EQ(opened.output->finish(), "");
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "show.mov"));
+}
+
+}  // namespace
+}  // namespace qva

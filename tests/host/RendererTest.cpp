@@ -1,0 +1,136 @@
+#include <epoxy/gl.h>
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "foundation/dispatch/TaskQueue.h"
+#include "foundation/image/Bitmap.h"
+#include "host/HostBillboard.h"
+#include "host/HostClear.h"
+#include "host/Renderer.h"
+
+namespace qva {
+namespace {
+
+using Pixel = std::array<int, 4>;  // B, G, R, A premultiplied
+
+class RendererTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    auto creation = Renderer::create(64, 36);
+    if (!creation.renderer) {
+      GTEST_SKIP() << creation.error;
+    }
+    renderer_ = std::move(creation.renderer);
+    frame_ = Bitmap::allocate(64, 36, 64 * 4);
+  }
+
+  Pixel pixel(int x, int y) {
+    renderer_->readFrame(frame_->bytes(), frame_->rowBytes());
+    const std::uint8_t* p = frame_->row(y) + x * 4;
+    return {p[0], p[1], p[2], p[3]};
+  }
+
+  void run(Patch& patch) {
+    patch.updateInputChangeFlags();
+    EXPECT_TRUE(patch.execute(context_, 0, Arguments()));
+    patch.finishExecution();
+  }
+
+  // A 4×2 image: left half opaque red, right half half-transparent blue (premultiplied).
+  static ImageRef halves() {
+    auto bitmap = Bitmap::allocate(4, 2, Bitmap::paddedRowBytes(4));
+    for (int y = 0; y < 2; ++y) {
+      for (int x = 0; x < 4; ++x) {
+        const std::uint8_t red[4] = {0, 0, 255, 255};
+        const std::uint8_t blue[4] = {128, 0, 0, 128};
+        std::copy_n(x < 2 ? red : blue, 4, bitmap->row(y) + x * 4);
+      }
+    }
+    return std::move(*bitmap).toImage();
+  }
+
+  TaskQueue queue_;
+  ExecutionContext context_{queue_};
+  std::unique_ptr<Renderer> renderer_;
+  std::optional<Bitmap> frame_;
+};
+
+TEST_F(RendererTest, CanvasUnitsAndPremultipliedBackground) {
+  const Rect bounds = renderer_->bounds();
+  EXPECT_DOUBLE_EQ(bounds.x, -1);
+  EXPECT_DOUBLE_EQ(bounds.y, -0.5625);
+  EXPECT_DOUBLE_EQ(bounds.height, 1.125);
+  renderer_->beginFrame(context_, Color{1, 0, 0, 0.5});
+  EXPECT_EQ(context_.glContext(), &renderer_->gl());
+  EXPECT_EQ(context_.viewport().width, 64);
+  const Pixel background = pixel(10, 10);
+  EXPECT_EQ(background[1], 0);
+  EXPECT_NEAR(background[2], 128, 1);
+  EXPECT_NEAR(background[3], 128, 1);
+}
+
+TEST_F(RendererTest, FramesReadBackTopRowFirst) {
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  // A white band over the upper half of the canvas (y > 0 in composition units).
+  glColor4d(1, 1, 1, 1);
+  glRectd(-1, 0, 1, 0.5625);
+  EXPECT_EQ(pixel(32, 2), (Pixel{255, 255, 255, 255}));
+  EXPECT_EQ(pixel(32, 33), (Pixel{0, 0, 0, 0}));
+}
+
+TEST_F(RendererTest, BillboardShowsImagesUprightWithPremultipliedBlending) {
+  renderer_->beginFrame(context_, Color{0, 1, 0, 1});
+  HostBillboard billboard;
+  billboard.setInputValue("inputImage", Value(halves()));
+  billboard.setInputValue("inputWidth", Value(2.0));
+  run(billboard);
+  // Two units wide covers the canvas across and 1 unit (18 rows) high in the middle.
+  EXPECT_EQ(pixel(8, 18), (Pixel{0, 0, 255, 255}));
+  const Pixel over = pixel(56, 18);
+  EXPECT_NEAR(over[0], 128, 2);
+  EXPECT_NEAR(over[1], 127, 2);
+  EXPECT_EQ(over[3], 255);
+  EXPECT_EQ(pixel(32, 0), (Pixel{0, 255, 0, 255}));
+
+  renderer_->beginFrame(context_, Color{0, 1, 0, 1});
+  billboard.setInputValue("inputBlending", Value(std::uint32_t{0}));
+  run(billboard);
+  const Pixel replaced = pixel(56, 18);
+  EXPECT_EQ(replaced[1], 0);
+  EXPECT_NEAR(replaced[3], 128, 1);
+}
+
+TEST_F(RendererTest, BillboardOfWidthZeroIsPixelForPixel) {
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  HostBillboard billboard;
+  billboard.setInputValue("inputImage", Value(halves()));
+  run(billboard);
+  // 4 × 2 pixels around the centre (32, 18).
+  EXPECT_EQ(pixel(30, 17)[2], 255);
+  EXPECT_EQ(pixel(29, 17)[3], 0);
+  EXPECT_EQ(pixel(30, 15)[3], 0);
+}
+
+TEST_F(RendererTest, ClearPaintsItsColourAndWithoutGLFails) {
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  HostClear clear;
+  clear.setInputValue("inputColor", Value(Color{0, 0, 1, 1}));
+  run(clear);
+  EXPECT_EQ(pixel(0, 0), (Pixel{255, 0, 0, 255}));
+  TaskQueue queue;
+  ExecutionContext bare(queue);
+  EXPECT_FALSE(clear.execute(bare, 0, Arguments()));
+  HostBillboard billboard;
+  EXPECT_FALSE(billboard.execute(bare, 0, Arguments()));
+}
+
+TEST_F(RendererTest, ImpossibleCanvasesAreErrors) {
+  EXPECT_FALSE(Renderer::create(0, 10).renderer);
+  const auto huge = Renderer::create(100000, 10);
+  EXPECT_FALSE(huge.renderer);
+  EXPECT_NE(huge.error.find("100000x10"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace qva
