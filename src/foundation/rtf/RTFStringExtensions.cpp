@@ -12,6 +12,28 @@ std::string_view cString(std::string_view bytes) {
   return bytes.substr(0, bytes.find('\0'));
 }
 
+// The document the string holds, read from its bytes in the encoding (as a C string cut to the limit when
+// one is given); none when the string is empty, invalid in Mac OS Roman, or its bytes read with an error.
+std::optional<AttributedString> readValid(const std::string& string, const TextEncoding& encoding,
+                                          std::optional<std::size_t> cStringLimit) {
+  if (string.empty() || !RTFStringExtensions::isValidRTF(string)) {
+    return std::nullopt;
+  }
+  std::optional<std::string> bytes = encoding.encodeUtf8(string);
+  if (!bytes) {
+    return std::nullopt;
+  }
+  std::string_view document = *bytes;
+  if (cStringLimit) {
+    document = cString(document).substr(0, *cStringLimit);
+  }
+  RtfReader::Result result = RtfReader::read(document);
+  if (result.error) {
+    return std::nullopt;
+  }
+  return std::move(result.text);
+}
+
 }  // namespace
 
 bool RTFStringExtensions::isValidRTF(const std::string& string) {
@@ -29,18 +51,7 @@ std::optional<AttributedString> RTFStringExtensions::RTFString(const std::string
 
 std::optional<AttributedString> RTFStringExtensions::RTFString(const std::string& string,
                                                                const TextEncoding& encoding) {
-  if (string.empty() || !isValidRTF(string)) {
-    return std::nullopt;
-  }
-  std::optional<std::string> bytes = encoding.encodeUtf8(string);
-  if (!bytes) {
-    return std::nullopt;
-  }
-  RtfReader::Result result = RtfReader::read(*bytes);
-  if (result.error) {
-    return std::nullopt;
-  }
-  return std::move(result.text);
+  return readValid(string, encoding, std::nullopt);
 }
 
 std::optional<TextAttributes> RTFStringExtensions::describedRTFAttributes(const std::string& string) {
@@ -49,19 +60,12 @@ std::optional<TextAttributes> RTFStringExtensions::describedRTFAttributes(const 
 
 std::optional<TextAttributes> RTFStringExtensions::describedRTFAttributes(const std::string& string,
                                                                           const TextEncoding& encoding) {
-  if (string.empty() || !isValidRTF(string)) {
+  std::optional<AttributedString> text =
+      readValid(string, encoding, TextEncoding::utf16FromUtf8(string).size());
+  if (!text || text->empty()) {
     return std::nullopt;
   }
-  std::optional<std::string> bytes = encoding.encodeUtf8(string);
-  if (!bytes) {
-    return std::nullopt;
-  }
-  std::size_t characters = TextEncoding::utf16FromUtf8(string).size();
-  RtfReader::Result result = RtfReader::read(cString(*bytes).substr(0, characters));
-  if (result.error || result.text.empty()) {
-    return std::nullopt;
-  }
-  return result.text.attributesAt(0);
+  return text->attributesAt(0);
 }
 
 std::optional<std::string> RTFStringExtensions::RTFAsPlainString(const AttributedString& text) {

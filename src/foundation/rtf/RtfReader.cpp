@@ -146,7 +146,7 @@ void RtfReader::run() {
 
 void RtfReader::openGroup() {
   flushText();
-  currentAttributes_.reset();
+  attributesChanged_ = true;
   skipFallback_ = 0;
   if (groups_.size() >= kMaxGroupDepth) {
     fail("groups nested too deeply");
@@ -161,7 +161,7 @@ void RtfReader::openGroup() {
 
 void RtfReader::closeGroup() {
   flushText();
-  currentAttributes_.reset();
+  attributesChanged_ = true;
   skipFallback_ = 0;
   ignorableDestination_ = false;
   if (groups_.empty()) {
@@ -277,7 +277,7 @@ void RtfReader::controlWord(std::string_view word, std::optional<int> parameter)
     return;
   }
   flushText();
-  currentAttributes_.reset();
+  attributesChanged_ = true;
   bool ignorable = std::exchange(ignorableDestination_, false);
   if (state().destination == Destination::Skip) {
     return;
@@ -394,7 +394,7 @@ void RtfReader::tableWord(std::string_view word, std::optional<int> parameter) {
 }
 
 void RtfReader::commitTableEntry() {
-  currentAttributes_.reset();
+  attributesChanged_ = true;
   switch (state().destination) {
     case Destination::FontTable: {
       const TextEncoding& encoding = tableFontEncoding_ ? *tableFontEncoding_ : documentEncoding_;
@@ -681,15 +681,17 @@ std::optional<RtfReader::TableColor> RtfReader::tableColor(int index) const {
 }
 
 const TextAttributes& RtfReader::currentAttributes() {
-  if (!currentAttributes_) {
-    currentAttributes_ = effectiveAttributes();
+  if (attributesChanged_) {
+    // Assigning into the kept set reuses its buffers.
+    updateAttributes(currentAttributes_);
+    attributesChanged_ = false;
   }
-  return *currentAttributes_;
+  return currentAttributes_;
 }
 
-TextAttributes RtfReader::effectiveAttributes() const {
+void RtfReader::updateAttributes(TextAttributes& attributes) const {
   const GroupState& current = groups_.back();
-  TextAttributes attributes = current.attributes;
+  attributes = current.attributes;
   auto font = fonts_.find(current.font >= 0 ? current.font : defaultFont_);
   if (font != fonts_.end() && !font->second.name.empty()) {
     attributes.font.family = font->second.name;
@@ -717,7 +719,6 @@ TextAttributes RtfReader::effectiveAttributes() const {
     }
     attributes.shadow = shadow;
   }
-  return attributes;
 }
 
 }  // namespace qva

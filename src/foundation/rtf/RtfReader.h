@@ -88,8 +88,9 @@ class RtfReader {
   void flushText();
   void commitTableEntry();
   void resetCharacterAttributes();
-  TextAttributes effectiveAttributes() const;
-  // effectiveAttributes(), kept until a control word, group or table entry may change it.
+  // The attributes text gets in the current state: fonts and colours looked up in their tables.
+  void updateAttributes(TextAttributes& attributes) const;
+  // updateAttributes(), kept until a control word, group or table entry may change it.
   const TextAttributes& currentAttributes();
   std::optional<TableColor> tableColor(int index) const;
   const TextEncoding& textEncoding() const;
@@ -120,7 +121,8 @@ class RtfReader {
   int blue_ = 0;
   // Text bytes not yet decoded; all of them carry the current state's attributes.
   std::string pendingBytes_;
-  std::optional<TextAttributes> currentAttributes_;
+  TextAttributes currentAttributes_;
+  bool attributesChanged_ = true;
 };
 
 }  // namespace qva

@@ -290,7 +290,7 @@ std::string RtfWriter::write(const AttributedString& text) {
     writeCharacter(body, run.attributes, fonts, colors);
     appendEscaped(body, std::u16string_view(text.text()).substr(run.location, run.length), false);
   }
-  if (text.runs().empty()) {
+  if (text.empty()) {
     fonts.indexOf(TextAttributes{}.font.family);
   }
   std::string out = "{\\rtf1\\ansi\\ansicpg1252\n";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,15 +11,14 @@
 namespace qva {
 
 // Text as UTF-16 code units with attribute runs. Locations and lengths count code units. Runs cover
-// the text without gaps, and neighbouring runs always differ in their attributes.
+// the text without gaps, and neighbouring runs always differ in their attributes. Runs share their
+// attribute sets, so that long documents with few distinct formats stay small.
 class AttributedString {
  public:
   struct Run {
     std::size_t location = 0;
     std::size_t length = 0;
-    TextAttributes attributes;
-
-    bool operator==(const Run&) const = default;
+    const TextAttributes& attributes;
   };
 
   AttributedString() = default;
@@ -29,7 +29,8 @@ class AttributedString {
   std::string utf8() const;
   std::size_t length() const { return text_.size(); }
   bool empty() const { return text_.empty(); }
-  const std::vector<Run>& runs() const { return runs_; }
+  // The runs in text order; they refer into this string and are valid until it changes.
+  std::vector<Run> runs() const;
 
   // The attributes of the character at index; index must be below length().
   const TextAttributes& attributesAt(std::size_t index) const;
@@ -41,13 +42,21 @@ class AttributedString {
   // The characters in the range (cut to the text) with their attributes.
   AttributedString substring(std::size_t location, std::size_t length) const;
 
-  bool operator==(const AttributedString&) const = default;
+  bool operator==(const AttributedString& other) const;
 
  private:
-  void appendRun(std::size_t length, const TextAttributes& attributes);
+  struct Span {
+    std::size_t location;
+    std::size_t length;
+    std::uint32_t attributes;
+  };
+
+  std::uint32_t attributeIndex(const TextAttributes& attributes);
+  void appendSpan(std::size_t length, const TextAttributes& attributes);
 
   std::u16string text_;
-  std::vector<Run> runs_;
+  std::vector<Span> spans_;
+  std::vector<TextAttributes> attributeSets_;
 };
 
 }  // namespace qva

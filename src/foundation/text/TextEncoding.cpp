@@ -4,6 +4,7 @@
 #include <unicode/ustring.h>
 
 #include <memory>
+#include <unordered_map>
 
 namespace qva {
 
@@ -23,6 +24,20 @@ Converter openConverter(const std::string& name) {
     return nullptr;
   }
   return converter;
+}
+
+// This thread's converter for decoding with the named encoding, reset for a new conversion; opening one
+// costs more than many a conversion.
+UConverter* decodingConverter(const std::string& name) {
+  thread_local std::unordered_map<std::string, Converter> converters;
+  auto found = converters.find(name);
+  if (found == converters.end()) {
+    found = converters.emplace(name, openConverter(name)).first;
+  }
+  if (found->second) {
+    ucnv_reset(found->second.get());
+  }
+  return found->second.get();
 }
 
 bool isAscii(std::string_view bytes) {
@@ -186,14 +201,14 @@ std::u16string TextEncoding::decode(std::string_view bytes) const {
     case Kind::Icu:
       break;
   }
-  Converter converter = openConverter(name_);
-  if (!converter) {
+  UConverter* converter = decodingConverter(name_);
+  if (converter == nullptr) {
     return std::u16string(bytes.size(), kReplacement);
   }
   std::u16string text(bytes.size() * 2 + 2, u'\0');
   UErrorCode status = U_ZERO_ERROR;
-  int32_t length = ucnv_toUChars(converter.get(), text.data(), static_cast<int32_t>(text.size()),
-                                 bytes.data(), static_cast<int32_t>(bytes.size()), &status);
+  int32_t length = ucnv_toUChars(converter, text.data(), static_cast<int32_t>(text.size()), bytes.data(),
+                                 static_cast<int32_t>(bytes.size()), &status);
   if (U_FAILURE(status)) {
     return std::u16string(bytes.size(), kReplacement);
   }

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 
-#include "../timing/PatchDriver.h"
 #include "foundation/rtf/RTFStringExtensions.h"
 #include "framework/PatchRegistry.h"
 #include "patches/richtext/RTF_String_CheckerPlugIn.h"
@@ -13,6 +12,7 @@
 #include "patches/richtext/RTF_String_to_Plain_TextPlugIn.h"
 #include "patches/richtext/RTF_StylePlugIn.h"
 #include "patches/richtext/RichTextPatches.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {
