@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForAllHelp& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    app.exit(error);
+    std::fprintf(stderr, "qva: %s (see qva --help)\n", error.what());
     return 2;
   } catch (const qva::CommandError& error) {
     std::fprintf(stderr, "qva: %s\n", error.what());

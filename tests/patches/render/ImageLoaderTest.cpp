@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "PatchDriver.h"
+#include "support/PatchDriver.h"
 #include "foundation/image/Bitmap.h"
 #include "foundation/image/PngWriter.h"
 #include "patches/files/QVAImageLoaderPlugIn.h"

@@ -1,7 +1,7 @@
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
-#include "PatchDriver.h"
+#include "support/PatchDriver.h"
 #include "RenderCanvas.h"
 #include "patches/render/QVASafeAreasPlugIn.h"
 

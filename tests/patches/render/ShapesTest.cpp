@@ -3,7 +3,7 @@
 #include <array>
 #include <cmath>
 
-#include "PatchDriver.h"
+#include "support/PatchDriver.h"
 #include "patches/render/QCCirclePlugIn.h"
 #include "patches/render/QCPolygonPlugIn.h"
 #include "patches/render/QCRoundedRectPlugIn.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "PatchDriver.h"
+#include "support/PatchDriver.h"
 #include "framework/Image.h"
 #include "patches/timing/QVADelayPlugIn.h"
 

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "PatchDriver.h"
+#include "support/PatchDriver.h"
 #include "patches/timing/QVAInterpolation.h"
 #include "patches/timing/QVASmoothPlugIn.h"
 

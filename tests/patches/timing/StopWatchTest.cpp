@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "PatchDriver.h"
+#include "support/PatchDriver.h"
 #include "patches/timing/QVAStopWatchFormatter.h"
 #include "patches/timing/QVAStopWatchPlugIn.h"
 

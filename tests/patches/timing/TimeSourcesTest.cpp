@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cmath>
 
-#include "PatchDriver.h"
+#include "support/PatchDriver.h"
 #include "framework/PatchRegistry.h"
 #include "framework/Structure.h"
 #include "patches/timing/ConvertTimePlugIn.h"

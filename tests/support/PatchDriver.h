@@ -8,26 +8,27 @@
 #include "framework/ExecutionContext.h"
 #include "framework/Patch.h"
 #include "framework/ProcessLog.h"
+#include "host/PatchHost.h"
 
 namespace qva {
 
-// Drives one patch the way a host does: settings, start, then frames of set inputs, change flags,
-// (for idle patches) the next-time query, execute and finish.
+// Drives one patch the way a host does (through PatchHost), executing it at every frame, and keeps the
+// process log lines written meanwhile.
 class PatchDriver {
  public:
   explicit PatchDriver(std::unique_ptr<Patch> patch);
   ~PatchDriver();
 
-  Patch& patch() { return *patch_; }
+  Patch& patch() { return host_.patch(); }
   ExecutionContext& context() { return context_; }
 
   void setSetting(const std::string& key, const PropertyList& value) {
-    patch_->setSerializedValueForKey(value, key);
+    host_.patch().setSerializedValueForKey(value, key);
   }
   void set(const std::string& key, const Value& value);
   bool start();
   void stop();
-  // One frame at host time t; answers what execute answered.
+  // One frame at host time t, executed whatever the patch's modes say; answers what execute answered.
   bool frame(double time, const Arguments& arguments = Arguments());
   // What an idle-mode patch answered before the last frame.
   double lastExecutionTime() const { return lastExecutionTime_; }
@@ -43,7 +44,7 @@ class PatchDriver {
  private:
   TaskQueue queue_;
   ExecutionContext context_;
-  std::unique_ptr<Patch> patch_;
+  PatchHost host_;
   double lastExecutionTime_ = 0;
   std::shared_ptr<std::vector<std::string>> processLog_;
   ProcessLog::Sink previousSink_;

@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include "framework/PropertyList.h"
+
+namespace qva {
+namespace {
+
+struct CommandResult {
+  int status = -1;
+  std::string output;
+};
+
+// Runs the built qva with the arguments (and standard input text), standard error kept apart.
+CommandResult runQva(const std::string& arguments, const std::string& input = "") {
+  const std::string errorFile = ::testing::TempDir() + "qva-stderr.txt";
+  std::string command = std::string(QVA_BINARY_DIR) + "/src/cli/qva " + arguments + " 2>" + errorFile;
+  if (!input.empty()) {
+    command = "printf '%s' '" + input + "' | " + command;
+  }
+  CommandResult result;
+  FILE* pipe = popen(command.c_str(), "r");
+  std::array<char, 4096> buffer{};
+  while (std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) {
+    result.output += buffer.data();
+  }
+  result.status = WEXITSTATUS(pclose(pipe));
+  FILE* errors = std::fopen(errorFile.c_str(), "r");
+  std::string errorText;
+  while (errors != nullptr && std::fgets(buffer.data(), buffer.size(), errors) != nullptr) {
+    errorText += buffer.data();
+  }
+  if (errors != nullptr) {
+    std::fclose(errors);
+  }
+  if (result.status != 0) {
+    result.output = errorText;
+  }
+  return result;
+}
+
+TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
+  for (const auto& [arguments, input] : std::vector<std::pair<std::string, std::string>>{
+           {"describe QVANoSuchPlugIn", ""},
+           {"drive -", R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "explode"}]})"},
+           {"drive -", "{not json"},
+           {"drive /nonexistent/script.json", ""},
+           {"run /nonexistent/composition.qvc", ""},
+           {"run " + std::string(QVA_SOURCE_DIR) + "/examples/stopframes.qvc --set nothing=1", ""},
+           {"frobnicate", ""},
+       }) {
+    const CommandResult result = runQva(arguments, input);
+    EXPECT_EQ(result.status, 2) << arguments;
+    EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1)
+        << arguments << ": " << result.output;
+  }
+}
+
+TEST(QvaCommand, DriveAndDescribePrintJson) {
+  const CommandResult drive = runQva(
+      "drive -", R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 5.25}, {"op": "attributes"}]})");
+  ASSERT_EQ(drive.status, 0) << drive.output;
+  const std::size_t newline = drive.output.find('\n');
+  EXPECT_EQ(PropertyList::parse(drive.output.substr(0, newline))["outputs"]["outputValue"], 0.5);
+  EXPECT_EQ(PropertyList::parse(drive.output.substr(newline + 1))["name"], "QVA Interpolation");
+
+  const CommandResult describe = runQva("describe QVAStopframesPlugIn --json");
+  ASSERT_EQ(describe.status, 0);
+  const PropertyList description = PropertyList::parse(describe.output);
+  EXPECT_EQ(description["plugInKeys"],
+            PropertyList({"savedVersion", "compositionDuration", "stopframes", "enableStopframesInQVAApps"}));
+  EXPECT_EQ(description["inputs"][0]["key"], "inputTrigger");
+}
+
+TEST(QvaCommand, TheExamplesRun) {
+  const CommandResult stopframes =
+      runQva("run " + std::string(QVA_SOURCE_DIR) + "/examples/stopframes.qvc --frames 30 --fps 10");
+  ASSERT_EQ(stopframes.status, 0) << stopframes.output;
+  const std::string last =
+      stopframes.output.substr(stopframes.output.rfind('\n', stopframes.output.size() - 2) + 1);
+  const PropertyList frame = PropertyList::parse(last);
+  EXPECT_EQ(frame["outputs"]["waiting"], true) << "the timeline waits at its first stop frame";
+  EXPECT_EQ(frame["outputs"]["time"], 1.5);
+  EXPECT_EQ(frame["outputs"]["x"], 0.0);
+
+  const CommandResult countdown = runQva("run " + std::string(QVA_SOURCE_DIR) +
+                                         "/examples/countdown.qvc --frames 2 --fps 1 --set duration=0:10");
+  ASSERT_EQ(countdown.status, 0) << countdown.output;
+  EXPECT_NE(countdown.output.find("\"remaining\":\"00:09\""), std::string::npos) << countdown.output;
+}
+
+}  // namespace
+}  // namespace qva
