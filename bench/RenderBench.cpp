@@ -14,7 +14,9 @@
 #include "host/CompositionGraph.h"
 #include "host/HostBillboard.h"
 #include "host/HostPatches.h"
+#include "host/RenderOutput.h"
 #include "host/Renderer.h"
+#include "host/ThreadedOutput.h"
 #include "patches/AllPatches.h"
 #include "patches/render/QCCirclePlugIn.h"
 #include "patches/render/QCPolygonPlugIn.h"
@@ -80,8 +82,9 @@ std::string scratchPath(const char* extension) {
       .string();
 }
 
-// Three sprites and a shape on a 1080p canvas, read back every frame; argument 0 writes nowhere, the
-// others encode with one of kCodecs.
+// Three sprites and a shape on a 1080p canvas, read back every frame; the first argument 0 writes
+// nowhere, the others encode with one of kCodecs; the second is 1 for the sprites' defaults (interlaced
+// source, mipmaps regenerated every frame) and 0 for progressive sprites without mipmaps.
 void BM_ThreeSpriteComposition(benchmark::State& state) {
   auto creation = Renderer::create(kWidth, kHeight);
   if (!creation.renderer) {
@@ -111,6 +114,8 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
     sprite->setInputValue("inputY", Value(0.3 - 0.3 * i));
     sprite->setInputValue("inputColor", Value(Color{1, 1, 1, 1}));
     sprite->setInputValue("inputBlending", Value(std::uint32_t{1}));
+    sprite->setInputValue("inputMipmapping", Value(state.range(1) != 0));
+    sprite->setInputValue("inputInterlaced", Value(state.range(1) != 0));
     renderer.beginFrame(context, Color{0, 0, 0, 0});
     sprite->startExecution(context);
     sprite->enableExecution(context);
@@ -147,11 +152,17 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
   for (auto& sprite : sprites) {
     sprite->stopExecution(context);
   }
-  state.SetLabel(codec == 0 ? "no output" : kCodecs[codec]);
+  state.SetLabel(std::string(codec == 0 ? "no output" : kCodecs[codec]) +
+                 (state.range(1) != 0 ? ", sprite defaults" : ", progressive, no mipmaps"));
   state.counters["fps"] =
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
-BENCHMARK(BM_ThreeSpriteComposition)->DenseRange(0, 4)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ThreeSpriteComposition)
+    ->ArgsProduct({{0, 1, 2, 3, 4}, {1}})
+    ->Args({0, 0})
+    ->Args({1, 0})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 // The built-in demo at 1080p50, rendered and encoded as QuickTime Animation, as `qva render` does.
 void BM_DemoToQuickTimeAnimation(benchmark::State& state) {
@@ -169,8 +180,9 @@ void BM_DemoToQuickTimeAnimation(benchmark::State& state) {
   renderer.beginFrame(context, composition.background());
   CompositionGraph graph(composition, registry, context, queue);
   const std::string path = scratchPath(".mov");
-  auto writer =
-      VideoWriter::open(path, composition.width(), composition.height(), composition.frameRate(), "").writer;
+  ThreadedOutput output(
+      RenderOutput::open(path, composition.width(), composition.height(), composition.frameRate(), "")
+          .output);
   auto frame = Bitmap::allocate(composition.width(), composition.height(),
                                 static_cast<std::size_t>(composition.width()) * 4);
   long long index = 0;
@@ -178,9 +190,9 @@ void BM_DemoToQuickTimeAnimation(benchmark::State& state) {
     renderer.beginFrame(context, composition.background());
     graph.evaluate(static_cast<double>(index++) / composition.frameRate());
     renderer.readFrame(frame->bytes(), frame->rowBytes());
-    writer->writeFrame(frame->view());
+    output.writeFrame(frame->view());
   }
-  writer->finish();
+  output.finish();
   std::filesystem::remove(path);
   graph.stop();
   state.counters["fps"] =

@@ -17,6 +17,7 @@
 #include "host/HostPatches.h"
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
+#include "host/ThreadedOutput.h"
 #include "host/ValueJson.h"
 #include "patches/AllPatches.h"
 
@@ -101,10 +102,12 @@ void render(const RenderOptions& options) {
       throw CommandError("--set " + assignment.name + ": " + error.what());
     }
   }
-  auto output = RenderOutput::open(options.output, width, height, frameRate, options.codec);
-  if (!output.output) {
-    throw CommandError(output.error);
+  auto opened = RenderOutput::open(options.output, width, height, frameRate, options.codec);
+  if (!opened.output) {
+    throw CommandError(opened.error);
   }
+  // Encoding runs beside the rendering of the next frames.
+  ThreadedOutput output(std::move(opened.output));
   auto frame = Bitmap::allocate(width, height, static_cast<std::size_t>(width) * 4);
   if (!frame) {
     throw CommandError("out of memory for a " + std::to_string(width) + "x" + std::to_string(height) +
@@ -117,7 +120,7 @@ void render(const RenderOptions& options) {
     renderer.beginFrame(context, composition.background());
     graph.evaluate(static_cast<double>(index) / frameRate);
     renderer.readFrame(frame->bytes(), frame->rowBytes());
-    if (std::string error = output.output->writeFrame(frame->view()); !error.empty()) {
+    if (std::string error = output.writeFrame(frame->view()); !error.empty()) {
       graph.stop();
       throw CommandError(error);
     }
@@ -126,7 +129,7 @@ void render(const RenderOptions& options) {
     }
   }
   graph.stop();
-  if (std::string error = output.output->finish(); !error.empty()) {
+  if (std::string error = output.finish(); !error.empty()) {
     throw CommandError(error);
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -135,7 +138,7 @@ void render(const RenderOptions& options) {
   }
   std::fprintf(stderr, "qva: rendered %lld frames (%dx%d) in %.2f s, %.1f fps, to %s\n", frames, width,
                height, seconds, seconds > 0 ? static_cast<double>(frames) / seconds : 0.0,
-               output.output->description().c_str());
+               output.description().c_str());
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "host/PngSequenceOutput.h"
 #include "host/RawFrameOutput.h"
 #include "host/RenderOutput.h"
+#include "host/ThreadedOutput.h"
 
 namespace qva {
 namespace {
@@ -81,6 +82,33 @@ TEST_F(RenderOutputTest, VideoDescribesItsCodec) {
   EXPECT_EQ(opened.output->writeFrame(frame_->view()), "");
   EXPECT_EQ(opened.output->finish(), "");
   EXPECT_TRUE(std::filesystem::exists(folder_ / "show.mov"));
+}
+
+TEST_F(RenderOutputTest, ThreadedOutputKeepsOrderAndReportsFailures) {
+  {
+    ThreadedOutput output(RenderOutput::open((folder_ / "seq_%02d.png").string(), 8, 4, 25, "").output);
+    for (int i = 0; i < 6; ++i) {
+      std::fill_n(frame_->row(0), 4, static_cast<std::uint8_t>(40 * i));
+      frame_->row(0)[3] = 255;
+      EXPECT_EQ(output.writeFrame(frame_->view()), "");
+    }
+    EXPECT_EQ(output.finish(), "");
+  }
+  for (int i = 0; i < 6; ++i) {
+    const auto decoded =
+        ImageDecoder::decodeFile((folder_ / ("seq_0" + std::to_string(i) + ".png")).string());
+    ASSERT_TRUE(decoded.bitmap) << i;
+    EXPECT_EQ(decoded.bitmap->row(0)[0], 40 * i);
+  }
+  ThreadedOutput failing(RenderOutput::open("/nonexistent-folder/f_%03d.png", 8, 4, 25, "").output);
+  std::string error;
+  for (int i = 0; i < 10 && error.empty(); ++i) {
+    error = failing.writeFrame(frame_->view());
+  }
+  if (error.empty()) {
+    error = failing.finish();
+  }
+  EXPECT_NE(error.find("/nonexistent-folder/f_"), std::string::npos);
 }
 
 }  // namespace

@@ -12,8 +12,9 @@ class PngWriter {
  public:
   // An empty string on success, otherwise why the file could not be written.
   static std::string write(const PixelBufferView& pixels, const std::string& path);
-  // Premultiplied BGRA to straight RGBA, one row.
-  static void unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* rgba, int width);
+  // Premultiplied BGRA to straight alpha, one row: RGBA order, or BGRA when keepOrder is set.
+  static void unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, int width,
+                               bool keepOrder = false);
 };
 
 }  // namespace qva

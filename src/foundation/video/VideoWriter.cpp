@@ -171,11 +171,7 @@ std::string VideoWriter::writeFrame(const PixelBufferView& frame) {
     const std::uint8_t* source = frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes;
     std::uint8_t* target = staging_->data[0] + static_cast<std::ptrdiff_t>(y) * staging_->linesize[0];
     if (straightAlpha_) {
-      // PngWriter's row conversion gives straight RGBA; swap back to BGRA for the converter.
-      PngWriter::unpremultiplyRow(source, target, frame.width);
-      for (int x = 0; x < frame.width; ++x) {
-        std::swap(target[x * 4], target[x * 4 + 2]);
-      }
+      PngWriter::unpremultiplyRow(source, target, frame.width, true);
     } else {
       std::copy_n(source, static_cast<std::size_t>(frame.width) * 4, target);
     }

@@ -1,0 +1,92 @@
+#include "host/ThreadedOutput.h"
+
+#include <algorithm>
+
+namespace qva {
+
+namespace {
+
+// Frames rendered ahead of the encoder at most.
+constexpr std::size_t kMaxQueued = 3;
+
+}  // namespace
+
+ThreadedOutput::ThreadedOutput(std::unique_ptr<RenderOutput> inner)
+    : inner_(std::move(inner)), worker_([this] { work(); }) {}
+
+ThreadedOutput::~ThreadedOutput() {
+  stopWorker();
+}
+
+std::string ThreadedOutput::writeFrame(const PixelBufferView& frame) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return queued_.size() < kMaxQueued || !error_.empty(); });
+  if (!error_.empty()) {
+    return error_;
+  }
+  Frame copy;
+  if (!spare_.empty()) {
+    copy = std::move(spare_.back());
+    spare_.pop_back();
+  }
+  lock.unlock();
+  const std::size_t row = static_cast<std::size_t>(frame.width) * 4;
+  copy.width = frame.width;
+  copy.height = frame.height;
+  copy.bytes.resize(row * static_cast<std::size_t>(frame.height));
+  for (int y = 0; y < frame.height; ++y) {
+    std::copy_n(frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes, row,
+                copy.bytes.data() + static_cast<std::size_t>(y) * row);
+  }
+  lock.lock();
+  queued_.push_back(std::move(copy));
+  changed_.notify_all();
+  return {};
+}
+
+void ThreadedOutput::work() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [this] { return !queued_.empty() || closing_; });
+    if (queued_.empty()) {
+      return;
+    }
+    Frame frame = std::move(queued_.front());
+    queued_.pop_front();
+    // After a failure the remaining frames are dropped.
+    const bool failed = !error_.empty();
+    lock.unlock();
+    std::string error;
+    if (!failed) {
+      error = inner_->writeFrame(PixelBufferView{
+          frame.width, frame.height, static_cast<std::size_t>(frame.width) * 4, frame.bytes.data()});
+    }
+    lock.lock();
+    if (!error.empty() && error_.empty()) {
+      error_ = error;
+    }
+    spare_.push_back(std::move(frame));
+    changed_.notify_all();
+  }
+}
+
+std::string ThreadedOutput::stopWorker() {
+  {
+    std::lock_guard lock(mutex_);
+    closing_ = true;
+  }
+  changed_.notify_all();
+  if (worker_.joinable()) {
+    worker_.join();
+  }
+  return error_;
+}
+
+std::string ThreadedOutput::finish() {
+  if (std::string error = stopWorker(); !error.empty()) {
+    return error;
+  }
+  return inner_->finish();
+}
+
+}  // namespace qva
