@@ -25,6 +25,10 @@ Renderer::Creation Renderer::create(std::unique_ptr<GLContext> gl, int width, in
 Renderer::Renderer(std::unique_ptr<GLContext> gl, Framebuffer canvas, int width, int height)
     : gl_(std::move(gl)), canvas_(std::move(canvas)), width_(width), height_(height) {}
 
+Renderer::~Renderer() {
+  gl_->makeCurrent();
+}
+
 Rect Renderer::bounds() const {
   const double aspect = static_cast<double>(height_) / width_;
   return {-1, -aspect, 2, 2 * aspect};

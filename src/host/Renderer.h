@@ -24,6 +24,11 @@ class Renderer {
   // A renderer over a context made elsewhere.
   static Creation create(std::unique_ptr<GLContext> gl, int width, int height);
 
+  // Makes the renderer's context current, so that its canvas goes with the context it was made in.
+  ~Renderer();
+  Renderer(const Renderer&) = delete;
+  Renderer& operator=(const Renderer&) = delete;
+
   GLContext& gl() { return *gl_; }
   int width() const { return width_; }
   int height() const { return height_; }

@@ -93,6 +93,8 @@ GLContext::Creation GLContext::create() {
   if (library == nullptr) {
     return {nullptr, "no OpenGL: libEGL.so.1 is not installed (libegl1 and Mesa's libegl-mesa0)"};
   }
+  const Binding previous{eglGetCurrentDisplay(), eglGetCurrentContext(), eglGetCurrentSurface(EGL_DRAW),
+                         eglGetCurrentSurface(EGL_READ)};
   std::string error;
   EGLDisplay display = openDisplay(error);
   if (display == EGL_NO_DISPLAY) {
@@ -100,7 +102,6 @@ GLContext::Creation GLContext::create() {
   }
   const char* extensions = eglQueryString(display, EGL_EXTENSIONS);
   if (!eglBindAPI(EGL_OPENGL_API) || !hasExtension(extensions, "EGL_KHR_surfaceless_context")) {
-    eglTerminate(display);
     return {nullptr, "no OpenGL: the EGL driver offers no desktop OpenGL context without a surface"};
   }
   EGLConfig config = EGL_NO_CONFIG_KHR;
@@ -116,19 +117,19 @@ GLContext::Creation GLContext::create() {
     context = eglCreateContext(display, config, EGL_NO_CONTEXT, nullptr);
   }
   if (context == EGL_NO_CONTEXT || !eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, context)) {
-    eglTerminate(display);
     return {nullptr, "no OpenGL: the EGL driver could not make a desktop OpenGL compatibility context"};
   }
   if (epoxy_gl_version() < 21 || epoxy_is_desktop_gl() == 0 ||
       (epoxy_gl_version() < 30 && !epoxy_has_gl_extension("GL_ARB_framebuffer_object"))) {
     eglDestroyContext(display, context);
-    eglTerminate(display);
     return {nullptr, "no OpenGL: the driver offers less than OpenGL 2.1 with framebuffer objects"};
   }
   std::string description = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
   description += ", ";
   description += reinterpret_cast<const char*>(glGetString(GL_VERSION));
-  return {std::unique_ptr<GLContext>(new GLContext(display, context, std::move(description))), {}};
+  auto made = std::unique_ptr<GLContext>(new GLContext(display, context, std::move(description)));
+  made->previous_ = previous;
+  return {std::move(made), {}};
 }
 
 GLContext::GLContext(void* display, void* context, std::string description)
@@ -136,9 +137,16 @@ GLContext::GLContext(void* display, void* context, std::string description)
 
 GLContext::~GLContext() {
   alive_.reset();
-  eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+  if (eglGetCurrentContext() == context_) {
+    const bool restored = previous_.context != EGL_NO_CONTEXT &&
+                          eglMakeCurrent(previous_.display, previous_.drawSurface, previous_.readSurface,
+                                         previous_.context) == EGL_TRUE;
+    if (!restored) {
+      eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    }
+  }
+  // The display stays initialised: other contexts of the process may share it.
   eglDestroyContext(display_, context_);
-  eglTerminate(display_);
 }
 
 bool GLContext::makeCurrent() {

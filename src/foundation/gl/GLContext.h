@@ -20,7 +20,8 @@ class GLContext {
     std::string error;
   };
 
-  // Makes the context current on the calling thread.
+  // Makes the context current on the calling thread; destroying it makes the context that was current
+  // before current again.
   static Creation create();
   ~GLContext();
   GLContext(const GLContext&) = delete;
@@ -49,11 +50,18 @@ class GLContext {
  private:
   class Converted;
   GLContext(void* display, void* context, std::string description);
+  struct Binding {
+    void* display = nullptr;
+    void* context = nullptr;
+    void* drawSurface = nullptr;
+    void* readSurface = nullptr;
+  };
   Converted& converted(const Image& image);
 
   void* display_;
   void* context_;
   std::string description_;
+  Binding previous_;
   // Lets cached textures of images that outlive the context know not to touch it.
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
