@@ -51,19 +51,19 @@ ImageRef DriveImages::makeSolidImage(const PropertyList& color, int width, int h
                                        [](const std::uint8_t* pixels) { delete[] pixels; });
 }
 
-ImageRef DriveImages::imageForSpecification(const PropertyList& specification) {
-  const std::string key = specification.dump();
+ImageRef DriveImages::imageForValue(const PropertyList& imageValue) {
+  const std::string key = imageValue.dump();
   if (auto found = inputImages_.find(key); found != inputImages_.end()) {
     return found->second;
   }
   ImageRef image;
-  if (specification.contains("solid")) {
+  if (imageValue.contains("solid")) {
     image =
-        makeSolidImage(specification["solid"],
-                       static_cast<int>(propertyListInteger(specification.value("width", PropertyList(1)))),
-                       static_cast<int>(propertyListInteger(specification.value("height", PropertyList(1)))));
-  } else if (specification.contains("imageFile") && specification["imageFile"].is_string()) {
-    const std::filesystem::path file = specification["imageFile"].get<std::string>();
+        makeSolidImage(imageValue["solid"],
+                       static_cast<int>(propertyListInteger(imageValue.value("width", PropertyList(1)))),
+                       static_cast<int>(propertyListInteger(imageValue.value("height", PropertyList(1)))));
+  } else if (imageValue.contains("imageFile") && imageValue["imageFile"].is_string()) {
+    const std::filesystem::path file = imageValue["imageFile"].get<std::string>();
     auto decoded = ImageDecoder::decodeFile(
         file.is_absolute() ? file.string() : (std::filesystem::path(scriptFolder_) / file).string());
     if (!decoded.bitmap) {

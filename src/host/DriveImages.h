@@ -18,7 +18,7 @@ class DriveImages {
 
   // {"imageFile": "path"} (relative to the script's folder) or {"solid": [r, g, b, a], "width": W,
   // "height": H}. Throws std::invalid_argument for anything else or a file that cannot be decoded.
-  ImageRef imageForSpecification(const PropertyList& specification);
+  ImageRef imageForValue(const PropertyList& imageValue);
   // Images without pixels in memory (textures, drawn images) are read back through this context.
   void setGLContext(GLContext* gl) { gl_ = gl; }
   // {"image": {"width", "height", "rowBytes", "format", "sha256"[, "file"]}}.

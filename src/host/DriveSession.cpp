@@ -168,8 +168,8 @@ void DriveSession::applySettings(const PropertyList& settings) {
 }
 
 void DriveSession::setInputs(const PropertyList& inputs) {
-  const ValueJson::ImageDecoder decodeImage = [this](const PropertyList& specification) {
-    return images_.imageForSpecification(specification);
+  const ValueJson::ImageDecoder decodeImage = [this](const PropertyList& imageValue) {
+    return images_.imageForValue(imageValue);
   };
   Patch& patch = host_->patch();
   for (const auto& [key, json] : inputs.items()) {

@@ -13,7 +13,7 @@ namespace qva {
 class ValueJson {
  public:
   using ImageEncoder = std::function<PropertyList(const ImageRef& image)>;
-  using ImageDecoder = std::function<ImageRef(const PropertyList& specification)>;
+  using ImageDecoder = std::function<ImageRef(const PropertyList& imageValue)>;
 
   // Images are written by the encoder given; without one an image is written as null.
   static PropertyList encode(const Value& value, const ImageEncoder& imageEncoder = {});

@@ -121,17 +121,17 @@ TEST(DriveSession, SpecialNumbersTravelAsStrings) {
 TEST(DriveSession, ImagesAreDescribedBySizeRowLengthAndDigest) {
   DriveImages images(".", std::nullopt);
   const PropertyList solid = PropertyList::parse(R"({"solid": [1, 0, 0, 0.5], "width": 2, "height": 1})");
-  const ImageRef image = images.imageForSpecification(solid);
-  EXPECT_EQ(images.imageForSpecification(solid), image) << "an identical value keeps the same image";
+  const ImageRef image = images.imageForValue(solid);
+  EXPECT_EQ(images.imageForValue(solid), image) << "an identical value keeps the same image";
   const PropertyList description = images.describe(image)["image"];
   EXPECT_EQ(description["rowBytes"], 8);
   // Two premultiplied pixels 00 00 80 80, digest computed independently.
   EXPECT_EQ(description["sha256"], "dbd985297e87cf1cd9f721e202a6b97d5dec2b8eda034acebac6517a9ef17dda");
   EXPECT_EQ(image->pixelBuffer()->bytes[2], 0x80);
   EXPECT_EQ(image->pixelBuffer()->bytes[3], 0x80);
-  EXPECT_THROW(images.imageForSpecification(PropertyList::parse(R"({"solid": [1, 0, 0], "width": 2})")),
+  EXPECT_THROW(images.imageForValue(PropertyList::parse(R"({"solid": [1, 0, 0], "width": 2})")),
                std::invalid_argument);
-  EXPECT_THROW(images.imageForSpecification(PropertyList::parse(R"({"solid": [1, 0, 0, 1], "width": 0})")),
+  EXPECT_THROW(images.imageForValue(PropertyList::parse(R"({"solid": [1, 0, 0, 1], "width": 0})")),
                std::invalid_argument);
 }
 
