@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <unordered_map>
 #include <unordered_set>
@@ -21,19 +22,6 @@ bool isLetter(char c) {
 }
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
-}
-
-int hexValue(char c) {
-  if (isDigit(c)) {
-    return c - '0';
-  }
-  if (c >= 'a' && c <= 'f') {
-    return c - 'a' + 10;
-  }
-  if (c >= 'A' && c <= 'F') {
-    return c - 'A' + 10;
-  }
-  return -1;
 }
 
 double twips(int value) {
@@ -191,11 +179,12 @@ void RtfReader::readControl() {
           fail("the document ends inside a \\' escape");
           return;
         }
-        int high = hexValue(input_[position_]);
-        int low = hexValue(input_[position_ + 1]);
+        const char* digits = input_.data() + position_;
         position_ += 2;
-        if (high >= 0 && low >= 0) {
-          textByte(static_cast<char>(high * 16 + low), true);
+        unsigned byte = 0;
+        // Both characters must be hex digits.
+        if (std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+          textByte(static_cast<char>(byte), true);
         }
         return;
       }
