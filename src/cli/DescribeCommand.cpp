@@ -6,8 +6,8 @@
 #include "cli/CommandError.h"
 #include "framework/Patch.h"
 #include "framework/PatchRegistry.h"
+#include "host/HostPatches.h"
 #include "host/PatchClassJson.h"
-#include "patches/AllPatches.h"
 
 namespace qva {
 
@@ -57,7 +57,7 @@ void addDescribeCommand(CLI::App& app) {
   command->add_option("CLASS", *className, "Patch class name (see qva list)")->required();
   command->add_flag("--json", *json, "Print the description as one JSON object");
   command->callback([className, json] {
-    const PatchClass* patchClass = bundledPatches().find(*className);
+    const PatchClass* patchClass = availablePatches().find(*className);
     if (patchClass == nullptr) {
       throw CommandError("unknown patch class \"" + *className + "\" (see qva list)");
     }

@@ -9,7 +9,7 @@
 
 #include "cli/CommandError.h"
 #include "host/DriveSession.h"
-#include "patches/AllPatches.h"
+#include "host/HostPatches.h"
 
 namespace qva {
 
@@ -46,7 +46,7 @@ void addDriveCommand(CLI::App& app) {
       throw CommandError("the drive script is not valid JSON: " + std::string(error.what()));
     }
     DriveOptions options;
-    options.registry = &bundledPatches();
+    options.registry = &availablePatches();
     if (*scriptPath != "-") {
       options.scriptFolder = std::filesystem::path(*scriptPath).parent_path().string();
       if (options.scriptFolder.empty()) {

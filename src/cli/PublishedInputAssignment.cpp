@@ -1,6 +1,8 @@
 #include "cli/PublishedInputAssignment.h"
 
 #include "cli/CommandError.h"
+#include "host/CompositionGraph.h"
+#include "host/ValueJson.h"
 
 namespace qva {
 
@@ -15,6 +17,18 @@ PublishedInputAssignment PublishedInputAssignment::parse(const std::string& text
     value = valueText;
   }
   return {text.substr(0, equals), value};
+}
+
+void PublishedInputAssignment::applyAll(const std::vector<std::string>& texts, CompositionGraph& graph) {
+  for (const std::string& text : texts) {
+    const PublishedInputAssignment assignment = parse(text);
+    try {
+      graph.setPublishedInput(assignment.name,
+                              ValueJson::decode(assignment.value, graph.publishedInputType(assignment.name)));
+    } catch (const std::invalid_argument& error) {
+      throw CommandError("--set " + assignment.name + ": " + error.what());
+    }
+  }
 }
 
 }  // namespace qva

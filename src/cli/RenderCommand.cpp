@@ -10,6 +10,7 @@
 
 #include "cli/CommandError.h"
 #include "cli/DemoComposition.h"
+#include "cli/FrameCount.h"
 #include "cli/PublishedInputAssignment.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/image/Bitmap.h"
@@ -18,8 +19,6 @@
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
 #include "host/ThreadedOutput.h"
-#include "host/ValueJson.h"
-#include "patches/AllPatches.h"
 
 namespace qva {
 
@@ -65,21 +64,9 @@ void render(const RenderOptions& options) {
                                       : Composition::load(options.compositionPath);
   const auto [width, height] =
       options.size.empty() ? std::pair{composition.width(), composition.height()} : parseSize(options.size);
-  const double frameRate = options.frameRate.value_or(composition.frameRate());
-  if (!(frameRate > 0) || !std::isfinite(frameRate)) {
-    throw CommandError("--fps must be a positive number");
-  }
-  if (options.duration && (!(*options.duration >= 0) || !std::isfinite(*options.duration))) {
-    throw CommandError("--duration must be a number of seconds, 0 or more");
-  }
-  const long long frames =
-      options.frames.value_or(std::llround(options.duration.value_or(composition.duration()) * frameRate));
-  if (frames < 0) {
-    throw CommandError("--frames must not be negative");
-  }
+  const auto [frameRate, frames] =
+      FrameCount::resolve(composition, options.frames, options.duration, options.frameRate);
 
-  PatchRegistry registry = bundledPatches();
-  registerHostPatches(registry);
   auto creation = Renderer::create(width, height);
   if (!creation.renderer) {
     throw CommandError(creation.error);
@@ -92,16 +79,8 @@ void render(const RenderOptions& options) {
     context.setCompositionPath(composition.path());
   }
   renderer.beginFrame(context, composition.background());
-  CompositionGraph graph(composition, registry, context, queue);
-  for (const std::string& text : options.assignments) {
-    const PublishedInputAssignment assignment = PublishedInputAssignment::parse(text);
-    try {
-      graph.setPublishedInput(assignment.name,
-                              ValueJson::decode(assignment.value, graph.publishedInputType(assignment.name)));
-    } catch (const std::invalid_argument& error) {
-      throw CommandError("--set " + assignment.name + ": " + error.what());
-    }
-  }
+  CompositionGraph graph(composition, availablePatches(), context, queue);
+  PublishedInputAssignment::applyAll(options.assignments, graph);
   auto opened = RenderOutput::open(options.output, width, height, frameRate, options.codec);
   if (!opened.output) {
     throw CommandError(opened.error);

@@ -5,12 +5,13 @@
 #include <memory>
 
 #include "cli/CommandError.h"
+#include "cli/FrameCount.h"
 #include "cli/PublishedInputAssignment.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "host/CompositionGraph.h"
 #include "host/DriveImages.h"
+#include "host/HostPatches.h"
 #include "host/ValueJson.h"
-#include "patches/AllPatches.h"
 
 namespace qva {
 
@@ -26,14 +27,8 @@ struct RunOptions {
 
 void run(const RunOptions& options) {
   const Composition composition = Composition::load(options.compositionPath);
-  const double frameRate = options.frameRate.value_or(composition.frameRate());
-  if (!(frameRate > 0) || !std::isfinite(frameRate)) {
-    throw CommandError("--fps must be a positive number");
-  }
-  const long long frames = options.frames.value_or(std::llround(composition.duration() * frameRate));
-  if (frames < 0) {
-    throw CommandError("--frames must not be negative");
-  }
+  const auto [frameRate, frames] =
+      FrameCount::resolve(composition, options.frames, std::nullopt, options.frameRate);
 
   std::vector<std::pair<std::string, PortReference>> printed;
   for (const std::string& text : options.printedPorts) {
@@ -57,16 +52,8 @@ void run(const RunOptions& options) {
   const double aspect = static_cast<double>(composition.height()) / composition.width();
   context.setBounds({-1, -aspect, 2, 2 * aspect});
   context.setViewport({composition.width(), composition.height()});
-  CompositionGraph graph(composition, bundledPatches(), context, queue);
-  for (const std::string& text : options.assignments) {
-    const PublishedInputAssignment assignment = PublishedInputAssignment::parse(text);
-    try {
-      graph.setPublishedInput(assignment.name,
-                              ValueJson::decode(assignment.value, graph.publishedInputType(assignment.name)));
-    } catch (const std::invalid_argument& error) {
-      throw CommandError("--set " + assignment.name + ": " + error.what());
-    }
-  }
+  CompositionGraph graph(composition, availablePatches(), context, queue);
+  PublishedInputAssignment::applyAll(options.assignments, graph);
   for (const auto& [name, port] : printed) {
     try {
       graph.outputValue(port);
