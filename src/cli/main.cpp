@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 
 #include "cli/CommandError.h"
@@ -11,6 +12,9 @@
 #include "cli/RunCommand.h"
 
 int main(int argc, char** argv) {
+  // Text is laid out with the project's font configuration, so that font names resolve and metrics repeat
+  // on every machine; a configuration the user names explicitly wins.
+  setenv("FONTCONFIG_FILE", QVA_FONTS_CONF, 0);
   CLI::App app("qva: runs broadcast-graphics compositions and their patches headless");
   app.require_subcommand(1);
   qva::addListCommand(app);
