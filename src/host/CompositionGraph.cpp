@@ -200,10 +200,12 @@ void CompositionGraph::evaluate(double time, const Arguments& arguments) {
         patch.setInputValue(link.inputKey, output->value);
       }
     }
-    const double nodeTime =
-        node.timeLink
-            ? outputValue({nodes_[node.timeLink->source].id, node.timeLink->outputKey}).numberValue()
-            : time;
+    double nodeTime = time;
+    if (node.timeLink) {
+      const Patch::OutputPort* clock =
+          nodes_[node.timeLink->source].host->patch().findOutputPort(node.timeLink->outputKey);
+      nodeTime = clock != nullptr ? clock->value.numberValue() : time;
+    }
     node.host->runFrame(nodeTime, arguments);
   }
 }
