@@ -200,6 +200,13 @@ void CompositionGraph::evaluate(double time, const Arguments& arguments) {
         patch.setInputValue(link.inputKey, output->value);
       }
     }
+    if (!node.host->started()) {
+      // A patch whose start failed is tried again at the next frame and does not run meanwhile.
+      if (!node.host->start()) {
+        continue;
+      }
+      node.host->enable();
+    }
     double nodeTime = time;
     if (node.timeLink) {
       const Patch::OutputPort* clock =

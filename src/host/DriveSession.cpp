@@ -208,6 +208,11 @@ void DriveSession::finishLine(PropertyList& line) {
 PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step) {
   const double time = step["time"].get<double>();
   setInputs(step.value("inputs", PropertyList::object()));
+  if (!startIssued_) {
+    startIssued_ = true;
+    host_->start();
+    host_->enable();
+  }
   const PatchHost::FrameOutcome outcome =
       host_->runFrame(time, step.value("arguments", PropertyList()), step.value("force", false));
   PropertyList line = PropertyList::object();
@@ -242,6 +247,7 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
   } else if (op == "attributes") {
     line.update(PatchClassJson::attributes(patch.patchClass()));
   } else if (op == "start") {
+    startIssued_ = true;
     line["result"] = host_->start();
   } else if (op == "enable") {
     host_->enable();

@@ -66,6 +66,8 @@ class DriveSession {
   std::unique_ptr<Renderer> renderer_;
   DriveImages images_;
   std::unique_ptr<PatchHost> host_;
+  // Whether the script has started the patch itself (or the first frame started it).
+  bool startIssued_ = false;
   std::mutex logMutex_;
   std::vector<std::string> hostLog_;
   std::vector<std::string> processLog_;

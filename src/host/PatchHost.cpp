@@ -40,10 +40,6 @@ void PatchHost::stop() {
 
 PatchHost::FrameOutcome PatchHost::runFrame(double time, const Arguments& arguments, bool force) {
   FrameOutcome outcome;
-  if (!start()) {
-    return outcome;
-  }
-  enable();
   patch_->updateInputChangeFlags();
   const PatchClass& patchClass = patch_->patchClass();
   bool due = true;

@@ -36,8 +36,8 @@ class PatchHost {
   bool started() const { return started_; }
   bool enabled() const { return enabled_; }
 
-  // One frame at composition time: starts and enables the patch first if needed, then executes it when
-  // its modes say so (or always with force).
+  // One frame at composition time: executes the patch when its modes say so (or always with force).
+  // Starting and enabling are the caller's, so that a script can call them in any order.
   FrameOutcome runFrame(double time, const Arguments& arguments, bool force = false);
 
  private:

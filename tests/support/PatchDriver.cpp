@@ -28,6 +28,9 @@ void PatchDriver::stop() {
 }
 
 bool PatchDriver::frame(double time, const Arguments& arguments) {
+  if (!host_.started()) {
+    start();
+  }
   const PatchHost::FrameOutcome outcome = host_.runFrame(time, arguments, true);
   if (outcome.executionTime) {
     lastExecutionTime_ = *outcome.executionTime;
