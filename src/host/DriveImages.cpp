@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "foundation/gl/GLContext.h"
+#include "foundation/image/Bitmap.h"
 #include "foundation/image/ImageDecoder.h"
 #include "foundation/image/PngWriter.h"
 
@@ -42,13 +43,17 @@ ImageRef DriveImages::makeSolidImage(const PropertyList& color, int width, int h
   const std::uint8_t pixel[4] = {toByte(color[2].get<double>() * alpha),
                                  toByte(color[1].get<double>() * alpha),
                                  toByte(color[0].get<double>() * alpha), toByte(alpha)};
-  const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
-  auto* bytes = new std::uint8_t[rowBytes * static_cast<std::size_t>(height)];
-  for (std::size_t offset = 0; offset < rowBytes * static_cast<std::size_t>(height); offset += 4) {
-    std::copy(pixel, pixel + 4, bytes + offset);
+  std::optional<Bitmap> bitmap = Bitmap::allocate(width, height, static_cast<std::size_t>(width) * 4);
+  if (!bitmap) {
+    throw std::invalid_argument("out of memory for a solid image");
   }
-  return std::make_shared<BufferImage>(width, height, rowBytes, bytes,
-                                       [](const std::uint8_t* pixels) { delete[] pixels; });
+  for (int y = 0; y < height; ++y) {
+    std::uint8_t* row = bitmap->row(y);
+    for (int x = 0; x < width; ++x) {
+      std::copy(pixel, pixel + 4, row + static_cast<std::size_t>(x) * 4);
+    }
+  }
+  return std::move(*bitmap).toImage();
 }
 
 ImageRef DriveImages::imageForValue(const PropertyList& imageValue) {
