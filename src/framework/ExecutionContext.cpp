@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "framework/PathAdditions.h"
 #include "framework/ProcessLog.h"
 
 namespace qva {
@@ -17,10 +18,7 @@ std::string ExecutionContext::compositionFolder() const {
 }
 
 std::string ExecutionContext::resolvePath(const std::string& path) const {
-  if (path.empty() || path.front() == '/') {
-    return path;
-  }
-  return (std::filesystem::path(compositionFolder()) / path).string();
+  return pathResolvedAgainst(path, compositionFolder());
 }
 
 void ExecutionContext::logMessage(const std::string& line) const {

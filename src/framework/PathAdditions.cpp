@@ -1,5 +1,6 @@
 #include "framework/PathAdditions.h"
 
+#include <filesystem>
 #include <vector>
 
 namespace qva {
@@ -26,6 +27,13 @@ std::vector<std::string_view> splitAtSeparators(std::string_view path) {
 }
 
 }  // namespace
+
+std::string pathResolvedAgainst(const std::string& path, const std::string& folder) {
+  if (path.empty() || path.front() == '/') {
+    return path;
+  }
+  return (std::filesystem::path(folder) / path).string();
+}
 
 std::string lastPathComponent(std::string_view path) {
   path = withoutTrailingSeparators(path);

@@ -13,6 +13,7 @@
 #include "foundation/image/Bitmap.h"
 #include "foundation/image/ImageDecoder.h"
 #include "foundation/image/PngWriter.h"
+#include "framework/PathAdditions.h"
 
 namespace qva {
 
@@ -68,9 +69,8 @@ ImageRef DriveImages::imageForValue(const PropertyList& imageValue) {
                        static_cast<int>(propertyListInteger(imageValue.value("width", PropertyList(1)))),
                        static_cast<int>(propertyListInteger(imageValue.value("height", PropertyList(1)))));
   } else if (imageValue.contains("imageFile") && imageValue["imageFile"].is_string()) {
-    const std::filesystem::path file = imageValue["imageFile"].get<std::string>();
     auto decoded = ImageDecoder::decodeFile(
-        file.is_absolute() ? file.string() : (std::filesystem::path(scriptFolder_) / file).string());
+        pathResolvedAgainst(imageValue["imageFile"].get<std::string>(), scriptFolder_));
     if (!decoded.bitmap) {
       throw std::invalid_argument(decoded.error);
     }

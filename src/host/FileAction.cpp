@@ -8,15 +8,15 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "framework/PathAdditions.h"
+
+#include "framework/PathAdditions.h"
+
 namespace qva {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string resolve(const std::string& path, const std::string& folder) {
-  return path.empty() || path.front() == '/' ? path : (fs::path(folder) / path).string();
-}
 
 std::string requiredString(const PropertyList& step, const char* key, const std::string& action) {
   if (!step.contains(key) || !step[key].is_string()) {
@@ -51,11 +51,11 @@ bool writeBytes(const std::string& path, const std::string& bytes, std::ios::ope
 
 FileAction::FileAction(const PropertyList& step, const std::string& folder) {
   action_ = requiredString(step, "action", "step");
-  path_ = resolve(requiredString(step, "path", action_), folder);
+  path_ = pathResolvedAgainst(requiredString(step, "path", action_), folder);
   if (action_ == "rename" || action_ == "symlink") {
     target_ = requiredString(step, "to", action_);
     if (action_ == "rename") {
-      target_ = resolve(target_, folder);
+      target_ = pathResolvedAgainst(target_, folder);
     }
   } else if (action_ == "write" || action_ == "append") {
     if (step.contains("base64") && step["base64"].is_string()) {
