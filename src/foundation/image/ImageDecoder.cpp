@@ -10,6 +10,7 @@
 #include <png.h>
 #include <tiffio.h>
 #include <webp/decode.h>
+#include <webp/demux.h>
 
 #include <csetjmp>
 #include <cstdio>
@@ -199,18 +200,54 @@ Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBy
   return result;
 }
 
+// An animated WebP shows its first frame, composed on the full canvas, as an animated GIF does.
+Result decodeAnimatedWebp(const std::uint8_t* data, std::size_t size, RowBytesRule rowBytes) {
+  WebPAnimDecoderOptions options;
+  if (!WebPAnimDecoderOptionsInit(&options)) {
+    return failure("the WebP library does not match its headers");
+  }
+  options.color_mode = MODE_BGRA;
+  const WebPData whole{data, size};
+  const auto close = [](WebPAnimDecoder* decoder) { WebPAnimDecoderDelete(decoder); };
+  const std::unique_ptr<WebPAnimDecoder, decltype(close)> decoder(WebPAnimDecoderNew(&whole, &options),
+                                                                  close);
+  WebPAnimInfo info;
+  if (!decoder || !WebPAnimDecoderGetInfo(decoder.get(), &info) || info.frame_count == 0) {
+    return failure("damaged animated WebP data");
+  }
+  Result result = allocateFor(info.canvas_width, info.canvas_height, rowBytes, "WebP");
+  if (!result.bitmap) {
+    return result;
+  }
+  std::uint8_t* frame = nullptr;
+  int timestamp = 0;
+  if (!WebPAnimDecoderGetNext(decoder.get(), &frame, &timestamp)) {
+    return failure("damaged animated WebP data");
+  }
+  Bitmap& bitmap = *result.bitmap;
+  const std::size_t length = static_cast<std::size_t>(info.canvas_width) * 4;
+  for (int y = 0; y < bitmap.height(); ++y) {
+    std::memcpy(bitmap.row(y), frame + static_cast<std::size_t>(y) * length, length);
+  }
+  bitmap.premultiply();
+  return result;
+}
+
 Result decodeWebp(const std::uint8_t* data, std::size_t size, RowBytesRule rowBytes) {
-  int width = 0;
-  int height = 0;
-  if (!WebPGetInfo(data, size, &width, &height)) {
+  WebPBitstreamFeatures features;
+  if (WebPGetFeatures(data, size, &features) != VP8_STATUS_OK) {
     return failure("damaged WebP data");
   }
-  Result result = allocateFor(width, height, rowBytes, "WebP");
+  if (features.has_animation) {
+    return decodeAnimatedWebp(data, size, rowBytes);
+  }
+  Result result = allocateFor(features.width, features.height, rowBytes, "WebP");
   if (!result.bitmap) {
     return result;
   }
   Bitmap& bitmap = *result.bitmap;
-  if (WebPDecodeBGRAInto(data, size, bitmap.bytes(), bitmap.rowBytes() * static_cast<std::size_t>(height),
+  if (WebPDecodeBGRAInto(data, size, bitmap.bytes(),
+                         bitmap.rowBytes() * static_cast<std::size_t>(features.height),
                          static_cast<int>(bitmap.rowBytes())) == nullptr) {
     return failure("damaged WebP data");
   }

@@ -60,6 +60,8 @@ TEST(ImageDecoderTest, DecodesEveryFormatPremultipliedTopDown) {
   expectPattern("pattern.png", true, true, 1);
   expectPattern("pattern.tiff", true, true, 1);
   expectPattern("pattern.webp", true, true, 1);
+  // Animated pictures show their first frame; the second is the pattern mirrored.
+  expectPattern("pattern-animated.webp", true, true, 1);
   expectPattern("pattern.bmp", false, true, 0);
   expectPattern("pattern.gif", false, true, 0);
   expectPattern("pattern.jpg", false, false, 12);
@@ -75,8 +77,8 @@ TEST(ImageDecoderTest, RowLengthRuleIsTheCallers) {
 }
 
 TEST(ImageDecoderTest, TruncatedFilesAreErrorsNotPartialPictures) {
-  for (const char* name :
-       {"pattern.png", "pattern.tiff", "pattern.webp", "pattern.bmp", "pattern.gif", "pattern.jpg"}) {
+  for (const char* name : {"pattern.png", "pattern.tiff", "pattern.webp", "pattern-animated.webp",
+                           "pattern.bmp", "pattern.gif", "pattern.jpg"}) {
     const auto data = readFile(fixture(name));
     ASSERT_GT(data.size(), 20u) << name;
     // Every cut through the file fails cleanly (never crashes, never returns half an image); a cut only
