@@ -210,6 +210,12 @@ bool QVATexturedSquarePlugIn::createTexture(ExecutionContext& context, const std
     glDeleteShader(vs);
     glDeleteShader(fs);
   }
+  const bool interlaced = inputBoolean("inputInterlaced");
+  // The field matters only to the de-interlacing pass.
+  const Prepared wanted{image, mask, interlaced, interlaced && fieldEven, inputBoolean("inputMipmapping")};
+  if (_textureName != 0 && wanted == _prepared) {
+    return true;
+  }
   const auto texture = gl->textureForImage(*image);
   if (!texture) {
     return false;
@@ -269,7 +275,7 @@ bool QVATexturedSquarePlugIn::createTexture(ExecutionContext& context, const std
   glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
   glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
   glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-  if (inputBoolean("inputInterlaced")) {
+  if (interlaced) {
     glUseProgram(sp);
     glUniform1f(getUniLoc(sp, "field_offset"), fieldEven ? 0.75f : 0.25f);
     glUniform1i(getUniLoc(sp, "image"), 0);
@@ -297,13 +303,14 @@ bool QVATexturedSquarePlugIn::createTexture(ExecutionContext& context, const std
   glViewport(viewport[0], viewport[1], viewport[2], viewport[3]);
 
   glBindTexture(GL_TEXTURE_2D, _textureName);
-  if (inputBoolean("inputMipmapping")) {
+  if (wanted.mipmapped) {
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
     glGenerateMipmap(GL_TEXTURE_2D);
   } else {
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
   }
   printOGLError(__FILE__, __LINE__);
+  _prepared = wanted;
   return true;
 }
 
@@ -457,6 +464,7 @@ void QVATexturedSquarePlugIn::stopExecution(ExecutionContext& /*context*/) {
     _fboName = 0;
   }
   _fboWidth = _fboHeight = 0;
+  _prepared = {};
   if (sp != 0) {
     glDeleteProgram(sp);
     sp = 0;

@@ -26,7 +26,8 @@ class QVATexturedSquarePlugIn final : public Patch {
   void stopExecution(ExecutionContext& context) override;
 
   // Renders the image (and the mask's alpha) into the patch's texture; false when the image has no
-  // texture, which leaves the previous content.
+  // texture, which leaves the previous content. Images are immutable, so the pass is skipped while
+  // the image, mask, field and filtering are those of the texture's last pass.
   bool createTexture(ExecutionContext& context, const std::string& colorSpace, const ImageRef& image,
                      const ImageRef& mask, const Rect& bounds, bool fieldEven);
   // One quad from (0, 0) to (width, height), the texture's top row at the top.
@@ -56,6 +57,17 @@ class QVATexturedSquarePlugIn final : public Patch {
   unsigned fs = 0;
   unsigned sp = 0;
   std::unique_ptr<QVALumoRunVideoRenderer> videoRenderer;
+
+  // What the texture holds now; an empty image means nothing valid.
+  struct Prepared {
+    ImageRef image;
+    ImageRef mask;
+    bool interlaced = false;
+    bool fieldEven = false;
+    bool mipmapped = false;
+    bool operator==(const Prepared&) const = default;
+  };
+  Prepared _prepared;
 };
 
 }  // namespace qva

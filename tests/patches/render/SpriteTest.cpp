@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "support/PatchDriver.h"
 #include "RenderCanvas.h"
 #include "patches/render/QVATexturedSquarePlugIn.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {
@@ -113,6 +113,40 @@ TEST_F(SpriteTest, MaskReplacesAlphaOnly) {
   EXPECT_EQ(canvas_->pixel(4, 1)[3], 0);
   EXPECT_EQ(canvas_->pixel(4, 1)[2], 0);
   EXPECT_EQ(canvas_->pixel(4, 6), (std::array<int, 4>{0, 0, 255, 255}));
+}
+
+TEST_F(SpriteTest, PreparedTextureFollowsEveryChangeOfImageMaskAndMode) {
+  const auto stripes = rowsImage(8, {red, blue, red, blue, red, blue, red, blue});
+  const std::array<std::uint8_t, 4> clear{0, 0, 0, 0};
+  const auto topHidden = rowsImage(8, {clear, clear, clear, clear, red, red, red, red});
+  int frame = 0;
+  const auto draw = [&] {
+    canvas_->begin(driver_->context());
+    EXPECT_TRUE(driver_->frame(frame++));
+  };
+  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputImage", Value(rowsImage(8, std::vector(8, red))));
+  draw();
+  draw();
+  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{0, 0, 255, 255}));
+  driver_->set("inputImage", Value(rowsImage(8, std::vector(8, blue))));
+  draw();
+  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{255, 0, 0, 255}));
+  driver_->set("inputMask", Value(topHidden));
+  draw();
+  EXPECT_EQ(canvas_->pixel(4, 1)[3], 0);
+  driver_->set("inputMask", Value(ImageRef()));
+  draw();
+  EXPECT_EQ(canvas_->pixel(4, 1), (std::array<int, 4>{255, 0, 0, 255}));
+  // The same image read progressively, then as the odd field: lines alternate, then all red.
+  driver_->set("inputImage", Value(stripes));
+  draw();
+  EXPECT_NE(canvas_->pixel(4, 1), canvas_->pixel(4, 2));
+  driver_->set("inputInterlaced", Value(true));
+  driver_->set("inputFieldEven", Value(false));
+  draw();
+  EXPECT_EQ(canvas_->pixel(4, 1), (std::array<int, 4>{0, 0, 255, 255}));
+  EXPECT_EQ(canvas_->pixel(4, 2), (std::array<int, 4>{0, 0, 255, 255}));
 }
 
 TEST_F(SpriteTest, ReplaceDiscardsTheDestinationAndScalesByAlpha) {
