@@ -15,6 +15,7 @@
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/image/Bitmap.h"
 #include "host/CompositionGraph.h"
+#include "host/FrameRenderer.h"
 #include "host/HostPatches.h"
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
@@ -33,6 +34,7 @@ struct RenderOptions {
   std::optional<double> frameRate;
   std::vector<std::string> assignments;
   std::string codec;
+  FieldOrder fieldOrder = FieldOrder::Progressive;
 };
 
 // The largest canvas side accepted on the command line.
@@ -81,7 +83,8 @@ void render(const RenderOptions& options) {
   renderer.beginFrame(context, composition.background());
   CompositionGraph graph(composition, availablePatches(), context, queue);
   PublishedInputAssignment::applyAll(options.assignments, graph);
-  auto opened = RenderOutput::open(options.output, width, height, frameRate, options.codec);
+  auto opened =
+      RenderOutput::open(options.output, width, height, frameRate, options.codec, options.fieldOrder);
   if (!opened.output) {
     throw CommandError(opened.error);
   }
@@ -94,12 +97,17 @@ void render(const RenderOptions& options) {
   }
 
   const bool progress = isatty(STDERR_FILENO) == 1;
+  FrameRenderer frameRenderer(renderer, context, composition.background(), frameRate, options.fieldOrder);
+  const FrameRenderer::Scene scene = [&graph](double time, const Arguments& arguments) {
+    graph.evaluate(time, arguments);
+  };
   const auto start = std::chrono::steady_clock::now();
   for (long long index = 0; index < frames; ++index) {
-    renderer.beginFrame(context, composition.background());
-    graph.evaluate(static_cast<double>(index) / frameRate);
-    renderer.readFrame(frame->bytes(), frame->rowBytes());
-    if (std::string error = output.writeFrame(frame->view()); !error.empty()) {
+    std::string error = frameRenderer.render(index, scene, *frame);
+    if (error.empty()) {
+      error = output.writeFrame(frame->view());
+    }
+    if (!error.empty()) {
       graph.stop();
       throw CommandError(error);
     }
@@ -143,6 +151,15 @@ void addRenderCommand(CLI::App& app) {
   command->add_option("--set", options->assignments,
                       "Set a published input: NAME=VALUE (VALUE as JSON or text)");
   command->add_option("--codec", options->codec, "Video codec: qtrle, prores4444, h264 or ffv1");
+  command
+      ->add_option_function<std::string>(
+          "--interlace",
+          [options](const std::string& first) {
+            options->fieldOrder = first == "upper" ? FieldOrder::UpperFirst : FieldOrder::LowerFirst;
+          },
+          "Interlaced output: two fields per frame, half a frame apart, the upper or lower field first")
+      ->check(CLI::IsMember({"upper", "lower"}).description(""))
+      ->type_name("upper|lower");
   command->callback([options] {
     try {
       render(*options);

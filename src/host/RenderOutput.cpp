@@ -11,14 +11,14 @@ namespace qva {
 RenderOutput::~RenderOutput() = default;
 
 RenderOutput::Creation RenderOutput::open(const std::string& path, int width, int height, double frameRate,
-                                          const std::string& codec) {
+                                          const std::string& codec, FieldOrder fieldOrder) {
   if (path == "-") {
     return {std::make_unique<RawFrameOutput>(stdout), {}};
   }
   const std::filesystem::path file(path);
   const std::string extension = file.extension().string();
   if (extension == ".mov" || extension == ".mp4" || extension == ".mkv") {
-    auto creation = VideoWriter::open(path, width, height, frameRate, codec);
+    auto creation = VideoWriter::open(path, width, height, frameRate, codec, fieldOrder);
     if (!creation.writer) {
       return {nullptr, creation.error};
     }

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/video/FieldOrder.h"
 #include "framework/Image.h"
 
 namespace qva {
@@ -17,9 +18,9 @@ class RenderOutput {
 
   // "-" for raw frames on standard output; NAME.mov, .mp4 or .mkv for a video (codec as VideoWriter
   // takes it); a folder (existing, or named with a trailing slash) for out_%05d.png in it, or a pattern
-  // with one %d (optionally %05d) ending in .png.
+  // with one %d (optionally %05d) ending in .png. Videos carry the field order.
   static Creation open(const std::string& path, int width, int height, double frameRate,
-                       const std::string& codec);
+                       const std::string& codec, FieldOrder fieldOrder = FieldOrder::Progressive);
 
   virtual ~RenderOutput();
   // An empty string on success, else why the frame was not written.

@@ -52,6 +52,7 @@ TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
            {"run /nonexistent/composition.qvc", ""},
            {"run " + std::string(QVA_SOURCE_DIR) + "/examples/stopframes.qvc --set nothing=1", ""},
            {"frobnicate", ""},
+           {"render --interlace sideways --frames 1", ""},
        }) {
     const CommandResult result = runQva(arguments, input);
     EXPECT_EQ(result.status, 2) << arguments;
@@ -91,6 +92,22 @@ TEST(QvaCommand, TheExamplesRun) {
                                          "/examples/countdown.qvc --frames 2 --fps 1 --set duration=0:10");
   ASSERT_EQ(countdown.status, 0) << countdown.output;
   EXPECT_NE(countdown.output.find("\"remaining\":\"00:09\""), std::string::npos) << countdown.output;
+}
+
+TEST(QvaCommand, RenderWritesInterlacedVideo) {
+  const std::string path = ::testing::TempDir() + "qva-interlaced.mkv";
+  std::remove(path.c_str());
+  const CommandResult result = runQva("render --size 64x36 --frames 2 --fps 25 --interlace lower -o " + path);
+  if (result.status != 0 && result.output.find("no OpenGL") != std::string::npos) {
+    GTEST_SKIP() << result.output;
+  }
+  ASSERT_EQ(result.status, 0) << result.output;
+  FILE* video = std::fopen(path.c_str(), "rb");
+  ASSERT_NE(video, nullptr);
+  std::fseek(video, 0, SEEK_END);
+  EXPECT_GT(std::ftell(video), 0);
+  std::fclose(video);
+  std::remove(path.c_str());
 }
 
 }  // namespace

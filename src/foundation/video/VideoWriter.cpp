@@ -52,7 +52,7 @@ std::optional<CodecChoice> codecNamed(const std::string& name) {
 }  // namespace
 
 VideoWriter::Creation VideoWriter::open(const std::string& path, int width, int height, double frameRate,
-                                        const std::string& codec) {
+                                        const std::string& codec, FieldOrder fieldOrder) {
   av_log_set_level(AV_LOG_ERROR);
   const std::string extension = std::filesystem::path(path).extension().string();
   std::string chosen = codec;
@@ -103,6 +103,12 @@ VideoWriter::Creation VideoWriter::open(const std::string& path, int width, int 
   } else if (chosen == "ffv1") {
     writer->encoder_->level = 3;
   }
+  writer->encoder_->field_order = fieldOrder == FieldOrder::UpperFirst   ? AV_FIELD_TT
+                                  : fieldOrder == FieldOrder::LowerFirst ? AV_FIELD_BB
+                                                                         : AV_FIELD_PROGRESSIVE;
+  if (fieldOrder != FieldOrder::Progressive) {
+    writer->encoder_->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+  }
   if (writer->format_->oformat->flags & AVFMT_GLOBALHEADER) {
     writer->encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   }
@@ -128,6 +134,8 @@ VideoWriter::Creation VideoWriter::open(const std::string& path, int width, int 
   writer->staging_->format = AV_PIX_FMT_BGRA;
   writer->staging_->width = width;
   writer->staging_->height = height;
+  writer->frame_->interlaced_frame = fieldOrder != FieldOrder::Progressive;
+  writer->frame_->top_field_first = fieldOrder == FieldOrder::UpperFirst;
   writer->frame_->format = choice->pixelFormat;
   writer->frame_->width = width;
   writer->frame_->height = height;

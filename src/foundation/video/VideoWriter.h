@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/video/FieldOrder.h"
 #include "framework/Image.h"
 
 struct AVCodecContext;
@@ -25,8 +26,10 @@ class VideoWriter {
   };
 
   // codec empty chooses the container's default; known codecs: "qtrle", "prores4444", "h264", "ffv1".
+  // Interlaced frames are marked with their field order in the stream and, where the codec can, coded
+  // as fields.
   static Creation open(const std::string& path, int width, int height, double frameRate,
-                       const std::string& codec);
+                       const std::string& codec, FieldOrder fieldOrder = FieldOrder::Progressive);
   ~VideoWriter();
   VideoWriter(const VideoWriter&) = delete;
   VideoWriter& operator=(const VideoWriter&) = delete;

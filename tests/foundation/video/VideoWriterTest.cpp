@@ -39,6 +39,7 @@ class VideoWriterTest : public ::testing::Test {
     std::string codec;
     std::string pixelFormat;
     long long frames = 0;
+    AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;
   };
   static Probe probe(const std::string& path) {
     AVFormatContext* format = nullptr;
@@ -51,6 +52,7 @@ class VideoWriterTest : public ::testing::Test {
     result.codec = avcodec_get_name(parameters->codec_id);
     const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters->format));
     result.pixelFormat = name != nullptr ? name : "";
+    result.fieldOrder = parameters->field_order;
     AVPacket* packet = av_packet_alloc();
     while (av_read_frame(format, packet) >= 0) {
       ++result.frames;
@@ -61,9 +63,10 @@ class VideoWriterTest : public ::testing::Test {
     return result;
   }
 
-  std::string write(const std::string& name, const std::string& codec, int frames = 3) {
+  std::string write(const std::string& name, const std::string& codec, int frames = 3,
+                    FieldOrder fieldOrder = FieldOrder::Progressive) {
     const auto path = (folder_ / name).string();
-    auto creation = VideoWriter::open(path, 64, 36, 25, codec);
+    auto creation = VideoWriter::open(path, 64, 36, 25, codec, fieldOrder);
     EXPECT_TRUE(creation.writer) << creation.error;
     if (!creation.writer) {
       return path;
@@ -102,6 +105,15 @@ TEST_F(VideoWriterTest, EveryContainerWithItsDefaultAndAlpha) {
       std::distance(std::filesystem::directory_iterator(folder_), std::filesystem::directory_iterator()), 4);
 }
 
+TEST_F(VideoWriterTest, InterlacedVideosCarryTheirFieldOrder) {
+  EXPECT_EQ(probe(write("upper.mov", "", 2, FieldOrder::UpperFirst)).fieldOrder, AV_FIELD_TT);
+  EXPECT_EQ(probe(write("lower.mov", "prores4444", 2, FieldOrder::LowerFirst)).fieldOrder, AV_FIELD_BB);
+  const Probe h264 = probe(write("upper.mp4", "", 2, FieldOrder::UpperFirst));
+  EXPECT_EQ(h264.fieldOrder, AV_FIELD_TT);
+  EXPECT_EQ(h264.frames, 2);
+  EXPECT_EQ(probe(write("upper.mkv", "", 2, FieldOrder::UpperFirst)).fieldOrder, AV_FIELD_TT);
+  EXPECT_EQ(probe(write("whole.mov", "", 2)).fieldOrder, AV_FIELD_PROGRESSIVE);
+}
 TEST_F(VideoWriterTest, BadRequestsAreErrors) {
   EXPECT_NE(VideoWriter::open((folder_ / "x.avi").string(), 64, 36, 25, "").error.find(".avi"),
             std::string::npos);
