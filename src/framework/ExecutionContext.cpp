@@ -29,4 +29,10 @@ void ExecutionContext::logMessage(const std::string& line) const {
   }
 }
 
+void ExecutionContext::requestDepthBuffer() const {
+  if (depthBufferProvider_) {
+    depthBufferProvider_();
+  }
+}
+
 }  // namespace qva

@@ -61,6 +61,10 @@ class ExecutionContext {
 
   GLContext* glContext() const { return glContext_; }
   void setGLContext(GLContext* context) { glContext_ = context; }
+  // Patches that test or write depth call this before they draw: the host's canvas then has a depth
+  // buffer, cleared with the frame. Canvases carry none otherwise, which spares clearing it every frame.
+  void requestDepthBuffer() const;
+  void setDepthBufferProvider(std::function<void()> provider) { depthBufferProvider_ = std::move(provider); }
 
   MainThreadQueue& mainThreadQueue() const { return mainThreadQueue_; }
 
@@ -73,6 +77,7 @@ class ExecutionContext {
   PropertyList userInfo_ = PropertyList::object();
   LogSink hostLog_;
   GLContext* glContext_ = nullptr;
+  std::function<void()> depthBufferProvider_;
   MainThreadQueue& mainThreadQueue_;
 };
 

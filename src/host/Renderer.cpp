@@ -13,7 +13,7 @@ Renderer::Creation Renderer::create(int width, int height) {
 }
 
 Renderer::Creation Renderer::create(std::unique_ptr<GLContext> gl, int width, int height) {
-  auto canvas = Framebuffer::create(width, height, TextureTarget::Texture2D, true);
+  auto canvas = Framebuffer::create(width, height, TextureTarget::Texture2D, false);
   if (!canvas) {
     return {nullptr, "cannot make a " + std::to_string(width) + "x" + std::to_string(height) +
                          " canvas (the size must be positive and within the GL driver's limits)"};
@@ -40,6 +40,7 @@ void Renderer::beginFrame(ExecutionContext& context, const Color& background) {
   context.setGLContext(gl_.get());
   context.setBounds(area);
   context.setViewport({width_, height_});
+  context.setDepthBufferProvider([this] { provideDepth(); });
   glMatrixMode(GL_TEXTURE);
   glLoadIdentity();
   glMatrixMode(GL_PROJECTION);
@@ -58,7 +59,19 @@ void Renderer::beginFrame(ExecutionContext& context, const Color& background) {
                static_cast<float>(background.green * background.alpha),
                static_cast<float>(background.blue * background.alpha), static_cast<float>(background.alpha));
   glClearDepth(1);
-  glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+  glClear(GL_COLOR_BUFFER_BIT | (canvas_.hasDepth() ? GL_DEPTH_BUFFER_BIT : 0));
+}
+
+void Renderer::provideDepth() {
+  if (canvas_.hasDepth() || !canvas_.attachDepth()) {
+    return;
+  }
+  glPushAttrib(GL_DEPTH_BUFFER_BIT | GL_SCISSOR_BIT);
+  glDisable(GL_SCISSOR_TEST);
+  glDepthMask(GL_TRUE);
+  glClearDepth(1);
+  glClear(GL_DEPTH_BUFFER_BIT);
+  glPopAttrib();
 }
 
 void Renderer::readFrame(std::uint8_t* bytes, std::size_t rowBytes) {

@@ -10,9 +10,10 @@
 
 namespace qva {
 
-// The host's drawing: one GL context and a canvas framebuffer (with depth) of the composition's size,
-// in composition units from -1 to 1 across and -H/W to H/W up. Each frame clears the canvas to the
-// background, lets the consumers draw, and reads the pixels back as premultiplied BGRA, top row first.
+// The host's drawing: one GL context and a canvas framebuffer of the composition's size, in composition
+// units from -1 to 1 across and -H/W to H/W up. Each frame clears the canvas to the background, lets the
+// consumers draw, and reads the pixels back as premultiplied BGRA, top row first. The canvas gets a
+// depth buffer when a patch first asks the context for one, and keeps it cleared every frame after.
 class Renderer {
  public:
   struct Creation {
@@ -35,10 +36,13 @@ class Renderer {
   // (-1, -H/W, 2, 2H/W).
   Rect bounds() const;
 
-  // Binds the canvas, sets viewport and projection, clears it, and points the context at the canvas.
+  // Binds the canvas, sets viewport and projection, clears it, and points the context at the canvas
+  // (and its depth requests at provideDepth()).
   void beginFrame(ExecutionContext& context, const Color& background);
   // Reads the canvas as premultiplied BGRA.
   void readFrame(std::uint8_t* bytes, std::size_t rowBytes);
+  // Attaches and clears the canvas's depth buffer if it has none yet.
+  void provideDepth();
 
  private:
   Renderer(std::unique_ptr<GLContext> gl, Framebuffer canvas, int width, int height);

@@ -8,6 +8,7 @@
 #include "host/HostBillboard.h"
 #include "host/HostClear.h"
 #include "host/Renderer.h"
+#include "patches/render/QVATexturedSquarePlugIn.h"
 
 namespace qva {
 namespace {
@@ -123,6 +124,43 @@ TEST_F(RendererTest, ClearPaintsItsColourAndWithoutGLFails) {
   EXPECT_FALSE(clear.execute(bare, 0, Arguments()));
   HostBillboard billboard;
   EXPECT_FALSE(billboard.execute(bare, 0, Arguments()));
+}
+
+// A sprite testing depth gets a depth buffer that starts every frame cleared; the nearer of two
+// overlapping sprites wins whichever draws last.
+TEST_F(RendererTest, DepthIsThereForPatchesThatAskAndClearedEachFrame) {
+  const auto solid = [](std::uint8_t blue, std::uint8_t red) {
+    auto bitmap = Bitmap::allocate(4, 4, Bitmap::paddedRowBytes(4));
+    for (int y = 0; y < 4; ++y) {
+      for (int x = 0; x < 4; ++x) {
+        const std::uint8_t colour[4] = {blue, 0, red, 255};
+        std::copy_n(colour, 4, bitmap->row(y) + x * 4);
+      }
+    }
+    return std::move(*bitmap).toImage();
+  };
+  QVATexturedSquarePlugIn near;
+  QVATexturedSquarePlugIn far;
+  for (auto* sprite : {&near, &far}) {
+    sprite->setInputValue("inputWidth", Value(2.0));
+    sprite->setInputValue("inputHeight", Value(2.0));
+    sprite->setInputValue("inputColor", Value(Color{1, 1, 1, 1}));
+    sprite->setInputValue("inputInterlaced", Value(false));
+    sprite->setInputValue("inputDepth", Value(std::uint32_t{1}));
+  }
+  near.setInputValue("inputImage", Value(solid(0, 255)));
+  near.setInputValue("inputZ", Value(0.5));
+  far.setInputValue("inputImage", Value(solid(255, 0)));
+  far.setInputValue("inputZ", Value(-0.5));
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  run(near);
+  run(far);
+  EXPECT_EQ(pixel(32, 18), (Pixel{0, 0, 255, 255}));
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  run(far);
+  EXPECT_EQ(pixel(32, 18), (Pixel{255, 0, 0, 255}));
+  near.stopExecution(context_);
+  far.stopExecution(context_);
 }
 
 TEST_F(RendererTest, ImpossibleCanvasesAreErrors) {

@@ -39,18 +39,37 @@ std::optional<Framebuffer> Framebuffer::create(int width, int height, TextureTar
   glGenFramebuffers(1, &result.framebuffer_);
   glBindFramebuffer(GL_FRAMEBUFFER, result.framebuffer_);
   glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, glTarget, result.texture_, 0);
-  if (depth) {
-    glGenRenderbuffers(1, &result.depth_);
-    glBindRenderbuffer(GL_RENDERBUFFER, result.depth_);
-    glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, width, height);
-    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, result.depth_);
-  }
   const bool complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
   glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(previousFramebuffer));
-  if (!complete || GLContext::takeError() != 0) {
+  if (!complete || GLContext::takeError() != 0 || (depth && !result.attachDepth())) {
     return std::nullopt;
   }
   return result;
+}
+
+bool Framebuffer::attachDepth() {
+  if (depth_ != 0) {
+    return true;
+  }
+  GLint previousFramebuffer = 0;
+  glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &previousFramebuffer);
+  GLint previousRenderbuffer = 0;
+  glGetIntegerv(GL_RENDERBUFFER_BINDING, &previousRenderbuffer);
+  GLContext::takeError();
+  glGenRenderbuffers(1, &depth_);
+  glBindRenderbuffer(GL_RENDERBUFFER, depth_);
+  glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, width_, height_);
+  glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
+  glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, depth_);
+  const bool complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+  if (!complete || GLContext::takeError() != 0) {
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, 0);
+    glDeleteRenderbuffers(1, &depth_);
+    depth_ = 0;
+  }
+  glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(previousFramebuffer));
+  glBindRenderbuffer(GL_RENDERBUFFER, static_cast<GLuint>(previousRenderbuffer));
+  return depth_ != 0;
 }
 
 Framebuffer::Framebuffer(Framebuffer&& other) noexcept {

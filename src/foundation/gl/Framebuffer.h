@@ -27,6 +27,11 @@ class Framebuffer {
   // Gives up the colour texture: the caller deletes it from now on.
   std::uint32_t releaseTexture();
 
+  bool hasDepth() const { return depth_ != 0; }
+  // Gives a target made without depth a 24-bit depth buffer (contents undefined until cleared); false
+  // when the driver refuses it. The framebuffer bound before stays bound.
+  bool attachDepth();
+
   void bind();
   void unbind();
   // Reads the bound framebuffer's pixels as BGRA, first row at the top; bottomRowFirst false reads a

@@ -323,6 +323,9 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   if (!image) {
     return true;
   }
+  if (inputIndex("inputDepth") == 1 || inputIndex("inputDepth") == 2) {
+    context.requestDepthBuffer();
+  }
   glPushAttrib(GL_ALL_ATTRIB_BITS);
 
   bool even = inputBoolean("inputFieldEven");
