@@ -19,16 +19,14 @@ Arguments FrameRenderer::fieldArguments(bool lowerField, bool firstField) {
 
 std::string FrameRenderer::render(long long index, const Scene& scene, Bitmap& frame) {
   const double time = static_cast<double>(index) / frameRate_;
-  if (fieldOrder_ == FieldOrder::Progressive) {
-    renderer_.beginFrame(context_, background_);
-    scene(time, Arguments());
-    renderer_.readFrame(frame.bytes(), frame.rowBytes());
-    return {};
-  }
+  const bool interlaced = fieldOrder_ != FieldOrder::Progressive;
   const bool lowerFirst = fieldOrder_ == FieldOrder::LowerFirst;
   renderer_.beginFrame(context_, background_);
-  scene(time, fieldArguments(lowerFirst, true));
+  scene(time, interlaced ? fieldArguments(lowerFirst, true) : Arguments());
   renderer_.readFrame(frame.bytes(), frame.rowBytes());
+  if (!interlaced) {
+    return {};
+  }
 
   if (!secondField_) {
     secondField_ = Bitmap::allocate(frame.width(), frame.height(), frame.rowBytes());

@@ -323,7 +323,7 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   if (!image) {
     return true;
   }
-  if (inputIndex("inputDepth") == 1 || inputIndex("inputDepth") == 2) {
+  if (const std::uint32_t depth = inputIndex("inputDepth"); depth == 1 || depth == 2) {
     context.requestDepthBuffer();
   }
   glPushAttrib(GL_ALL_ATTRIB_BITS);
