@@ -24,7 +24,15 @@ void PngWriter::unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, in
   const int blue = keepOrder ? 0 : 2;
   for (int x = 0; x < width; ++x, bgra += 4, out += 4) {
     const std::uint32_t alpha = bgra[3];
-    const std::uint32_t factor = alpha == 0 ? 65536u : scale[alpha];
+    if (alpha == 255 || alpha == 0) {
+      // Opaque and empty pixels, the bulk of most graphics, keep their values.
+      out[red] = bgra[2];
+      out[1] = bgra[1];
+      out[blue] = bgra[0];
+      out[3] = static_cast<std::uint8_t>(alpha);
+      continue;
+    }
+    const std::uint32_t factor = scale[alpha];
     const auto straight = [factor](std::uint32_t value) {
       const std::uint32_t result = (value * factor + 32768u) >> 16;
       return static_cast<std::uint8_t>(result > 255 ? 255 : result);

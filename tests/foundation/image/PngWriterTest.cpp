@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "foundation/image/Bitmap.h"
 #include "foundation/image/ImageDecoder.h"
@@ -40,13 +41,17 @@ TEST(PngWriterTest, RoundTripKeepsPremultipliedPixels) {
 }
 
 TEST(PngWriterTest, StraightAlphaOnDisk) {
-  std::uint8_t rgba[4];
-  const std::uint8_t bgra[4] = {0, 0, 64, 128};  // red at half coverage
-  PngWriter::unpremultiplyRow(bgra, rgba, 1);
-  EXPECT_EQ(rgba[0], 128);
-  EXPECT_EQ(rgba[1], 0);
-  EXPECT_EQ(rgba[2], 0);
-  EXPECT_EQ(rgba[3], 128);
+  // Red at half coverage, opaque blue-green, empty, and light added where nothing was (alpha 0 with
+  // colour, as additive blending leaves it): only partial coverage changes values.
+  const std::uint8_t bgra[16] = {0, 0, 64, 128, 200, 100, 0, 255, 0, 0, 0, 0, 30, 20, 10, 0};
+  std::uint8_t rgba[16];
+  PngWriter::unpremultiplyRow(bgra, rgba, 4);
+  EXPECT_EQ(std::vector<int>(rgba, rgba + 16),
+            (std::vector<int>{128, 0, 0, 128, 0, 100, 200, 255, 0, 0, 0, 0, 10, 20, 30, 0}));
+  std::uint8_t kept[16];
+  PngWriter::unpremultiplyRow(bgra, kept, 4, true);
+  EXPECT_EQ(std::vector<int>(kept, kept + 16),
+            (std::vector<int>{0, 0, 128, 128, 200, 100, 0, 255, 0, 0, 0, 0, 30, 20, 10, 0}));
 }
 
 TEST(PngWriterTest, FailuresLeaveNoFile) {
