@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -17,7 +18,8 @@ struct CommandResult {
 
 // Runs the built qva with the arguments (and standard input text), standard error kept apart.
 CommandResult runQva(const std::string& arguments, const std::string& input = "") {
-  const std::string errorFile = ::testing::TempDir() + "qva-stderr.txt";
+  // One file per test process: CTest runs the tests side by side.
+  const std::string errorFile = ::testing::TempDir() + "qva-stderr-" + std::to_string(getpid()) + ".txt";
   std::string command = std::string(QVA_BINARY_DIR) + "/src/cli/qva " + arguments + " 2>" + errorFile;
   if (!input.empty()) {
     command = "printf '%s' '" + input + "' | " + command;
@@ -37,6 +39,7 @@ CommandResult runQva(const std::string& arguments, const std::string& input = ""
   if (errors != nullptr) {
     std::fclose(errors);
   }
+  std::remove(errorFile.c_str());
   if (result.status != 0) {
     result.output = errorText;
   }
