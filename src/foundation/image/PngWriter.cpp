@@ -11,7 +11,7 @@
 
 namespace qva {
 
-void PngWriter::unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, int width, bool keepOrder) {
+void PngWriter::unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, int width, ChannelOrder order) {
   // 255 / alpha in 16.16 fixed point, so that a pixel costs multiplications instead of divisions.
   static const std::array<std::uint32_t, 256> scale = [] {
     std::array<std::uint32_t, 256> table{};
@@ -20,16 +20,18 @@ void PngWriter::unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, in
     }
     return table;
   }();
-  const int red = keepOrder ? 2 : 0;
-  const int blue = keepOrder ? 0 : 2;
+  const int red = order == ChannelOrder::RGBA ? 0 : order == ChannelOrder::BGRA ? 2 : 1;
+  const int green = order == ChannelOrder::ARGB ? 2 : 1;
+  const int blue = order == ChannelOrder::RGBA ? 2 : order == ChannelOrder::BGRA ? 0 : 3;
+  const int alphaAt = order == ChannelOrder::ARGB ? 0 : 3;
   for (int x = 0; x < width; ++x, bgra += 4, out += 4) {
     const std::uint32_t alpha = bgra[3];
     if (alpha == 255 || alpha == 0) {
       // Opaque and empty pixels, the bulk of most graphics, keep their values.
       out[red] = bgra[2];
-      out[1] = bgra[1];
+      out[green] = bgra[1];
       out[blue] = bgra[0];
-      out[3] = static_cast<std::uint8_t>(alpha);
+      out[alphaAt] = static_cast<std::uint8_t>(alpha);
       continue;
     }
     const std::uint32_t factor = scale[alpha];
@@ -38,9 +40,9 @@ void PngWriter::unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, in
       return static_cast<std::uint8_t>(result > 255 ? 255 : result);
     };
     out[red] = straight(bgra[2]);
-    out[1] = straight(bgra[1]);
+    out[green] = straight(bgra[1]);
     out[blue] = straight(bgra[0]);
-    out[3] = static_cast<std::uint8_t>(alpha);
+    out[alphaAt] = static_cast<std::uint8_t>(alpha);
   }
 }
 

@@ -12,9 +12,11 @@ class PngWriter {
  public:
   // An empty string on success, otherwise why the file could not be written.
   static std::string write(const PixelBufferView& pixels, const std::string& path);
-  // Premultiplied BGRA to straight alpha, one row: RGBA order, or BGRA when keepOrder is set.
+  // The byte order of straight-alpha pixels written out.
+  enum class ChannelOrder { RGBA, BGRA, ARGB };
+  // Premultiplied BGRA to straight alpha, one row.
   static void unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, int width,
-                               bool keepOrder = false);
+                               ChannelOrder order = ChannelOrder::RGBA);
 };
 
 }  // namespace qva

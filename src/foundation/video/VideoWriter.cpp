@@ -125,23 +125,40 @@ VideoWriter::Creation VideoWriter::open(const std::string& path, int width, int 
   if (const int code = avformat_write_header(writer->format_, nullptr); code < 0) {
     return {nullptr, "cannot write " + path + ": " + errorText(code)};
   }
-  writer->staging_ = av_frame_alloc();
+  // Straight-alpha formats of 8-bit BGRA or ARGB are filled in place; the others are converted from a
+  // BGRA staging frame.
+  if (choice->straightAlpha && choice->pixelFormat == AV_PIX_FMT_ARGB) {
+    writer->directOrder_ = PngWriter::ChannelOrder::ARGB;
+  } else if (choice->straightAlpha && choice->pixelFormat == AV_PIX_FMT_BGRA) {
+    writer->directOrder_ = PngWriter::ChannelOrder::BGRA;
+  }
   writer->frame_ = av_frame_alloc();
   writer->packet_ = av_packet_alloc();
-  if (writer->staging_ == nullptr || writer->frame_ == nullptr || writer->packet_ == nullptr) {
+  if (writer->frame_ == nullptr || writer->packet_ == nullptr) {
     return {nullptr, "out of memory"};
   }
-  writer->staging_->format = AV_PIX_FMT_BGRA;
-  writer->staging_->width = width;
-  writer->staging_->height = height;
+  const std::string outOfMemory =
+      "out of memory for a " + std::to_string(width) + "x" + std::to_string(height) + " frame";
   writer->frame_->interlaced_frame = fieldOrder != FieldOrder::Progressive;
   writer->frame_->top_field_first = fieldOrder == FieldOrder::UpperFirst;
   writer->frame_->format = choice->pixelFormat;
   writer->frame_->width = width;
   writer->frame_->height = height;
-  if (av_frame_get_buffer(writer->staging_, 0) < 0 || av_frame_get_buffer(writer->frame_, 0) < 0) {
-    return {nullptr,
-            "out of memory for a " + std::to_string(width) + "x" + std::to_string(height) + " frame"};
+  if (av_frame_get_buffer(writer->frame_, 0) < 0) {
+    return {nullptr, outOfMemory};
+  }
+  if (writer->directOrder_) {
+    return {std::move(writer), {}};
+  }
+  writer->staging_ = av_frame_alloc();
+  if (writer->staging_ == nullptr) {
+    return {nullptr, outOfMemory};
+  }
+  writer->staging_->format = AV_PIX_FMT_BGRA;
+  writer->staging_->width = width;
+  writer->staging_->height = height;
+  if (av_frame_get_buffer(writer->staging_, 0) < 0) {
+    return {nullptr, outOfMemory};
   }
   writer->converter_ = sws_getContext(width, height, AV_PIX_FMT_BGRA, width, height, choice->pixelFormat,
                                       SWS_POINT, nullptr, nullptr, nullptr);
@@ -172,19 +189,24 @@ std::string VideoWriter::writeFrame(const PixelBufferView& frame) {
   if (frame.width != encoder_->width || frame.height != encoder_->height || frame.bytes == nullptr) {
     return "frame of the wrong size for " + path_;
   }
-  if (av_frame_make_writable(staging_) < 0 || av_frame_make_writable(frame_) < 0) {
+  if (av_frame_make_writable(frame_) < 0 || (staging_ != nullptr && av_frame_make_writable(staging_) < 0)) {
     return "out of memory";
   }
+  AVFrame* rows = directOrder_ ? frame_ : staging_;
   for (int y = 0; y < frame.height; ++y) {
     const std::uint8_t* source = frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes;
-    std::uint8_t* target = staging_->data[0] + static_cast<std::ptrdiff_t>(y) * staging_->linesize[0];
+    std::uint8_t* target = rows->data[0] + static_cast<std::ptrdiff_t>(y) * rows->linesize[0];
     if (straightAlpha_) {
-      PngWriter::unpremultiplyRow(source, target, frame.width, true);
+      PngWriter::unpremultiplyRow(source, target, frame.width,
+                                  directOrder_.value_or(PngWriter::ChannelOrder::BGRA));
     } else {
       std::copy_n(source, static_cast<std::size_t>(frame.width) * 4, target);
     }
   }
-  sws_scale(converter_, staging_->data, staging_->linesize, 0, frame.height, frame_->data, frame_->linesize);
+  if (!directOrder_) {
+    sws_scale(converter_, staging_->data, staging_->linesize, 0, frame.height, frame_->data,
+              frame_->linesize);
+  }
   frame_->pts = frameIndex_++;
   return encode(frame_);
 }

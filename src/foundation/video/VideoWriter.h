@@ -1,8 +1,10 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "foundation/image/PngWriter.h"
 #include "foundation/video/FieldOrder.h"
 #include "framework/Image.h"
 
@@ -47,6 +49,8 @@ class VideoWriter {
   std::string partialPath_;
   std::string codec_;
   bool straightAlpha_ = true;
+  // The frame's byte order when it is filled in place, without staging and conversion.
+  std::optional<PngWriter::ChannelOrder> directOrder_;
   bool finished_ = false;
   long long frameIndex_ = 0;
   AVFormatContext* format_ = nullptr;

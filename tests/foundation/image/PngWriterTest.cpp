@@ -49,9 +49,13 @@ TEST(PngWriterTest, StraightAlphaOnDisk) {
   EXPECT_EQ(std::vector<int>(rgba, rgba + 16),
             (std::vector<int>{128, 0, 0, 128, 0, 100, 200, 255, 0, 0, 0, 0, 10, 20, 30, 0}));
   std::uint8_t kept[16];
-  PngWriter::unpremultiplyRow(bgra, kept, 4, true);
+  PngWriter::unpremultiplyRow(bgra, kept, 4, PngWriter::ChannelOrder::BGRA);
   EXPECT_EQ(std::vector<int>(kept, kept + 16),
             (std::vector<int>{0, 0, 128, 128, 200, 100, 0, 255, 0, 0, 0, 0, 30, 20, 10, 0}));
+  std::uint8_t alphaFirst[16];
+  PngWriter::unpremultiplyRow(bgra, alphaFirst, 4, PngWriter::ChannelOrder::ARGB);
+  EXPECT_EQ(std::vector<int>(alphaFirst, alphaFirst + 16),
+            (std::vector<int>{128, 128, 0, 0, 255, 0, 100, 200, 0, 0, 0, 0, 0, 10, 20, 30}));
 }
 
 TEST(PngWriterTest, FailuresLeaveNoFile) {

@@ -2,13 +2,16 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <vector>
 
 #include "foundation/image/Bitmap.h"
 #include "foundation/video/VideoWriter.h"
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
 }
 
 namespace qva {
@@ -59,6 +62,44 @@ class VideoWriterTest : public ::testing::Test {
       av_packet_unref(packet);
     }
     av_packet_free(&packet);
+    avformat_close_input(&format);
+    return result;
+  }
+
+  // The first frame of a video decoded to straight BGRA, 64 × 36 tight rows; empty when it cannot be read.
+  static std::vector<std::uint8_t> firstFrame(const std::string& path) {
+    std::vector<std::uint8_t> result;
+    AVFormatContext* format = nullptr;
+    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
+      return result;
+    }
+    avformat_find_stream_info(format, nullptr);
+    const AVCodecParameters* parameters = format->streams[0]->codecpar;
+    AVCodecContext* decoder = avcodec_alloc_context3(avcodec_find_decoder(parameters->codec_id));
+    avcodec_parameters_to_context(decoder, parameters);
+    AVPacket* packet = av_packet_alloc();
+    AVFrame* frame = av_frame_alloc();
+    bool decoded = false;
+    if (avcodec_open2(decoder, nullptr, nullptr) == 0) {
+      while (!decoded && av_read_frame(format, packet) >= 0) {
+        avcodec_send_packet(decoder, packet);
+        av_packet_unref(packet);
+        decoded = avcodec_receive_frame(decoder, frame) == 0;
+      }
+    }
+    if (decoded) {
+      result.resize(64 * 36 * 4);
+      SwsContext* converter =
+          sws_getContext(frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), 64, 36,
+                         AV_PIX_FMT_BGRA, SWS_POINT, nullptr, nullptr, nullptr);
+      std::uint8_t* planes[1] = {result.data()};
+      const int strides[1] = {64 * 4};
+      sws_scale(converter, frame->data, frame->linesize, 0, frame->height, planes, strides);
+      sws_freeContext(converter);
+    }
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    avcodec_free_context(&decoder);
     avformat_close_input(&format);
     return result;
   }
@@ -114,6 +155,23 @@ TEST_F(VideoWriterTest, InterlacedVideosCarryTheirFieldOrder) {
   EXPECT_EQ(probe(write("upper.mkv", "", 2, FieldOrder::UpperFirst)).fieldOrder, AV_FIELD_TT);
   EXPECT_EQ(probe(write("whole.mov", "", 2)).fieldOrder, AV_FIELD_PROGRESSIVE);
 }
+
+// Decoded again, the lossless codecs give back the frame's colours with straight alpha.
+TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColours) {
+  for (const char* name : {"colours.mov", "colours.mkv"}) {
+    SCOPED_TRACE(name);
+    const auto pixels = firstFrame(write(name, "", 1));
+    ASSERT_EQ(pixels.size(), 64u * 36u * 4u);
+    const auto at = [&](int x, int y) {
+      const std::size_t offset = (static_cast<std::size_t>(y) * 64 + x) * 4;
+      return std::vector<int>(pixels.begin() + static_cast<std::ptrdiff_t>(offset),
+                              pixels.begin() + static_cast<std::ptrdiff_t>(offset) + 4);
+    };
+    EXPECT_EQ(at(5, 5), (std::vector<int>{0, 0, 255, 128}));
+    EXPECT_EQ(at(40, 15), (std::vector<int>{255, 255, 255, 255}));
+  }
+}
+
 TEST_F(VideoWriterTest, BadRequestsAreErrors) {
   EXPECT_NE(VideoWriter::open((folder_ / "x.avi").string(), 64, 36, 25, "").error.find(".avi"),
             std::string::npos);
