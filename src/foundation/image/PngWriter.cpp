@@ -9,40 +9,87 @@
 #include <cstring>
 #include <vector>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace qva {
 
-void PngWriter::unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, int width, ChannelOrder order) {
-  // 255 / alpha in 16.16 fixed point, so that a pixel costs multiplications instead of divisions.
-  static const std::array<std::uint32_t, 256> scale = [] {
-    std::array<std::uint32_t, 256> table{};
+namespace {
+
+// 255 / alpha in 16.16 fixed point, so that a pixel costs multiplications instead of divisions. Empty
+// pixels scale by 1, like opaque ones, so that colour added where nothing was stays as it is.
+const std::array<std::uint32_t, 256>& straightScale() {
+  static const std::array<std::uint32_t, 256> table = [] {
+    std::array<std::uint32_t, 256> made{};
+    made[0] = 65536u;
     for (std::uint32_t alpha = 1; alpha < 256; ++alpha) {
-      table[alpha] = (255u * 65536u + alpha / 2) / alpha;
+      made[alpha] = (255u * 65536u + alpha / 2) / alpha;
     }
-    return table;
+    return made;
   }();
-  const int red = order == ChannelOrder::RGBA ? 0 : order == ChannelOrder::BGRA ? 2 : 1;
-  const int green = order == ChannelOrder::ARGB ? 2 : 1;
-  const int blue = order == ChannelOrder::RGBA ? 2 : order == ChannelOrder::BGRA ? 0 : 3;
-  const int alphaAt = order == ChannelOrder::ARGB ? 0 : 3;
-  for (int x = 0; x < width; ++x, bgra += 4, out += 4) {
-    const std::uint32_t alpha = bgra[3];
-    if (alpha == 255 || alpha == 0) {
-      // Opaque and empty pixels, the bulk of most graphics, keep their values.
-      out[red] = bgra[2];
-      out[green] = bgra[1];
-      out[blue] = bgra[0];
-      out[alphaAt] = static_cast<std::uint8_t>(alpha);
-      continue;
+  return table;
+}
+
+#if defined(__x86_64__)
+__attribute__((target("sse4.1"))) __m128i straightChannel(__m128i pixels, int shift, __m128i factors) {
+  const __m128i byteMask = _mm_set1_epi32(255);
+  const __m128i value = _mm_and_si128(_mm_srl_epi32(pixels, _mm_cvtsi32_si128(shift)), byteMask);
+  const __m128i scaled = _mm_add_epi32(_mm_mullo_epi32(value, factors), _mm_set1_epi32(32768));
+  return _mm_min_epu32(_mm_srli_epi32(scaled, 16), byteMask);
+}
+
+// Four pixels at a time with SSE4.1's 32-bit multiply, the same arithmetic as the scalar loop; returns
+// how many pixels it did.
+__attribute__((target("sse4.1"))) int unpremultiplyFours(const std::uint8_t* bgra, std::uint8_t* out,
+                                                         int width, const int (&offsets)[4]) {
+  const std::array<std::uint32_t, 256>& scale = straightScale();
+  int x = 0;
+  for (; x + 4 <= width; x += 4, bgra += 16, out += 16) {
+    const __m128i pixels = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgra));
+    const __m128i factors =
+        _mm_setr_epi32(static_cast<int>(scale[bgra[3]]), static_cast<int>(scale[bgra[7]]),
+                       static_cast<int>(scale[bgra[11]]), static_cast<int>(scale[bgra[15]]));
+    __m128i word = _mm_sll_epi32(_mm_srli_epi32(pixels, 24), _mm_cvtsi32_si128(8 * offsets[3]));
+    for (int channel = 0; channel < 3; ++channel) {
+      const __m128i straight = straightChannel(pixels, 8 * channel, factors);
+      word = _mm_or_si128(word, _mm_sll_epi32(straight, _mm_cvtsi32_si128(8 * offsets[channel])));
     }
-    const std::uint32_t factor = scale[alpha];
-    const auto straight = [factor](std::uint32_t value) {
-      const std::uint32_t result = (value * factor + 32768u) >> 16;
-      return static_cast<std::uint8_t>(result > 255 ? 255 : result);
-    };
-    out[red] = straight(bgra[2]);
-    out[green] = straight(bgra[1]);
-    out[blue] = straight(bgra[0]);
-    out[alphaAt] = static_cast<std::uint8_t>(alpha);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), word);
+  }
+  return x;
+}
+#endif
+
+}  // namespace
+
+void PngWriter::unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, int width, ChannelOrder order) {
+  // Where blue, green, red and alpha go in each output pixel.
+  const int offsets[4] = {order == ChannelOrder::RGBA   ? 2
+                          : order == ChannelOrder::BGRA ? 0
+                                                        : 3,
+                          order == ChannelOrder::ARGB ? 2 : 1,
+                          order == ChannelOrder::RGBA   ? 0
+                          : order == ChannelOrder::BGRA ? 2
+                                                        : 1,
+                          order == ChannelOrder::ARGB ? 0 : 3};
+  int done = 0;
+#if defined(__x86_64__)
+  static const bool vectors = __builtin_cpu_supports("sse4.1");
+  if (vectors) {
+    done = unpremultiplyFours(bgra, out, width, offsets);
+  }
+#endif
+  const std::array<std::uint32_t, 256>& scale = straightScale();
+  for (int x = done; x < width; ++x) {
+    const std::uint8_t* pixel = bgra + static_cast<std::size_t>(x) * 4;
+    std::uint8_t* target = out + static_cast<std::size_t>(x) * 4;
+    const std::uint32_t factor = scale[pixel[3]];
+    for (int channel = 0; channel < 3; ++channel) {
+      const std::uint32_t result = (pixel[channel] * factor + 32768u) >> 16;
+      target[offsets[channel]] = static_cast<std::uint8_t>(result > 255 ? 255 : result);
+    }
+    target[offsets[3]] = pixel[3];
   }
 }
 

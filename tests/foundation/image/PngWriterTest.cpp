@@ -58,6 +58,32 @@ TEST(PngWriterTest, StraightAlphaOnDisk) {
             (std::vector<int>{128, 128, 0, 0, 255, 0, 100, 200, 0, 0, 0, 0, 0, 10, 20, 30}));
 }
 
+// Rows are converted several pixels at a time where the processor allows; every value at every alpha,
+// valid premultiplied or not, comes out exactly as it does pixel by pixel.
+TEST(PngWriterTest, WholeRowsMatchSinglePixels) {
+  std::vector<std::uint8_t> bgra(256 * 256 * 4);
+  for (int alpha = 0; alpha < 256; ++alpha) {
+    for (int value = 0; value < 256; ++value) {
+      std::uint8_t* p = bgra.data() + (alpha * 256 + value) * 4;
+      p[0] = static_cast<std::uint8_t>(value);
+      p[1] = static_cast<std::uint8_t>(255 - value);
+      p[2] = static_cast<std::uint8_t>(value ^ 0x5a);
+      p[3] = static_cast<std::uint8_t>(alpha);
+    }
+  }
+  for (const auto order :
+       {PngWriter::ChannelOrder::RGBA, PngWriter::ChannelOrder::BGRA, PngWriter::ChannelOrder::ARGB}) {
+    std::vector<std::uint8_t> whole(bgra.size());
+    std::vector<std::uint8_t> single(bgra.size());
+    // An odd width leaves a remainder after any grouping.
+    PngWriter::unpremultiplyRow(bgra.data(), whole.data(), 256 * 256 - 1, order);
+    for (std::size_t i = 0; i + 4 < bgra.size(); i += 4) {
+      PngWriter::unpremultiplyRow(bgra.data() + i, single.data() + i, 1, order);
+    }
+    EXPECT_EQ(whole, single) << static_cast<int>(order);
+  }
+}
+
 TEST(PngWriterTest, FailuresLeaveNoFile) {
   auto bitmap = Bitmap::allocate(2, 2, Bitmap::paddedRowBytes(2));
   ASSERT_TRUE(bitmap);
