@@ -32,6 +32,8 @@ const std::array<std::uint32_t, 256>& straightScale() {
 }
 
 #if defined(__x86_64__)
+// One colour channel of four pixels, straightened and clamped to 255. The product is at most
+// 255 × 255 × 65536 + 32768, which fits an unsigned 32-bit lane.
 __attribute__((target("sse4.1"))) __m128i straightChannel(__m128i pixels, int shift, __m128i factors) {
   const __m128i byteMask = _mm_set1_epi32(255);
   const __m128i value = _mm_and_si128(_mm_srl_epi32(pixels, _mm_cvtsi32_si128(shift)), byteMask);
