@@ -235,12 +235,10 @@ void BM_DemoToQuickTimeAnimation(benchmark::State& state) {
   const FrameRenderer::Scene scene = [&graph](double time, const Arguments& arguments) {
     graph.evaluate(time, arguments);
   };
-  auto frame = Bitmap::allocate(composition.width(), composition.height(),
-                                static_cast<std::size_t>(composition.width()) * 4);
   long long index = 0;
   for (auto _ : state) {
-    frames.render(index++, scene, *frame);
-    output.writeFrame(frame->view());
+    output.writeFrameFilledBy(composition.width(), composition.height(),
+                              [&](Bitmap& frame) { return frames.render(index++, scene, frame); });
   }
   output.finish();
   std::filesystem::remove(path);

@@ -90,12 +90,6 @@ void render(const RenderOptions& options) {
   }
   // Encoding runs beside the rendering of the next frames.
   ThreadedOutput output(std::move(opened.output));
-  auto frame = Bitmap::allocate(width, height, static_cast<std::size_t>(width) * 4);
-  if (!frame) {
-    throw CommandError("out of memory for a " + std::to_string(width) + "x" + std::to_string(height) +
-                       " frame");
-  }
-
   const bool progress = isatty(STDERR_FILENO) == 1;
   FrameRenderer frameRenderer(renderer, context, composition.background(), frameRate, options.fieldOrder);
   const FrameRenderer::Scene scene = [&graph](double time, const Arguments& arguments) {
@@ -103,10 +97,9 @@ void render(const RenderOptions& options) {
   };
   const auto start = std::chrono::steady_clock::now();
   for (long long index = 0; index < frames; ++index) {
-    std::string error = frameRenderer.render(index, scene, *frame);
-    if (error.empty()) {
-      error = output.writeFrame(frame->view());
-    }
+    // Frames are drawn straight into the output's queue.
+    const std::string error = output.writeFrameFilledBy(
+        width, height, [&](Bitmap& frame) { return frameRenderer.render(index, scene, frame); });
     if (!error.empty()) {
       graph.stop();
       throw CommandError(error);

@@ -19,27 +19,44 @@ ThreadedOutput::~ThreadedOutput() {
 }
 
 std::string ThreadedOutput::writeFrame(const PixelBufferView& frame) {
+  return writeFrameFilledBy(frame.width, frame.height, [&frame](Bitmap& copy) {
+    const std::size_t row = static_cast<std::size_t>(frame.width) * 4;
+    for (int y = 0; y < frame.height; ++y) {
+      std::copy_n(frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes, row, copy.row(y));
+    }
+    return std::string();
+  });
+}
+
+std::string ThreadedOutput::writeFrameFilledBy(int width, int height,
+                                               const std::function<std::string(Bitmap&)>& fill) {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return queued_.size() < kMaxQueued || !error_.empty(); });
   if (!error_.empty()) {
     return error_;
   }
-  Frame copy;
-  if (!spare_.empty()) {
-    copy = std::move(spare_.back());
+  std::optional<Bitmap> frame;
+  // Spare buffers of another size are dropped.
+  while (!spare_.empty() && !frame) {
+    if (spare_.back().width() == width && spare_.back().height() == height) {
+      frame = std::move(spare_.back());
+    }
     spare_.pop_back();
   }
   lock.unlock();
-  const std::size_t row = static_cast<std::size_t>(frame.width) * 4;
-  copy.width = frame.width;
-  copy.height = frame.height;
-  copy.bytes.resize(row * static_cast<std::size_t>(frame.height));
-  for (int y = 0; y < frame.height; ++y) {
-    std::copy_n(frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes, row,
-                copy.bytes.data() + static_cast<std::size_t>(y) * row);
+  if (!frame) {
+    frame = Bitmap::allocate(width, height, static_cast<std::size_t>(width) * 4);
+    if (!frame) {
+      return "out of memory for a " + std::to_string(width) + "x" + std::to_string(height) + " frame";
+    }
+  }
+  if (std::string error = fill(*frame); !error.empty()) {
+    lock.lock();
+    spare_.push_back(std::move(*frame));
+    return error;
   }
   lock.lock();
-  queued_.push_back(std::move(copy));
+  queued_.push_back(std::move(*frame));
   changed_.notify_all();
   return {};
 }
@@ -51,15 +68,14 @@ void ThreadedOutput::work() {
     if (queued_.empty()) {
       return;
     }
-    Frame frame = std::move(queued_.front());
+    Bitmap frame = std::move(queued_.front());
     queued_.pop_front();
     // After a failure the remaining frames are dropped.
     const bool failed = !error_.empty();
     lock.unlock();
     std::string error;
     if (!failed) {
-      error = inner_->writeFrame(PixelBufferView{
-          frame.width, frame.height, static_cast<std::size_t>(frame.width) * 4, frame.bytes.data()});
+      error = inner_->writeFrame(frame.view());
     }
     lock.lock();
     if (!error.empty() && error_.empty()) {

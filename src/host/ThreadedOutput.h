@@ -2,11 +2,14 @@
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
+#include "foundation/image/Bitmap.h"
 #include "host/RenderOutput.h"
 
 namespace qva {
@@ -20,23 +23,21 @@ class ThreadedOutput final : public RenderOutput {
   ~ThreadedOutput() override;
 
   std::string writeFrame(const PixelBufferView& frame) override;
+  // Lets fill draw the next frame straight into a waiting buffer of the given size, tight rows, and
+  // queues it without a copy; fill answers an empty string or why it could not.
+  std::string writeFrameFilledBy(int width, int height, const std::function<std::string(Bitmap&)>& fill);
   std::string finish() override;
   std::string description() const override { return inner_->description(); }
 
  private:
-  struct Frame {
-    int width = 0;
-    int height = 0;
-    std::vector<std::uint8_t> bytes;
-  };
   void work();
   std::string stopWorker();
 
   std::unique_ptr<RenderOutput> inner_;
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<Frame> queued_;
-  std::vector<Frame> spare_;
+  std::deque<Bitmap> queued_;
+  std::vector<Bitmap> spare_;
   std::string error_;
   bool closing_ = false;
   std::thread worker_;

@@ -84,6 +84,33 @@ TEST_F(RenderOutputTest, VideoDescribesItsCodec) {
   EXPECT_TRUE(std::filesystem::exists(folder_ / "show.mov"));
 }
 
+TEST_F(RenderOutputTest, ThreadedOutputTakesFramesDrawnInPlace) {
+  {
+    ThreadedOutput output(RenderOutput::open((folder_ / "drawn_%d.png").string(), 8, 4, 25, "").output);
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_EQ(output.writeFrameFilledBy(8, 4,
+                                          [i](Bitmap& frame) {
+                                            EXPECT_EQ(frame.rowBytes(), 32u);
+                                            std::fill_n(frame.row(2), 32, static_cast<std::uint8_t>(50 * i));
+                                            frame.row(2)[3] = 255;
+                                            return std::string();
+                                          }),
+                "");
+    }
+    // A frame that could not be drawn is not written.
+    EXPECT_EQ(output.writeFrameFilledBy(8, 4, [](Bitmap&) { return std::string("no picture"); }),
+              "no picture");
+    EXPECT_EQ(output.finish(), "");
+  }
+  for (int i = 0; i < 5; ++i) {
+    const auto decoded =
+        ImageDecoder::decodeFile((folder_ / ("drawn_" + std::to_string(i) + ".png")).string());
+    ASSERT_TRUE(decoded.bitmap) << i;
+    EXPECT_EQ(decoded.bitmap->row(2)[0], 50 * i);
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "drawn_5.png"));
+}
+
 TEST_F(RenderOutputTest, ThreadedOutputKeepsOrderAndReportsFailures) {
   {
     ThreadedOutput output(RenderOutput::open((folder_ / "seq_%02d.png").string(), 8, 4, 25, "").output);
