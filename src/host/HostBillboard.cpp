@@ -71,9 +71,9 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   const GLenum target = GLContext::glTarget(texture->target);
   glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
   glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-  glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
   // The texture holds premultiplied colour, so the tint is premultiplied too.
-  glColor4d(tint.red * tint.alpha, tint.green * tint.alpha, tint.blue * tint.alpha, tint.alpha);
+  GLContext::tintTexturing(tint.red * tint.alpha, tint.green * tint.alpha, tint.blue * tint.alpha,
+                           tint.alpha);
   glBegin(GL_QUADS);
   glTexCoord2d(0, 0);
   glVertex2d(x - width / 2, y - height / 2);

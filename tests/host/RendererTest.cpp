@@ -102,6 +102,28 @@ TEST_F(RendererTest, BillboardShowsImagesUprightWithPremultipliedBlending) {
   EXPECT_NEAR(replaced[3], 128, 1);
 }
 
+TEST_F(RendererTest, BillboardTintMultipliesThePremultipliedImage) {
+  HostBillboard billboard;
+  billboard.setInputValue("inputImage", Value(halves()));
+  billboard.setInputValue("inputWidth", Value(2.0));
+  // A half-transparent yellow tint: red stays, blue goes, and everything is half as opaque.
+  billboard.setInputValue("inputColor", Value(Color{1, 1, 0, 0.5}));
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  run(billboard);
+  const Pixel red = pixel(8, 18);
+  EXPECT_NEAR(red[2], 128, 1);
+  EXPECT_NEAR(red[3], 128, 1);
+  const Pixel blue = pixel(56, 18);
+  EXPECT_EQ(blue[0], 0);
+  EXPECT_NEAR(blue[3], 64, 1);
+  // White leaves the image exactly as it is.
+  billboard.setInputValue("inputColor", Value(Color{1, 1, 1, 1}));
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  run(billboard);
+  EXPECT_EQ(pixel(8, 18), (Pixel{0, 0, 255, 255}));
+  EXPECT_EQ(pixel(56, 18), (Pixel{128, 0, 0, 128}));
+}
+
 TEST_F(RendererTest, BillboardOfWidthZeroIsPixelForPixel) {
   renderer_->beginFrame(context_, Color{0, 0, 0, 0});
   HostBillboard billboard;

@@ -162,6 +162,12 @@ unsigned GLContext::glTarget(TextureTarget target) {
   return target == TextureTarget::Rectangle ? GL_TEXTURE_RECTANGLE : GL_TEXTURE_2D;
 }
 
+void GLContext::tintTexturing(double red, double green, double blue, double alpha) {
+  const bool white = red == 1 && green == 1 && blue == 1 && alpha == 1;
+  glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, white ? GL_REPLACE : GL_MODULATE);
+  glColor4d(red, green, blue, alpha);
+}
+
 unsigned GLContext::takeError() {
   const GLenum first = glGetError();
   if (first != GL_NO_ERROR) {

@@ -382,12 +382,11 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   glRotated(inputNumber("inputRotZ"), 0, 0, 1);
   glTexEnvf(GL_TEXTURE_FILTER_CONTROL, GL_TEXTURE_LOD_BIAS,
             static_cast<GLfloat>(inputNumber("inputLODbias")));
-  glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
   if (withArguments) {
-    glColor4d(opacity, opacity, opacity, alpha);
+    GLContext::tintTexturing(opacity, opacity, opacity, alpha);
   } else {
     const Color color = valueForInputKey("inputColor").colorValue().value_or(Color{1, 1, 1, 1});
-    glColor4d(color.red, color.green, color.blue, color.alpha);
+    GLContext::tintTexturing(color.red, color.green, color.blue, color.alpha);
   }
   glEnable(GL_POLYGON_SMOOTH);
   glHint(GL_POLYGON_SMOOTH_HINT, GL_NICEST);
