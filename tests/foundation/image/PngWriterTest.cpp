@@ -58,29 +58,37 @@ TEST(PngWriterTest, StraightAlphaOnDisk) {
             (std::vector<int>{128, 128, 0, 0, 255, 0, 100, 200, 0, 0, 0, 0, 0, 10, 20, 30}));
 }
 
-// Rows are converted several pixels at a time where the processor allows; every value at every alpha,
-// valid premultiplied or not, comes out exactly as it does pixel by pixel.
+// Rows are converted several pixels at a time where the processor allows, with shortcuts for runs of
+// one alpha; every value at every alpha, valid premultiplied or not, in runs or mixed, comes out exactly
+// as it does pixel by pixel.
 TEST(PngWriterTest, WholeRowsMatchSinglePixels) {
-  std::vector<std::uint8_t> bgra(256 * 256 * 4);
+  std::vector<std::uint8_t> runs(256 * 256 * 4);
+  std::vector<std::uint8_t> mixed(runs.size());
   for (int alpha = 0; alpha < 256; ++alpha) {
     for (int value = 0; value < 256; ++value) {
-      std::uint8_t* p = bgra.data() + (alpha * 256 + value) * 4;
-      p[0] = static_cast<std::uint8_t>(value);
-      p[1] = static_cast<std::uint8_t>(255 - value);
-      p[2] = static_cast<std::uint8_t>(value ^ 0x5a);
-      p[3] = static_cast<std::uint8_t>(alpha);
+      const int index = alpha * 256 + value;
+      for (std::uint8_t* p : {runs.data() + index * 4, mixed.data() + index * 4}) {
+        p[0] = static_cast<std::uint8_t>(value);
+        p[1] = static_cast<std::uint8_t>(255 - value);
+        p[2] = static_cast<std::uint8_t>(value ^ 0x5a);
+      }
+      runs[index * 4 + 3] = static_cast<std::uint8_t>(alpha);
+      // Every alpha with every value once more, in a different order.
+      mixed[index * 4 + 3] = static_cast<std::uint8_t>(alpha + value * 113);
     }
   }
-  for (const auto order :
-       {PngWriter::ChannelOrder::RGBA, PngWriter::ChannelOrder::BGRA, PngWriter::ChannelOrder::ARGB}) {
-    std::vector<std::uint8_t> whole(bgra.size());
-    std::vector<std::uint8_t> single(bgra.size());
-    // An odd width leaves a remainder after any grouping.
-    PngWriter::unpremultiplyRow(bgra.data(), whole.data(), 256 * 256 - 1, order);
-    for (std::size_t i = 0; i + 4 < bgra.size(); i += 4) {
-      PngWriter::unpremultiplyRow(bgra.data() + i, single.data() + i, 1, order);
+  for (const auto& bgra : {runs, mixed}) {
+    for (const auto order :
+         {PngWriter::ChannelOrder::RGBA, PngWriter::ChannelOrder::BGRA, PngWriter::ChannelOrder::ARGB}) {
+      std::vector<std::uint8_t> whole(bgra.size());
+      std::vector<std::uint8_t> single(bgra.size());
+      // An odd width leaves a remainder after any grouping.
+      PngWriter::unpremultiplyRow(bgra.data(), whole.data(), 256 * 256 - 1, order);
+      for (std::size_t i = 0; i + 4 < bgra.size(); i += 4) {
+        PngWriter::unpremultiplyRow(bgra.data() + i, single.data() + i, 1, order);
+      }
+      EXPECT_EQ(whole, single) << static_cast<int>(order);
     }
-    EXPECT_EQ(whole, single) << static_cast<int>(order);
   }
 }
 
