@@ -23,7 +23,13 @@ Renderer::Creation Renderer::create(std::unique_ptr<GLContext> gl, int width, in
 }
 
 Renderer::Renderer(std::unique_ptr<GLContext> gl, Framebuffer canvas, int width, int height)
-    : gl_(std::move(gl)), canvas_(std::move(canvas)), width_(width), height_(height) {}
+    : gl_(std::move(gl)),
+      canvas_(std::move(canvas)),
+      width_(width),
+      height_(height),
+      // llvmpipe clears in its drawing threads one 64-pixel tile row at a time, which costs a processor
+      // several times what filling the texture in whole rows does.
+      fillToClear_(gl_->drawsOnProcessor() && epoxy_gl_version() >= 44) {}
 
 Renderer::~Renderer() {
   gl_->makeCurrent();
@@ -55,11 +61,20 @@ void Renderer::beginFrame(ExecutionContext& context, const Color& background) {
   glDepthMask(GL_TRUE);
   glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
   // The background is given with straight alpha; the canvas holds premultiplied colour.
-  glClearColor(static_cast<float>(background.red * background.alpha),
-               static_cast<float>(background.green * background.alpha),
-               static_cast<float>(background.blue * background.alpha), static_cast<float>(background.alpha));
+  const float clear[4] = {static_cast<float>(background.red * background.alpha),
+                          static_cast<float>(background.green * background.alpha),
+                          static_cast<float>(background.blue * background.alpha),
+                          static_cast<float>(background.alpha)};
   glClearDepth(1);
-  glClear(GL_COLOR_BUFFER_BIT | (canvas_.hasDepth() ? GL_DEPTH_BUFFER_BIT : 0));
+  if (fillToClear_) {
+    canvas_.fill(clear);
+    if (canvas_.hasDepth()) {
+      glClear(GL_DEPTH_BUFFER_BIT);
+    }
+  } else {
+    glClearColor(clear[0], clear[1], clear[2], clear[3]);
+    glClear(GL_COLOR_BUFFER_BIT | (canvas_.hasDepth() ? GL_DEPTH_BUFFER_BIT : 0));
+  }
 }
 
 void Renderer::provideDepth() {

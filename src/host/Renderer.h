@@ -51,6 +51,8 @@ class Renderer {
   Framebuffer canvas_;
   int width_;
   int height_;
+  // Clear the canvas by filling its texture instead of with glClear.
+  bool fillToClear_;
 };
 
 }  // namespace qva

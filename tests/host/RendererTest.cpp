@@ -69,6 +69,13 @@ TEST_F(RendererTest, CanvasUnitsAndPremultipliedBackground) {
   EXPECT_EQ(background[1], 0);
   EXPECT_NEAR(background[2], 128, 1);
   EXPECT_NEAR(background[3], 128, 1);
+  // The next frame starts from its own background, whatever was drawn before.
+  glColor4d(1, 1, 1, 1);
+  glRectd(-1, -0.5625, 1, 0.5625);
+  EXPECT_EQ(pixel(10, 10), (Pixel{255, 255, 255, 255}));
+  renderer_->beginFrame(context_, Color{0, 0, 1, 1});
+  EXPECT_EQ(pixel(10, 10), (Pixel{255, 0, 0, 255}));
+  EXPECT_EQ(pixel(63, 35), (Pixel{255, 0, 0, 255}));
 }
 
 TEST_F(RendererTest, FramesReadBackTopRowFirst) {

@@ -129,6 +129,10 @@ void Framebuffer::bind() {
   glViewport(0, 0, width_, height_);
 }
 
+void Framebuffer::fill(const float (&rgba)[4]) {
+  glClearTexImage(texture_, 0, GL_RGBA, GL_FLOAT, rgba);
+}
+
 void Framebuffer::unbind() {
   glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(previousFramebuffer_));
   glViewport(previousViewport_[0], previousViewport_[1], previousViewport_[2], previousViewport_[3]);

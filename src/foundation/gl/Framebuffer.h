@@ -33,6 +33,9 @@ class Framebuffer {
   bool attachDepth();
 
   void bind();
+  // Sets every pixel of the colour texture, whatever is bound, to a colour given as premultiplied
+  // RGBA from 0 to 1. Needs OpenGL 4.4.
+  void fill(const float (&rgba)[4]);
   void unbind();
   // Reads the bound framebuffer's pixels as BGRA, first row at the top; bottomRowFirst false reads a
   // target whose first row already is the top.

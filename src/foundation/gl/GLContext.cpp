@@ -154,6 +154,11 @@ GLContext::~GLContext() {
   eglDestroyContext(display_, context_);
 }
 
+bool GLContext::drawsOnProcessor() const {
+  return description_.find("llvmpipe") != std::string::npos ||
+         description_.find("softpipe") != std::string::npos;
+}
+
 bool GLContext::makeCurrent() {
   return eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_) == EGL_TRUE;
 }

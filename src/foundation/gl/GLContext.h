@@ -30,6 +30,9 @@ class GLContext {
   bool makeCurrent();
   // "renderer, version" as the driver reports them.
   const std::string& description() const { return description_; }
+  // Whether the driver draws on the processor (Mesa's llvmpipe or softpipe), where some paths cost
+  // differently than they do on a GPU.
+  bool drawsOnProcessor() const;
 
   // The image as a texture: its own, or an upload of its pixels (a rectangle texture, first row at the
   // top), or a rendering of a drawn image; nothing for an image of no pixels or when drawing fails.
