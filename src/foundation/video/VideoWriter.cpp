@@ -132,20 +132,25 @@ VideoWriter::Creation VideoWriter::open(const std::string& path, int width, int 
   } else if (choice->straightAlpha && choice->pixelFormat == AV_PIX_FMT_BGRA) {
     writer->directOrder_ = PngWriter::ChannelOrder::BGRA;
   }
-  writer->frame_ = av_frame_alloc();
   writer->packet_ = av_packet_alloc();
-  if (writer->frame_ == nullptr || writer->packet_ == nullptr) {
+  if (writer->packet_ == nullptr) {
     return {nullptr, "out of memory"};
   }
   const std::string outOfMemory =
       "out of memory for a " + std::to_string(width) + "x" + std::to_string(height) + " frame";
-  writer->frame_->interlaced_frame = fieldOrder != FieldOrder::Progressive;
-  writer->frame_->top_field_first = fieldOrder == FieldOrder::UpperFirst;
-  writer->frame_->format = choice->pixelFormat;
-  writer->frame_->width = width;
-  writer->frame_->height = height;
-  if (av_frame_get_buffer(writer->frame_, 0) < 0) {
-    return {nullptr, outOfMemory};
+  for (AVFrame*& frame : writer->frames_) {
+    frame = av_frame_alloc();
+    if (frame == nullptr) {
+      return {nullptr, outOfMemory};
+    }
+    frame->interlaced_frame = fieldOrder != FieldOrder::Progressive;
+    frame->top_field_first = fieldOrder == FieldOrder::UpperFirst;
+    frame->format = choice->pixelFormat;
+    frame->width = width;
+    frame->height = height;
+    if (av_frame_get_buffer(frame, 0) < 0) {
+      return {nullptr, outOfMemory};
+    }
   }
   if (writer->directOrder_) {
     return {std::move(writer), {}};
@@ -180,7 +185,9 @@ VideoWriter::~VideoWriter() {
   }
   avcodec_free_context(&encoder_);
   av_frame_free(&staging_);
-  av_frame_free(&frame_);
+  for (AVFrame*& frame : frames_) {
+    av_frame_free(&frame);
+  }
   av_packet_free(&packet_);
   sws_freeContext(converter_);
 }
@@ -189,10 +196,12 @@ std::string VideoWriter::writeFrame(const PixelBufferView& frame) {
   if (frame.width != encoder_->width || frame.height != encoder_->height || frame.bytes == nullptr) {
     return "frame of the wrong size for " + path_;
   }
-  if (av_frame_make_writable(frame_) < 0 || (staging_ != nullptr && av_frame_make_writable(staging_) < 0)) {
+  // The frame the encoder let go of; should it hold both, one is copied to be written.
+  AVFrame* const next = av_frame_is_writable(frames_[0]) != 0 ? frames_[0] : frames_[1];
+  if (av_frame_make_writable(next) < 0 || (staging_ != nullptr && av_frame_make_writable(staging_) < 0)) {
     return "out of memory";
   }
-  AVFrame* rows = directOrder_ ? frame_ : staging_;
+  AVFrame* rows = directOrder_ ? next : staging_;
   for (int y = 0; y < frame.height; ++y) {
     const std::uint8_t* source = frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes;
     std::uint8_t* target = rows->data[0] + static_cast<std::ptrdiff_t>(y) * rows->linesize[0];
@@ -204,11 +213,10 @@ std::string VideoWriter::writeFrame(const PixelBufferView& frame) {
     }
   }
   if (!directOrder_) {
-    sws_scale(converter_, staging_->data, staging_->linesize, 0, frame.height, frame_->data,
-              frame_->linesize);
+    sws_scale(converter_, staging_->data, staging_->linesize, 0, frame.height, next->data, next->linesize);
   }
-  frame_->pts = frameIndex_++;
-  return encode(frame_);
+  next->pts = frameIndex_++;
+  return encode(next);
 }
 
 std::string VideoWriter::encode(AVFrame* frame) {

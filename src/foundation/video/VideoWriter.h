@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -56,7 +57,10 @@ class VideoWriter {
   AVFormatContext* format_ = nullptr;
   AVCodecContext* encoder_ = nullptr;
   AVFrame* staging_ = nullptr;
-  AVFrame* frame_ = nullptr;
+  // The frames handed to the encoder, filled in turn: encoders that keep the last frame they were
+  // given (QuickTime Animation, ProRes, FFV1) still hold one while the other is filled, which then
+  // needs neither a copy nor a fresh allocation.
+  std::array<AVFrame*, 2> frames_{};
   AVPacket* packet_ = nullptr;
   SwsContext* converter_ = nullptr;
 };

@@ -23,11 +23,14 @@ class VideoWriterTest : public ::testing::Test {
     folder_ = std::filesystem::temp_directory_path() / ("qva-video-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder_);
     frame_ = Bitmap::allocate(64, 36, Bitmap::paddedRowBytes(64));
-    // A half-transparent red frame with a white bar.
+    paint(11);
+  }
+  // A half-transparent red frame with a white bar of nine rows from barTop down.
+  void paint(int barTop) {
     for (int y = 0; y < 36; ++y) {
       for (int x = 0; x < 64; ++x) {
         std::uint8_t* p = frame_->row(y) + x * 4;
-        const bool bar = y > 10 && y < 20;
+        const bool bar = y >= barTop && y < barTop + 9;
         p[0] = bar ? 255 : 0;
         p[1] = bar ? 255 : 0;
         p[2] = bar ? 255 : 128;
@@ -66,9 +69,9 @@ class VideoWriterTest : public ::testing::Test {
     return result;
   }
 
-  // The first frame of a video decoded to straight BGRA, 64 × 36 tight rows; empty when it cannot be read.
-  static std::vector<std::uint8_t> firstFrame(const std::string& path) {
-    std::vector<std::uint8_t> result;
+  // Every frame of a video decoded to straight BGRA, 64 × 36 tight rows; none when it cannot be read.
+  static std::vector<std::vector<std::uint8_t>> decodedFrames(const std::string& path) {
+    std::vector<std::vector<std::uint8_t>> result;
     AVFormatContext* format = nullptr;
     if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
       return result;
@@ -79,23 +82,26 @@ class VideoWriterTest : public ::testing::Test {
     avcodec_parameters_to_context(decoder, parameters);
     AVPacket* packet = av_packet_alloc();
     AVFrame* frame = av_frame_alloc();
-    bool decoded = false;
+    const auto keep = [&] {
+      while (avcodec_receive_frame(decoder, frame) == 0) {
+        std::vector<std::uint8_t>& pixels = result.emplace_back(64 * 36 * 4);
+        SwsContext* converter =
+            sws_getContext(frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), 64, 36,
+                           AV_PIX_FMT_BGRA, SWS_POINT, nullptr, nullptr, nullptr);
+        std::uint8_t* planes[1] = {pixels.data()};
+        const int strides[1] = {64 * 4};
+        sws_scale(converter, frame->data, frame->linesize, 0, frame->height, planes, strides);
+        sws_freeContext(converter);
+      }
+    };
     if (avcodec_open2(decoder, nullptr, nullptr) == 0) {
-      while (!decoded && av_read_frame(format, packet) >= 0) {
+      while (av_read_frame(format, packet) >= 0) {
         avcodec_send_packet(decoder, packet);
         av_packet_unref(packet);
-        decoded = avcodec_receive_frame(decoder, frame) == 0;
+        keep();
       }
-    }
-    if (decoded) {
-      result.resize(64 * 36 * 4);
-      SwsContext* converter =
-          sws_getContext(frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), 64, 36,
-                         AV_PIX_FMT_BGRA, SWS_POINT, nullptr, nullptr, nullptr);
-      std::uint8_t* planes[1] = {result.data()};
-      const int strides[1] = {64 * 4};
-      sws_scale(converter, frame->data, frame->linesize, 0, frame->height, planes, strides);
-      sws_freeContext(converter);
+      avcodec_send_packet(decoder, nullptr);
+      keep();
     }
     av_frame_free(&frame);
     av_packet_free(&packet);
@@ -156,19 +162,33 @@ TEST_F(VideoWriterTest, InterlacedVideosCarryTheirFieldOrder) {
   EXPECT_EQ(probe(write("whole.mov", "", 2)).fieldOrder, AV_FIELD_PROGRESSIVE);
 }
 
-// Decoded again, the lossless codecs give back the frame's colours with straight alpha.
-TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColours) {
+// Decoded again, the lossless codecs give back every frame's colours with straight alpha, frames that
+// differ from the one before included.
+TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColoursOfEveryFrame) {
   for (const char* name : {"colours.mov", "colours.mkv"}) {
     SCOPED_TRACE(name);
-    const auto pixels = firstFrame(write(name, "", 1));
-    ASSERT_EQ(pixels.size(), 64u * 36u * 4u);
-    const auto at = [&](int x, int y) {
-      const std::size_t offset = (static_cast<std::size_t>(y) * 64 + x) * 4;
-      return std::vector<int>(pixels.begin() + static_cast<std::ptrdiff_t>(offset),
-                              pixels.begin() + static_cast<std::ptrdiff_t>(offset) + 4);
-    };
-    EXPECT_EQ(at(5, 5), (std::vector<int>{0, 0, 255, 128}));
-    EXPECT_EQ(at(40, 15), (std::vector<int>{255, 255, 255, 255}));
+    const auto path = (folder_ / name).string();
+    auto creation = VideoWriter::open(path, 64, 36, 25, "");
+    ASSERT_TRUE(creation.writer) << creation.error;
+    // The white bar moves down a row each frame.
+    for (int i = 0; i < 5; ++i) {
+      paint(11 + i);
+      EXPECT_EQ(creation.writer->writeFrame(frame_->view()), "");
+    }
+    ASSERT_EQ(creation.writer->finish(), "");
+    const auto frames = decodedFrames(path);
+    ASSERT_EQ(frames.size(), 5u);
+    for (int i = 0; i < 5; ++i) {
+      const auto at = [&](int x, int y) {
+        const std::size_t offset = (static_cast<std::size_t>(y) * 64 + x) * 4;
+        return std::vector<int>(frames[i].begin() + static_cast<std::ptrdiff_t>(offset),
+                                frames[i].begin() + static_cast<std::ptrdiff_t>(offset) + 4);
+      };
+      EXPECT_EQ(at(5, 10 + i), (std::vector<int>{0, 0, 255, 128})) << i;
+      EXPECT_EQ(at(40, 11 + i), (std::vector<int>{255, 255, 255, 255})) << i;
+      EXPECT_EQ(at(40, 19 + i), (std::vector<int>{255, 255, 255, 255})) << i;
+      EXPECT_EQ(at(40, 20 + i), (std::vector<int>{0, 0, 255, 128})) << i;
+    }
   }
 }
 
