@@ -42,7 +42,7 @@ void addDriveCommand(CLI::App& app) {
     PropertyList script;
     try {
       script = PropertyList::parse(readScript(*scriptPath));
-    } catch (const PropertyList::parse_error& error) {
+    } catch (const PropertyList::exception& error) {
       throw CommandError("the drive script is not valid JSON: " + std::string(error.what()));
     }
     DriveOptions options;

@@ -73,7 +73,7 @@ Composition Composition::parse(const std::string& text, const std::string& path)
   PropertyList json;
   try {
     json = PropertyList::parse(text);
-  } catch (const PropertyList::parse_error& error) {
+  } catch (const PropertyList::exception& error) {
     throw CompositionError(path + ": not valid JSON: " + error.what());
   }
   const auto fail = [&](const std::string& message, const std::string& token = "",

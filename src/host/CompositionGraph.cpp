@@ -23,7 +23,7 @@ bool connectable(PortType from, PortType to) {
 
 CompositionGraph::CompositionGraph(const Composition& composition, const PatchRegistry& registry,
                                    ExecutionContext& context, TaskQueue& queue)
-    : context_(context), queue_(queue), publishedInputs_(composition.publishedInputs()) {
+    : queue_(queue), publishedInputs_(composition.publishedInputs()) {
   for (const Composition::PatchEntry& entry : composition.patches()) {
     std::unique_ptr<Patch> patch = registry.create(entry.className);
     if (!patch) {

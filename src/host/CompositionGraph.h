@@ -57,7 +57,6 @@ class CompositionGraph {
  private:
   const Patch::InputPort& inputPort(const PortReference& port) const;
 
-  ExecutionContext& context_;
   TaskQueue& queue_;
   std::vector<Node> nodes_;
   std::vector<std::size_t> order_;

@@ -51,6 +51,7 @@ TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
            {"describe QVANoSuchPlugIn", ""},
            {"drive -", R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "explode"}]})"},
            {"drive -", "{not json"},
+           {"drive -", R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 1e999}]})"},
            {"drive /nonexistent/script.json", ""},
            {"run /nonexistent/composition.qvc", ""},
            {"run " + std::string(QVA_SOURCE_DIR) + "/examples/stopframes.qvc --set nothing=1", ""},
@@ -61,6 +62,7 @@ TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
     EXPECT_EQ(result.status, 2) << arguments;
     EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1)
         << arguments << ": " << result.output;
+    EXPECT_EQ(result.output.find("internal error"), std::string::npos) << arguments << ": " << result.output;
   }
 }
 

@@ -39,6 +39,7 @@ TEST(Composition, ErrorsNameTheFilePositionAndTheProblem) {
           .find("unknown setting"),
       std::string::npos);
   EXPECT_NE(errorOf("{\"format\": \"qva-composition/1\",").find("not valid JSON"), std::string::npos);
+  EXPECT_NE(errorOf(R"({"format": 1e999})").find("not valid JSON"), std::string::npos);
   EXPECT_NE(errorOf(R"({"format": "other"})").find("\"format\""), std::string::npos);
 }
 

@@ -83,11 +83,15 @@ void Bitmap::premultiply() {
   }
 }
 
-void Bitmap::swapRedBlue() {
+void Bitmap::convertPremultipliedRgba() {
   for (int y = 0; y < height_; ++y) {
     std::uint8_t* pixel = row(y);
     for (int x = 0; x < width_; ++x, pixel += 4) {
-      std::swap(pixel[0], pixel[2]);
+      const std::uint8_t alpha = pixel[3];
+      const std::uint8_t red = std::min(pixel[0], alpha);
+      pixel[0] = std::min(pixel[2], alpha);
+      pixel[1] = std::min(pixel[1], alpha);
+      pixel[2] = red;
     }
   }
 }

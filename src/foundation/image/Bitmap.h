@@ -41,8 +41,9 @@ class Bitmap {
 
   // Converts straight-alpha pixels of the bitmap to premultiplied alpha in place.
   void premultiply();
-  // Swaps the first and third byte of every pixel (RGBA <-> BGRA).
-  void swapRedBlue();
+  // Turns pixels stored as premultiplied R, G, B, A bytes into this bitmap's order, limiting each colour
+  // to its alpha: damaged data that claims premultiplied alpha still gives valid premultiplied colour.
+  void convertPremultipliedRgba();
 
   // An image that owns the memory from now on and frees it when the last reference goes.
   ImageRef toImage() &&;

@@ -190,13 +190,14 @@ Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBy
   if (!TIFFReadRGBAImageOriented(tiff.get(), width, height, raster.data(), ORIENTATION_TOPLEFT, 1)) {
     return failure("damaged TIFF data");
   }
-  // The library hands out associated alpha as R, G, B, A bytes.
+  // The library hands out associated alpha as R, G, B, A bytes, passing through whatever colour a file
+  // that claims associated alpha holds.
   Bitmap& bitmap = *result.bitmap;
   for (std::uint32_t y = 0; y < height; ++y) {
     std::memcpy(bitmap.row(static_cast<int>(y)), raster.data() + static_cast<std::size_t>(y) * width,
                 static_cast<std::size_t>(width) * 4);
   }
-  bitmap.swapRedBlue();
+  bitmap.convertPremultipliedRgba();
   return result;
 }
 

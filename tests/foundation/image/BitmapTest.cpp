@@ -1,6 +1,9 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "foundation/image/Bitmap.h"
 
@@ -38,7 +41,7 @@ TEST(BitmapTest, RefusesImpossibleSizes) {
   EXPECT_NE(empty->bytes(), nullptr);
 }
 
-TEST(BitmapTest, PremultiplyAndSwap) {
+TEST(BitmapTest, PremultiplyAndConvertFromRgba) {
   auto bitmap = Bitmap::allocate(2, 1, 16);
   ASSERT_TRUE(bitmap);
   const std::uint8_t pixels[8] = {200, 100, 50, 128, 10, 20, 30, 255};
@@ -49,10 +52,16 @@ TEST(BitmapTest, PremultiplyAndSwap) {
   EXPECT_EQ(bitmap->bytes()[2], 25);
   EXPECT_EQ(bitmap->bytes()[3], 128);
   EXPECT_EQ(bitmap->bytes()[4], 10);
-  bitmap->swapRedBlue();
+  bitmap->convertPremultipliedRgba();
   EXPECT_EQ(bitmap->bytes()[0], 25);
   EXPECT_EQ(bitmap->bytes()[2], 100);
   EXPECT_EQ(bitmap->bytes()[6], 10);
+  // Colour above alpha is not premultiplied colour: it is limited to the alpha.
+  const std::uint8_t damaged[8] = {90, 20, 255, 64, 0, 0, 0, 0};
+  std::copy(damaged, damaged + 8, bitmap->bytes());
+  bitmap->convertPremultipliedRgba();
+  EXPECT_THAT(std::vector<std::uint8_t>(bitmap->bytes(), bitmap->bytes() + 8),
+              ::testing::ElementsAre(64, 20, 64, 64, 0, 0, 0, 0));
 }
 
 TEST(BitmapTest, ImageOwnsTheMemory) {

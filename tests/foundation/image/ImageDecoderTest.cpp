@@ -67,6 +67,22 @@ TEST(ImageDecoderTest, DecodesEveryFormatPremultipliedTopDown) {
   expectPattern("pattern.jpg", false, false, 12);
 }
 
+TEST(ImageDecoderTest, ColourAboveAlphaIsLimitedToTheAlpha) {
+  // A TIFF that claims associated alpha but holds colour greater than its alpha: the picture must still
+  // be valid premultiplied colour, or straight-alpha output would overflow.
+  const auto result = ImageDecoder::decodeFile(fixture("damaged-alpha.tiff"));
+  ASSERT_TRUE(result.bitmap) << result.error;
+  const Bitmap& bitmap = *result.bitmap;
+  for (int y = 0; y < bitmap.height(); ++y) {
+    for (int x = 0; x < bitmap.width(); ++x) {
+      const Pixel pixel = pixelAt(bitmap, x, y);
+      for (int c = 0; c < 3; ++c) {
+        EXPECT_LE(pixel[c], pixel[3]) << "pixel " << x << "," << y << " channel " << c;
+      }
+    }
+  }
+}
+
 TEST(ImageDecoderTest, RowLengthRuleIsTheCallers) {
   const auto result = ImageDecoder::decodeFile(fixture("pattern.png"), &Bitmap::alignedRowBytes);
   ASSERT_TRUE(result.bitmap);
