@@ -1,7 +1,9 @@
 #include "host/Composition.h"
 
 #include <cmath>
+#include <cstdint>
 #include <fstream>
+#include <limits>
 #include <set>
 #include <sstream>
 
@@ -88,7 +90,7 @@ Composition Composition::parse(const std::string& text, const std::string& path)
       throw fail("unknown key \"" + key + "\"", key);
     }
   }
-  if (json.value("format", std::string()) != kFormat) {
+  if (const PropertyList format = json.value("format", PropertyList()); format != kFormat) {
     throw fail(std::string("\"format\" must be \"") + kFormat + "\"", "format");
   }
   if (json.contains("canvas")) {
@@ -97,12 +99,13 @@ Composition Composition::parse(const std::string& text, const std::string& path)
         !canvas.value("height", PropertyList()).is_number_unsigned()) {
       throw fail("\"canvas\" must be {\"width\": W, \"height\": H} in pixels", "canvas");
     }
-    composition.width_ = canvas["width"].get<int>();
-    composition.height_ = canvas["height"].get<int>();
-    if (composition.width_ < 1 || composition.height_ < 1 || composition.width_ > 16384 ||
-        composition.height_ > 16384) {
+    const auto width = canvas["width"].get<std::uint64_t>();
+    const auto height = canvas["height"].get<std::uint64_t>();
+    if (width < 1 || height < 1 || width > 16384 || height > 16384) {
       throw fail("the canvas must be 1 to 16384 pixels on each side", "canvas");
     }
+    composition.width_ = static_cast<int>(width);
+    composition.height_ = static_cast<int>(height);
   }
   for (const auto& [key, field] :
        {std::pair{"fps", &composition.frameRate_}, {"duration", &composition.duration_}}) {
@@ -156,10 +159,12 @@ Composition Composition::parse(const std::string& text, const std::string& path)
       }
     }
     if (entry.contains("layer")) {
-      if (!entry["layer"].is_number_integer()) {
+      const PropertyList& layer = entry["layer"];
+      if (!layer.is_number_integer() || layer < std::numeric_limits<int>::min() ||
+          layer > std::numeric_limits<int>::max()) {
         throw fail("\"layer\" of patch \"" + patch.id + "\" must be an integer", "layer", patch.id);
       }
-      patch.layer = entry["layer"].get<int>();
+      patch.layer = layer.get<int>();
     }
     composition.patches_.push_back(std::move(patch));
   }

@@ -43,6 +43,18 @@ TEST(Composition, ErrorsNameTheFilePositionAndTheProblem) {
   EXPECT_NE(errorOf(R"({"format": "other"})").find("\"format\""), std::string::npos);
 }
 
+TEST(Composition, ValuesOfTheWrongTypeOrRangeAreCompositionErrors) {
+  // Each must be reported as a problem of the file, not escape as a JSON library error.
+  EXPECT_NE(errorOf(R"({"format": 4})").find("\"format\" must be"), std::string::npos);
+  EXPECT_NE(errorOf(R"({"format": "qva-composition/1", "canvas": {"width": 4294967297, "height": 1}})")
+                .find("1 to 16384"),
+            std::string::npos);
+  EXPECT_NE(
+      errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn", "layer": 99999999999})"))
+          .find("must be an integer"),
+      std::string::npos);
+}
+
 TEST(Composition, ConnectionsMustJoinKnownCompatiblePortsWithoutCycles) {
   const std::string two = R"({"id": "a", "class": "QVAInterpolationPlugIn"},
                              {"id": "b", "class": "QVAInterpolationPlugIn"})";

@@ -201,11 +201,12 @@ Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBy
   return result;
 }
 
-// An animated WebP shows its first frame, composed on the full canvas, as an animated GIF does.
-Result decodeAnimatedWebp(const std::uint8_t* data, std::size_t size, RowBytesRule rowBytes) {
+// An animated WebP shows its first frame, composed on the full canvas, as an animated GIF does. The
+// bitmap is already the canvas's size, so a damaged size is refused before the library allocates.
+bool decodeFirstWebpFrame(const std::uint8_t* data, std::size_t size, Bitmap& bitmap) {
   WebPAnimDecoderOptions options;
   if (!WebPAnimDecoderOptionsInit(&options)) {
-    return failure("the WebP library does not match its headers");
+    return false;
   }
   options.color_mode = MODE_BGRA;
   const WebPData whole{data, size};
@@ -213,25 +214,19 @@ Result decodeAnimatedWebp(const std::uint8_t* data, std::size_t size, RowBytesRu
   const std::unique_ptr<WebPAnimDecoder, decltype(close)> decoder(WebPAnimDecoderNew(&whole, &options),
                                                                   close);
   WebPAnimInfo info;
-  if (!decoder || !WebPAnimDecoderGetInfo(decoder.get(), &info) || info.frame_count == 0) {
-    return failure("damaged animated WebP data");
-  }
-  Result result = allocateFor(info.canvas_width, info.canvas_height, rowBytes, "WebP");
-  if (!result.bitmap) {
-    return result;
-  }
   std::uint8_t* frame = nullptr;
   int timestamp = 0;
-  if (!WebPAnimDecoderGetNext(decoder.get(), &frame, &timestamp)) {
-    return failure("damaged animated WebP data");
+  if (!decoder || !WebPAnimDecoderGetInfo(decoder.get(), &info) || info.frame_count == 0 ||
+      info.canvas_width != static_cast<std::uint32_t>(bitmap.width()) ||
+      info.canvas_height != static_cast<std::uint32_t>(bitmap.height()) ||
+      !WebPAnimDecoderGetNext(decoder.get(), &frame, &timestamp)) {
+    return false;
   }
-  Bitmap& bitmap = *result.bitmap;
   const std::size_t length = static_cast<std::size_t>(info.canvas_width) * 4;
   for (int y = 0; y < bitmap.height(); ++y) {
     std::memcpy(bitmap.row(y), frame + static_cast<std::size_t>(y) * length, length);
   }
-  bitmap.premultiply();
-  return result;
+  return true;
 }
 
 Result decodeWebp(const std::uint8_t* data, std::size_t size, RowBytesRule rowBytes) {
@@ -239,18 +234,18 @@ Result decodeWebp(const std::uint8_t* data, std::size_t size, RowBytesRule rowBy
   if (WebPGetFeatures(data, size, &features) != VP8_STATUS_OK) {
     return failure("damaged WebP data");
   }
-  if (features.has_animation) {
-    return decodeAnimatedWebp(data, size, rowBytes);
-  }
+  // For an animation these are the canvas's width and height.
   Result result = allocateFor(features.width, features.height, rowBytes, "WebP");
   if (!result.bitmap) {
     return result;
   }
   Bitmap& bitmap = *result.bitmap;
-  if (WebPDecodeBGRAInto(data, size, bitmap.bytes(),
-                         bitmap.rowBytes() * static_cast<std::size_t>(features.height),
-                         static_cast<int>(bitmap.rowBytes())) == nullptr) {
-    return failure("damaged WebP data");
+  if (features.has_animation
+          ? !decodeFirstWebpFrame(data, size, bitmap)
+          : WebPDecodeBGRAInto(data, size, bitmap.bytes(),
+                               bitmap.rowBytes() * static_cast<std::size_t>(features.height),
+                               static_cast<int>(bitmap.rowBytes())) == nullptr) {
+    return failure(features.has_animation ? "damaged animated WebP data" : "damaged WebP data");
   }
   bitmap.premultiply();
   return result;

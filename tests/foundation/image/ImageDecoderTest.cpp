@@ -130,6 +130,15 @@ TEST(ImageDecoderTest, RefusesHugeDeclaredSizes) {
   std::copy(huge, huge + 8, data.begin() + 16);
   const auto result = ImageDecoder::decode(data.data(), data.size());
   EXPECT_FALSE(result.bitmap);
+  // An animated WebP whose canvas claims 20000 × 20000 pixels is refused before anything that size is
+  // made, even though its frames are small.
+  auto animation = readFile(fixture("pattern-animated.webp"));
+  ASSERT_GT(animation.size(), 30u);
+  const std::uint8_t canvas[6] = {0x1F, 0x4E, 0x00, 0x1F, 0x4E, 0x00};  // 19999, stored as size - 1
+  std::copy(canvas, canvas + 6, animation.begin() + 24);
+  const auto hostile = ImageDecoder::decode(animation.data(), animation.size());
+  EXPECT_FALSE(hostile.bitmap);
+  EXPECT_NE(hostile.error.find("20000x20000 pixels is too large"), std::string::npos) << hostile.error;
 }
 
 }  // namespace
