@@ -32,7 +32,7 @@ std::uint8_t toByte(double component) {
 DriveImages::DriveImages(std::string scriptFolder, std::optional<std::string> imagesFolder)
     : scriptFolder_(std::move(scriptFolder)), imagesFolder_(std::move(imagesFolder)) {}
 
-ImageRef DriveImages::makeSolidImage(const PropertyList& color, int width, int height) {
+ImageRef DriveImages::makeSolidImage(const PropertyList& color, long long width, long long height) {
   if (!color.is_array() || color.size() != 4 ||
       !std::all_of(color.begin(), color.end(), [](const PropertyList& c) { return c.is_number(); })) {
     throw std::invalid_argument("\"solid\" must be [r, g, b, a] with components from 0 to 1");
@@ -44,13 +44,14 @@ ImageRef DriveImages::makeSolidImage(const PropertyList& color, int width, int h
   const std::uint8_t pixel[4] = {toByte(color[2].get<double>() * alpha),
                                  toByte(color[1].get<double>() * alpha),
                                  toByte(color[0].get<double>() * alpha), toByte(alpha)};
-  std::optional<Bitmap> bitmap = Bitmap::allocate(width, height, static_cast<std::size_t>(width) * 4);
+  std::optional<Bitmap> bitmap = Bitmap::allocate(static_cast<int>(width), static_cast<int>(height),
+                                                  static_cast<std::size_t>(width) * 4);
   if (!bitmap) {
     throw std::invalid_argument("out of memory for a solid image");
   }
-  for (int y = 0; y < height; ++y) {
+  for (int y = 0; y < bitmap->height(); ++y) {
     std::uint8_t* row = bitmap->row(y);
-    for (int x = 0; x < width; ++x) {
+    for (int x = 0; x < bitmap->width(); ++x) {
       std::copy(pixel, pixel + 4, row + static_cast<std::size_t>(x) * 4);
     }
   }
@@ -65,9 +66,8 @@ ImageRef DriveImages::imageForValue(const PropertyList& imageValue) {
   ImageRef image;
   if (imageValue.contains("solid")) {
     image =
-        makeSolidImage(imageValue["solid"],
-                       static_cast<int>(propertyListInteger(imageValue.value("width", PropertyList(1)))),
-                       static_cast<int>(propertyListInteger(imageValue.value("height", PropertyList(1)))));
+        makeSolidImage(imageValue["solid"], propertyListInteger(imageValue.value("width", PropertyList(1))),
+                       propertyListInteger(imageValue.value("height", PropertyList(1))));
   } else if (imageValue.contains("imageFile") && imageValue["imageFile"].is_string()) {
     auto decoded = ImageDecoder::decodeFile(
         pathResolvedAgainst(imageValue["imageFile"].get<std::string>(), scriptFolder_));

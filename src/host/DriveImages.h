@@ -27,7 +27,7 @@ class DriveImages {
   // The SHA-256, in lower-case hex, of the width*4 visible bytes of each row, top to bottom.
   static std::string visibleBytesDigest(const PixelBufferView& pixels);
   // A premultiplied BGRA8 image of one colour (components clamped to 0..1).
-  static ImageRef makeSolidImage(const PropertyList& color, int width, int height);
+  static ImageRef makeSolidImage(const PropertyList& color, long long width, long long height);
 
  private:
   std::string scriptFolder_;

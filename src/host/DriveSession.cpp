@@ -1,6 +1,7 @@
 #include "host/DriveSession.h"
 
 #include <chrono>
+#include <limits>
 #include <set>
 
 #include "framework/ProcessLog.h"
@@ -52,6 +53,9 @@ void checkStep(const PropertyList& step, std::size_t index) {
     return;
   }
   requiredNumber(step, "time", where);
+  if (step.contains("force") && !step["force"].is_boolean()) {
+    throw DriveError(where + ": \"force\" must be true or false");
+  }
   for (const char* key : {"inputs", "arguments"}) {
     if (step.contains(key) && !step[key].is_object() &&
         !(std::string(key) == "arguments" && step[key].is_null())) {
@@ -81,11 +85,16 @@ void applyContext(const PropertyList& json, ExecutionContext& context) {
   }
   if (json.contains("viewport")) {
     const PropertyList& viewport = json["viewport"];
-    if (!viewport.is_array() || viewport.size() != 2 || !viewport[0].is_number_unsigned() ||
-        !viewport[1].is_number_unsigned()) {
+    const auto pixels = [](const PropertyList& n) {
+      return n.is_number_unsigned() && n <= std::numeric_limits<int>::max();
+    };
+    if (!viewport.is_array() || viewport.size() != 2 || !pixels(viewport[0]) || !pixels(viewport[1])) {
       throw DriveError("context \"viewport\" must be [width, height] in pixels");
     }
     context.setViewport({viewport[0].get<int>(), viewport[1].get<int>()});
+  }
+  if (json.contains("gl") && !json["gl"].is_boolean()) {
+    throw DriveError("context \"gl\" must be true or false");
   }
   if (json.contains("timeZone")) {
     if (!json["timeZone"].is_string()) {

@@ -10,8 +10,6 @@
 
 #include "framework/PathAdditions.h"
 
-#include "framework/PathAdditions.h"
-
 namespace qva {
 
 namespace fs = std::filesystem;
@@ -60,12 +58,15 @@ FileAction::FileAction(const PropertyList& step, const std::string& folder) {
   } else if (action_ == "write" || action_ == "append") {
     if (step.contains("base64") && step["base64"].is_string()) {
       bytes_ = decodeBase64(step["base64"].get<std::string>());
-    } else {
-      bytes_ = step.value("text", std::string());
+    } else if (step.contains("text")) {
+      bytes_ = requiredString(step, "text", action_);
     }
   } else if (action_ == "touch") {
-    if (step.contains("mtime") && step["mtime"].is_number()) {
-      modificationTime_ = step["mtime"].get<long long>();
+    if (step.contains("mtime")) {
+      if (!step["mtime"].is_number()) {
+        throw std::invalid_argument("\"mtime\" of touch must be a number of Unix seconds");
+      }
+      modificationTime_ = propertyListInteger(step["mtime"]);
     }
   } else if (action_ != "remove" && action_ != "mkdir") {
     throw std::invalid_argument("unknown fs action \"" + action_ +

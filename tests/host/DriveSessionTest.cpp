@@ -87,17 +87,23 @@ TEST(DriveSession, OpsReportPortsAttributesAndFileActions) {
 }
 
 TEST(DriveSession, BadScriptsAreRefusedBeforeAnythingRuns) {
-  for (const char* script : {
-           R"([])",
-           R"({"steps": []})",
-           R"({"class": "NoSuchPlugIn", "steps": []})",
-           R"({"class": "QVAInterpolationPlugIn"})",
-           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "explode"}]})",
-           R"({"class": "QVAInterpolationPlugIn", "steps": [{"inputs": {}}]})",
-           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "wait", "seconds": -1}]})",
-           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "melt", "path": "x"}]})",
-           R"({"class": "QVAInterpolationPlugIn", "context": {"bounds": [1, 2]}, "steps": []})",
-       }) {
+  for (
+      const char* script : {
+          R"([])",
+          R"({"steps": []})",
+          R"({"class": "NoSuchPlugIn", "steps": []})",
+          R"({"class": "QVAInterpolationPlugIn"})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "explode"}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"inputs": {}}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "wait", "seconds": -1}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "melt", "path": "x"}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"bounds": [1, 2]}, "steps": []})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": "yes"}, "steps": []})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"viewport": [4294967297, 1]}, "steps": []})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "force": {"now": 1}}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "write", "path": "/nonexistent-qva/x", "text": 5}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "touch", "path": "/nonexistent-qva/x", "mtime": "now"}]})",
+      }) {
     EXPECT_THROW(drive(script), DriveError) << script;
   }
 }
@@ -132,6 +138,9 @@ TEST(DriveSession, ImagesAreDescribedBySizeRowLengthAndDigest) {
   EXPECT_THROW(images.imageForValue(PropertyList::parse(R"({"solid": [1, 0, 0], "width": 2})")),
                std::invalid_argument);
   EXPECT_THROW(images.imageForValue(PropertyList::parse(R"({"solid": [1, 0, 0, 1], "width": 0})")),
+               std::invalid_argument);
+  // A size past the integers' range is refused, not wrapped round to a small one.
+  EXPECT_THROW(images.imageForValue(PropertyList::parse(R"({"solid": [1, 0, 0, 1], "width": 4294967297})")),
                std::invalid_argument);
 }
 
