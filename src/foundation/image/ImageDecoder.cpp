@@ -166,6 +166,20 @@ int tiffMap(thandle_t, void**, toff_t*) {
 }
 void tiffUnmap(thandle_t, void*, toff_t) {}
 
+// Whether every strip or tile of the picture lies within the data. A damaged directory can claim a
+// picture far larger than the file holds; it is refused before anything that size is made.
+bool stripsWithinData(TIFF* tiff, std::size_t size) {
+  const std::uint32_t count = TIFFIsTiled(tiff) ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
+  for (std::uint32_t index = 0; index < count; ++index) {
+    const std::uint64_t offset = TIFFGetStrileOffset(tiff, index);
+    const std::uint64_t length = TIFFGetStrileByteCount(tiff, index);
+    if (length == 0 || offset > size || length > size - offset) {
+      return false;
+    }
+  }
+  return count > 0;
+}
+
 Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBytes) {
   // The library reports through process-wide handlers; the decoder reports through its result.
   TIFFSetErrorHandler(nullptr);
@@ -177,6 +191,9 @@ Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBy
       TIFFClose);
   if (!tiff) {
     return failure("damaged TIFF data");
+  }
+  if (!stripsWithinData(tiff.get(), size)) {
+    return failure("damaged TIFF data: the picture's strips lie outside the file");
   }
   std::uint32_t width = 0;
   std::uint32_t height = 0;

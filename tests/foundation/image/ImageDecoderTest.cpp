@@ -83,6 +83,14 @@ TEST(ImageDecoderTest, ColourAboveAlphaIsLimitedToTheAlpha) {
   }
 }
 
+TEST(ImageDecoderTest, PicturesLargerThanTheirDataAreRefusedBeforeDecoding) {
+  // 276 bytes that claim 5 × 50331655 pixels in strips of no bytes: refused at once, not after
+  // making and clearing gigabytes.
+  const auto result = ImageDecoder::decodeFile(fixture("missing-strips.tiff"));
+  EXPECT_FALSE(result.bitmap);
+  EXPECT_NE(result.error.find("strips lie outside the file"), std::string::npos) << result.error;
+}
+
 TEST(ImageDecoderTest, RowLengthRuleIsTheCallers) {
   const auto result = ImageDecoder::decodeFile(fixture("pattern.png"), &Bitmap::alignedRowBytes);
   ASSERT_TRUE(result.bitmap);
