@@ -1,7 +1,7 @@
 // Feeds arbitrary drive scripts to the patches that need neither GL nor the file system: inputs,
 // settings, arguments and ops of any shape must end in a DriveError or a report, never a crash. The
 // script is first made safe to run many times a second: no GL, no file changes, no waiting, a bounded
-// number of steps and small solid images.
+// number of steps, small solid images and shapes.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -42,6 +42,7 @@ constexpr std::string_view kClasses[] = {
 };
 constexpr std::size_t kMaximumSteps = 24;
 constexpr int kMaximumImageSide = 64;
+constexpr int kMaximumShapeSide = 2048;
 
 bool safeToRun(qva::PropertyList& script) {
   if (!script.is_object() || !script.contains("class") || !script["class"].is_string() ||
@@ -65,6 +66,10 @@ bool safeToRun(qva::PropertyList& script) {
     }
     if (step.is_object() && step.contains("inputs") && step["inputs"].is_object()) {
       for (auto& [key, value] : step["inputs"].items()) {
+        // Shapes of any size are made as asked; gigabyte pictures only slow the search down.
+        if ((key == "inputWidth" || key == "inputHeight") && value.is_number()) {
+          value = std::clamp(value.get<double>(), -1.0, double{kMaximumShapeSide});
+        }
         if (value.is_object() && value.contains("imageFile")) {
           value.erase("imageFile");
         }
