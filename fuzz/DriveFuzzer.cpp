@@ -8,46 +8,19 @@
 #include <string>
 #include <string_view>
 
+#include "SafePatches.h"
 #include "framework/PropertyList.h"
 #include "host/DriveSession.h"
 #include "patches/AllPatches.h"
 
 namespace {
 
-constexpr std::string_view kClasses[] = {
-    "ConvertTimePlugIn",
-    "DateTimeFormatPlugIn",
-    "QCCirclePlugIn",
-    "QCPolygonPlugIn",
-    "QCRoundedRectPlugIn",
-    "QCSkewedRectanglePlugIn",
-    "QVADelayPlugIn",
-    "QVAInterpolationPlugIn",
-    "QVAPatchTimePlugIn",
-    "QVARenderTimePlugIn",
-    "QVASmoothPlugIn",
-    "QVAStepFunctionPlugIn",
-    "QVAStopWatchPlugIn",
-    "QVAStopframesPlugIn",
-    "QVAStructureSortPlugIn",
-    "QVAURLStringDecoderPlugIn",
-    "QVAURLStringEncoderPlugIn",
-    "RTF_String_CheckerPlugIn",
-    "RTF_String_LengthPlugIn",
-    "RTF_String_PrinterPlugIn",
-    "RTF_String_SubrangePlugIn",
-    "RTF_String_With_StringPlugIn",
-    "RTF_String_to_Plain_TextPlugIn",
-    "RTF_StylePlugIn",
-};
 constexpr std::size_t kMaximumSteps = 24;
 constexpr int kMaximumImageSide = 64;
-constexpr int kMaximumShapeSide = 2048;
 
 bool safeToRun(qva::PropertyList& script) {
   if (!script.is_object() || !script.contains("class") || !script["class"].is_string() ||
-      std::find(std::begin(kClasses), std::end(kClasses), script["class"].get<std::string>()) ==
-          std::end(kClasses)) {
+      !qva::fuzz::runsWithoutGLOrFiles(script["class"].get<std::string>())) {
     return false;
   }
   if (script.contains("context") && script["context"].is_object()) {
@@ -65,11 +38,8 @@ bool safeToRun(qva::PropertyList& script) {
       continue;
     }
     if (step.is_object() && step.contains("inputs") && step["inputs"].is_object()) {
+      qva::fuzz::capShapeSides(step["inputs"]);
       for (auto& [key, value] : step["inputs"].items()) {
-        // Shapes of any size are made as asked; gigabyte pictures only slow the search down.
-        if ((key == "inputWidth" || key == "inputHeight") && value.is_number()) {
-          value = std::clamp(value.get<double>(), -1.0, double{kMaximumShapeSide});
-        }
         if (value.is_object() && value.contains("imageFile")) {
           value.erase("imageFile");
         }
