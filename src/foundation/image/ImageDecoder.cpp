@@ -92,9 +92,11 @@ struct JpegDecoder {
   std::longjmp(decoder->escape, 1);
 }
 
-// A truncated file only raises a warning in the library; it is an error here.
+// A truncated file, or one whose coded data stops at a marker before its last block, only raises a
+// warning in the library (which fills the rest with grey); both are errors here.
 void jpegMessage(j_common_ptr info, int level) {
-  if (level < 0 && info->err->msg_code == JWRN_JPEG_EOF) {
+  const int code = info->err->msg_code;
+  if (level < 0 && (code == JWRN_JPEG_EOF || code == JWRN_HIT_MARKER)) {
     jpegFail(info);
   }
 }

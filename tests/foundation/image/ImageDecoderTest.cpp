@@ -117,6 +117,21 @@ TEST(ImageDecoderTest, TruncatedFilesAreErrorsNotPartialPictures) {
   }
 }
 
+TEST(ImageDecoderTest, JpegCutShortBeforeItsEndMarkerIsAnError) {
+  // Writers that stop early still close the file with an end marker; the library then fills the
+  // missing blocks with grey and only warns.
+  const auto data = readFile(fixture("pattern.jpg"));
+  ASSERT_GT(data.size(), 20u);
+  const std::uint8_t endMarker[2] = {0xFF, 0xD9};
+  for (std::size_t length = 1; length + 3 < data.size(); length += 3) {
+    std::vector<std::uint8_t> cut(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(length));
+    cut.insert(cut.end(), endMarker, endMarker + 2);
+    const auto result = ImageDecoder::decode(cut.data(), cut.size());
+    EXPECT_FALSE(result.bitmap) << "cut at " << length;
+    EXPECT_FALSE(result.error.empty());
+  }
+}
+
 TEST(ImageDecoderTest, UnknownAndMissingInput) {
   const std::string text = "just some text, not an image";
   const auto unknown = ImageDecoder::decode(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
