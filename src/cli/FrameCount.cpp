@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "cli/CommandError.h"
+#include "framework/StringFormat.h"
 #include "host/Composition.h"
 
 namespace qva {
@@ -11,13 +12,24 @@ FrameCount FrameCount::resolve(const Composition& composition, std::optional<lon
                                std::optional<double> duration, std::optional<double> frameRate) {
   FrameCount count;
   count.frameRate = frameRate.value_or(composition.frameRate());
-  if (!(count.frameRate > 0) || !std::isfinite(count.frameRate)) {
-    throw CommandError("--fps must be a positive number");
+  // Video files count time in millionths of a second at the finest.
+  if (!(count.frameRate > 0) || !(count.frameRate <= 1e6)) {
+    throw CommandError("--fps must be a positive number up to 1000000");
   }
   if (duration && (!(*duration >= 0) || !std::isfinite(*duration))) {
     throw CommandError("--duration must be a number of seconds, 0 or more");
   }
-  count.frames = frames.value_or(std::llround(duration.value_or(composition.duration()) * count.frameRate));
+  if (!frames) {
+    const double seconds = duration.value_or(composition.duration());
+    const double wanted = seconds * count.frameRate;
+    // Past 2^53 frames a double no longer counts whole frames, and the count soon leaves long long.
+    if (!(wanted <= 9007199254740992.0)) {
+      throw CommandError(formatString("too many frames: %g s at %g fps; lower --duration or --fps", seconds,
+                                      count.frameRate));
+    }
+    frames = std::llround(wanted);
+  }
+  count.frames = *frames;
   if (count.frames < 0) {
     throw CommandError("--frames must not be negative");
   }

@@ -66,6 +66,18 @@ TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
   }
 }
 
+TEST(QvaCommand, FrameRatesAndCountsBeyondReachAreRefusedByName) {
+  for (const auto& [arguments, message] : std::vector<std::pair<std::string, std::string>>{
+           {"render --fps 1e300 --frames 3 -o " + ::testing::TempDir() + "unwritten.mov", "--fps must be"},
+           {"render --fps 1e6 --duration 1e300", "too many frames"},
+           {"run " + std::string(QVA_SOURCE_DIR) + "/examples/stopframes.qvc --fps inf", "--fps must be"},
+       }) {
+    const CommandResult result = runQva(arguments);
+    EXPECT_EQ(result.status, 2) << arguments;
+    EXPECT_NE(result.output.find(message), std::string::npos) << arguments << ": " << result.output;
+  }
+}
+
 TEST(QvaCommand, DriveAndDescribePrintJson) {
   const CommandResult drive = runQva(
       "drive -", R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 5.25}, {"op": "attributes"}]})");
