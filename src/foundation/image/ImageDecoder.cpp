@@ -182,6 +182,50 @@ bool stripsWithinData(TIFF* tiff, std::size_t size) {
   return count > 0;
 }
 
+// The most bytes that one byte of coded data can give back, for the codings where that is bounded:
+// PackBits repeats a byte at most 128 times for two bytes of code, deflate gives at most 1032 bytes a
+// byte, and an LZW code of at least 9 bits stands for at most 4096 bytes.
+std::optional<std::uint64_t> largestExpansion(std::uint16_t compression) {
+  switch (compression) {
+    case COMPRESSION_NONE:
+      return 1;
+    case COMPRESSION_PACKBITS:
+      return 64;
+    case COMPRESSION_ADOBE_DEFLATE:
+    case COMPRESSION_DEFLATE:
+      return 1032;
+    case COMPRESSION_LZW:
+      return 4096;
+    default:
+      return std::nullopt;
+  }
+}
+
+// Whether the coded strips or tiles could hold the whole picture. A few hundred bytes that claim a
+// gigabyte picture would otherwise be made, cleared and decoded before the missing data shows.
+bool stripsCanHoldPicture(TIFF* tiff, std::uint32_t height) {
+  std::uint16_t compression = COMPRESSION_NONE;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+  const auto expansion = largestExpansion(compression);
+  if (!expansion) {
+    return true;
+  }
+  const bool tiled = TIFFIsTiled(tiff) != 0;
+  const std::uint32_t count = tiled ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
+  std::uint64_t coded = 0;
+  for (std::uint32_t index = 0; index < count; ++index) {
+    coded += TIFFGetStrileByteCount(tiff, index);
+  }
+  std::uint16_t planar = PLANARCONFIG_CONTIG;
+  std::uint16_t samples = 1;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &planar);
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &samples);
+  const std::uint64_t planes = planar == PLANARCONFIG_SEPARATE ? samples : 1;
+  const std::uint64_t decoded =
+      tiled ? TIFFTileSize64(tiff) * count : TIFFScanlineSize64(tiff) * height * planes;
+  return decoded / *expansion <= coded;
+}
+
 Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBytes) {
   // The library reports through process-wide handlers; the decoder reports through its result.
   TIFFSetErrorHandler(nullptr);
@@ -201,6 +245,9 @@ Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBy
   std::uint32_t height = 0;
   TIFFGetField(tiff.get(), TIFFTAG_IMAGEWIDTH, &width);
   TIFFGetField(tiff.get(), TIFFTAG_IMAGELENGTH, &height);
+  if (!stripsCanHoldPicture(tiff.get(), height)) {
+    return failure("damaged TIFF data: the picture is larger than its strips can hold");
+  }
   Result result = allocateFor(width, height, rowBytes, "TIFF");
   if (!result.bitmap) {
     return result;

@@ -91,6 +91,45 @@ TEST(ImageDecoderTest, PicturesLargerThanTheirDataAreRefusedBeforeDecoding) {
   EXPECT_NE(result.error.find("strips lie outside the file"), std::string::npos) << result.error;
 }
 
+// A little-endian grey TIFF of one PackBits strip holding the coded bytes.
+std::vector<std::uint8_t> packBitsTiff(std::uint32_t width, std::uint32_t height,
+                                       const std::vector<std::uint8_t>& coded) {
+  std::vector<std::uint8_t> file = {'I', 'I', 42, 0, 8, 0, 0, 0};
+  const auto append = [&file](std::uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) {
+      file.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    }
+  };
+  constexpr std::uint32_t kShort = 3;
+  constexpr std::uint32_t kLong = 4;
+  const std::uint32_t entries[][3] = {{256, kLong, width},  {257, kLong, height}, {258, kShort, 8},
+                                      {259, kShort, 32773}, {262, kShort, 1},     {273, kLong, 122},
+                                      {277, kShort, 1},     {278, kLong, height}, {279, kLong, 0}};
+  append(std::size(entries), 2);
+  for (const auto& entry : entries) {
+    append(entry[0], 2);
+    append(entry[1], 2);
+    append(1, 4);
+    append(entry[0] == 279 ? static_cast<std::uint32_t>(coded.size()) : entry[2], 4);
+  }
+  append(0, 4);
+  file.insert(file.end(), coded.begin(), coded.end());
+  return file;
+}
+
+TEST(ImageDecoderTest, CompressedStripsMustBeAbleToHoldThePicture) {
+  // Two bytes of PackBits give at most 128 pixels: exactly that decodes, more is refused before a
+  // picture that size is made.
+  const auto whole = packBitsTiff(128, 1, {0x81, 200});
+  const auto decoded = ImageDecoder::decode(whole.data(), whole.size());
+  ASSERT_TRUE(decoded.bitmap) << decoded.error;
+  expectNear(pixelAt(*decoded.bitmap, 127, 0), {200, 200, 200, 255}, 0, "last pixel");
+  const auto huge = packBitsTiff(5, 40000000, {0x81, 200});
+  const auto refused = ImageDecoder::decode(huge.data(), huge.size());
+  EXPECT_FALSE(refused.bitmap);
+  EXPECT_NE(refused.error.find("larger than its strips can hold"), std::string::npos) << refused.error;
+}
+
 TEST(ImageDecoderTest, RowLengthRuleIsTheCallers) {
   const auto result = ImageDecoder::decodeFile(fixture("pattern.png"), &Bitmap::alignedRowBytes);
   ASSERT_TRUE(result.bitmap);
