@@ -168,18 +168,21 @@ int tiffMap(thandle_t, void**, toff_t*) {
 }
 void tiffUnmap(thandle_t, void*, toff_t) {}
 
-// Whether every strip or tile of the picture lies within the data. A damaged directory can claim a
-// picture far larger than the file holds; it is refused before anything that size is made.
-bool stripsWithinData(TIFF* tiff, std::size_t size) {
+// The bytes of all the picture's coded strips or tiles, or none when one lies outside the data. A damaged
+// directory can claim a picture far larger than the file holds; it is refused before anything that size
+// is made.
+std::optional<std::uint64_t> codedBytesWithinData(TIFF* tiff, std::size_t size) {
   const std::uint32_t count = TIFFIsTiled(tiff) ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
+  std::uint64_t coded = 0;
   for (std::uint32_t index = 0; index < count; ++index) {
     const std::uint64_t offset = TIFFGetStrileOffset(tiff, index);
     const std::uint64_t length = TIFFGetStrileByteCount(tiff, index);
     if (length == 0 || offset > size || length > size - offset) {
-      return false;
+      return std::nullopt;
     }
+    coded += length;
   }
-  return count > 0;
+  return count > 0 ? std::optional(coded) : std::nullopt;
 }
 
 // The most bytes that one byte of coded data can give back, for the codings where that is bounded:
@@ -201,29 +204,24 @@ std::optional<std::uint64_t> largestExpansion(std::uint16_t compression) {
   }
 }
 
-// Whether the coded strips or tiles could hold the whole picture. A few hundred bytes that claim a
-// gigabyte picture would otherwise be made, cleared and decoded before the missing data shows.
-bool stripsCanHoldPicture(TIFF* tiff, std::uint32_t height) {
+// Whether that many coded bytes could hold the whole picture. A few hundred bytes that claim a gigabyte
+// picture would otherwise be made, cleared and decoded before the missing data shows.
+bool codedBytesCanHoldPicture(TIFF* tiff, std::uint64_t coded, std::uint32_t height) {
   std::uint16_t compression = COMPRESSION_NONE;
   TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
   const auto expansion = largestExpansion(compression);
   if (!expansion) {
     return true;
   }
-  const bool tiled = TIFFIsTiled(tiff) != 0;
-  const std::uint32_t count = tiled ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
-  std::uint64_t coded = 0;
-  for (std::uint32_t index = 0; index < count; ++index) {
-    coded += TIFFGetStrileByteCount(tiff, index);
-  }
   std::uint16_t planar = PLANARCONFIG_CONTIG;
   std::uint16_t samples = 1;
   TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &planar);
   TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &samples);
   const std::uint64_t planes = planar == PLANARCONFIG_SEPARATE ? samples : 1;
-  const std::uint64_t decoded =
-      tiled ? TIFFTileSize64(tiff) * count : TIFFScanlineSize64(tiff) * height * planes;
-  return decoded / *expansion <= coded;
+  const std::uint64_t decoded = TIFFIsTiled(tiff) ? TIFFTileSize64(tiff) * TIFFNumberOfTiles(tiff)
+                                                  : TIFFScanlineSize64(tiff) * height * planes;
+  // The coded bytes lie within the data, so the product stays far from overflowing.
+  return decoded <= coded * *expansion;
 }
 
 Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBytes) {
@@ -238,14 +236,15 @@ Result decodeTiff(const std::uint8_t* data, std::size_t size, RowBytesRule rowBy
   if (!tiff) {
     return failure("damaged TIFF data");
   }
-  if (!stripsWithinData(tiff.get(), size)) {
+  const auto coded = codedBytesWithinData(tiff.get(), size);
+  if (!coded) {
     return failure("damaged TIFF data: the picture's strips lie outside the file");
   }
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   TIFFGetField(tiff.get(), TIFFTAG_IMAGEWIDTH, &width);
   TIFFGetField(tiff.get(), TIFFTAG_IMAGELENGTH, &height);
-  if (!stripsCanHoldPicture(tiff.get(), height)) {
+  if (!codedBytesCanHoldPicture(tiff.get(), *coded, height)) {
     return failure("damaged TIFF data: the picture is larger than its strips can hold");
   }
   Result result = allocateFor(width, height, rowBytes, "TIFF");

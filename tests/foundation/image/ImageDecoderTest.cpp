@@ -124,10 +124,12 @@ TEST(ImageDecoderTest, CompressedStripsMustBeAbleToHoldThePicture) {
   const auto decoded = ImageDecoder::decode(whole.data(), whole.size());
   ASSERT_TRUE(decoded.bitmap) << decoded.error;
   expectNear(pixelAt(*decoded.bitmap, 127, 0), {200, 200, 200, 255}, 0, "last pixel");
-  const auto huge = packBitsTiff(5, 40000000, {0x81, 200});
-  const auto refused = ImageDecoder::decode(huge.data(), huge.size());
-  EXPECT_FALSE(refused.bitmap);
-  EXPECT_NE(refused.error.find("larger than its strips can hold"), std::string::npos) << refused.error;
+  for (const auto& [width, height] : {std::pair{129u, 1u}, std::pair{5u, 40000000u}}) {
+    const auto tooSmall = packBitsTiff(width, height, {0x81, 200});
+    const auto refused = ImageDecoder::decode(tooSmall.data(), tooSmall.size());
+    EXPECT_FALSE(refused.bitmap) << width << "x" << height;
+    EXPECT_NE(refused.error.find("larger than its strips can hold"), std::string::npos) << refused.error;
+  }
 }
 
 TEST(ImageDecoderTest, RowLengthRuleIsTheCallers) {
