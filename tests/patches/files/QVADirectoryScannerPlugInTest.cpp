@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -84,6 +85,26 @@ TEST_F(DirectoryScannerTest, RescansOnRisingScanSignalOrInputChange) {
   EXPECT_EQ(run(), Strings{});
   patch_.setInputValue("inputDirectoryPath", Value(path("one.png")));
   EXPECT_EQ(run(), Strings{});
+}
+
+TEST_F(DirectoryScannerTest, AHundredThousandEntriesInOneScan) {
+  // Hard links to two files outside the folder: making 100,000 files of their own costs the file system
+  // far more than the scan, and one file takes at most 65,000 links.
+  std::ofstream(folder_ / "picture") << "x";
+  std::ofstream(folder_ / "text") << "x";
+  const std::string folder = (folder_ / "slides é").string() + "/";
+  for (int index = 0; index < 100000; ++index) {
+    const bool even = index % 2 == 0;
+    const std::string name = folder + std::to_string(index) + (even ? ".png" : ".txt");
+    ASSERT_EQ(::link((folder_ / (even ? "picture" : "text")).c_str(), name.c_str()), 0) << name;
+  }
+  patch_.setInputValue("inputDirectoryPath", Value(folder));
+  patch_.setInputValue("inputFileExtensions", Value("png"));
+  const Strings files = run();
+  ASSERT_EQ(files.size(), 50000u);
+  EXPECT_EQ(files.front(), path("0.png"));
+  EXPECT_EQ(files.back(), path("99998.png"));
+  EXPECT_EQ(std::adjacent_find(files.begin(), files.end()), files.end());
 }
 
 }  // namespace
