@@ -14,7 +14,10 @@ FrameCount FrameCount::resolve(const Composition& composition, std::optional<lon
   count.frameRate = frameRate.value_or(composition.frameRate());
   // Video files count time in millionths of a second at the finest.
   if (!(count.frameRate > 0) || !(count.frameRate <= 1e6)) {
-    throw CommandError("--fps must be a positive number up to 1000000");
+    throw CommandError(frameRate ? std::string("--fps must be a positive number up to 1000000")
+                                 : formatString("the composition's frame rate of %g is above 1000000; "
+                                                "choose one with --fps",
+                                                count.frameRate));
   }
   if (duration && (!(*duration >= 0) || !std::isfinite(*duration))) {
     throw CommandError("--duration must be a number of seconds, 0 or more");

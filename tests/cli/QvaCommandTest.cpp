@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "framework/PropertyList.h"
@@ -67,7 +68,10 @@ TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
 }
 
 TEST(QvaCommand, FrameRatesAndCountsBeyondReachAreRefusedByName) {
+  const std::string fast = ::testing::TempDir() + "qva-fast-" + std::to_string(getpid()) + ".qvc";
+  std::ofstream(fast) << R"({"format": "qva-composition/1", "fps": 2e6, "patches": []})";
   for (const auto& [arguments, message] : std::vector<std::pair<std::string, std::string>>{
+           {"run " + fast, "the composition's frame rate of 2e+06"},
            {"render --fps 1e300 --frames 3 -o " + ::testing::TempDir() + "unwritten.mov", "--fps must be"},
            {"render --fps 1e6 --duration 1e300", "too many frames"},
            {"run " + std::string(QVA_SOURCE_DIR) + "/examples/stopframes.qvc --fps inf", "--fps must be"},
@@ -76,6 +80,7 @@ TEST(QvaCommand, FrameRatesAndCountsBeyondReachAreRefusedByName) {
     EXPECT_EQ(result.status, 2) << arguments;
     EXPECT_NE(result.output.find(message), std::string::npos) << arguments << ": " << result.output;
   }
+  std::remove(fast.c_str());
 }
 
 TEST(QvaCommand, DriveAndDescribePrintJson) {
