@@ -168,9 +168,9 @@ int tiffMap(thandle_t, void**, toff_t*) {
 }
 void tiffUnmap(thandle_t, void*, toff_t) {}
 
-// The bytes of all the picture's coded strips or tiles, or none when one lies outside the data. A damaged
-// directory can claim a picture far larger than the file holds; it is refused before anything that size
-// is made.
+// The bytes of all the picture's coded strips or tiles, or none when there are none, or one is empty or
+// lies outside the data. A damaged directory can claim a picture far larger than the file holds; it is
+// refused before anything that size is made.
 std::optional<std::uint64_t> codedBytesWithinData(TIFF* tiff, std::size_t size) {
   const std::uint32_t count = TIFFIsTiled(tiff) ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
   std::uint64_t coded = 0;
