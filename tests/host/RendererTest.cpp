@@ -109,6 +109,21 @@ TEST_F(RendererTest, BillboardShowsImagesUprightWithPremultipliedBlending) {
   EXPECT_NEAR(replaced[3], 128, 1);
 }
 
+TEST_F(RendererTest, MagnifiedBillboardsAreFilteredLinearly) {
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  HostBillboard billboard;
+  billboard.setInputValue("inputImage", Value(halves()));
+  billboard.setInputValue("inputWidth", Value(2.0));
+  run(billboard);
+  // Each texel covers 16 columns; the two columns either side of the red/blue edge are blends.
+  const Pixel left = pixel(31, 18);
+  const Pixel right = pixel(32, 18);
+  EXPECT_NEAR(left[2], 135, 2);
+  EXPECT_NEAR(left[0], 60, 2);
+  EXPECT_NEAR(right[2], 120, 2);
+  EXPECT_NEAR(right[0], 68, 2);
+}
+
 TEST_F(RendererTest, BillboardTintMultipliesThePremultipliedImage) {
   HostBillboard billboard;
   billboard.setInputValue("inputImage", Value(halves()));

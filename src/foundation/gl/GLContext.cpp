@@ -89,10 +89,11 @@ EGLDisplay openDisplay(std::string& error) {
 }  // namespace
 
 GLContext::Creation GLContext::create() {
-  // Mesa's software rasterizer takes a "linear" shortcut for simple textured quads that is slower than
-  // its general path for the blended quads compositions draw (about a quarter of a frame in
-  // bench/RenderBench). Turn the shortcut off unless LP_PERF was chosen; other drivers ignore it.
-  setenv("LP_PERF", "no_linear", 0);
+  // Mesa's software rasterizer takes a "linear rasteriser" shortcut for simple textured quads that is
+  // slower than its general path for the large blended billboards compositions draw. Turn the shortcut
+  // off unless LP_PERF was chosen; other drivers ignore it. ("no_linear" would be wrong: it forces
+  // nearest-texel sampling everywhere.)
+  setenv("LP_PERF", "no_rast_linear", 0);
   // libepoxy aborts the process when it cannot find EGL; ask the loader first.
   void* library = dlopen("libEGL.so.1", RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) {

@@ -79,6 +79,24 @@ TEST_F(SpriteTest, ProgressiveImageIsCopiedUpright) {
   EXPECT_FLOAT_EQ(sprite().aspectRatio(), 1.0f);
 }
 
+// A red and a blue texel stretched over 8 columns blend linearly between their centres, and the texture
+// repeats, so the outer columns blend with the opposite edge.
+TEST_F(SpriteTest, MagnifiedImageIsFilteredLinearly) {
+  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputMipmapping", Value(true));
+  auto bitmap = Bitmap::allocate(2, 1, Bitmap::paddedRowBytes(2));
+  std::copy(red.begin(), red.end(), bitmap->row(0));
+  std::copy(blue.begin(), blue.end(), bitmap->row(0) + 4);
+  driver_->set("inputImage", Value(std::move(*bitmap).toImage()));
+  ASSERT_TRUE(driver_->frame(0));
+  const int blueShare[8] = {96, 32, 32, 96, 159, 223, 223, 159};
+  for (int x = 0; x < 8; ++x) {
+    const auto pixel = canvas_->pixel(x, 4);
+    EXPECT_NEAR(pixel[0], blueShare[x], 1) << x;
+    EXPECT_NEAR(pixel[2], 255 - blueShare[x], 1) << x;
+  }
+}
+
 TEST_F(SpriteTest, InterlacedSourceShowsOneFieldLineDoubled) {
   // Even lines red, odd lines blue: the even field (offset 0.75) takes the second line of each pair.
   const auto image = rowsImage(8, {red, blue, red, blue, red, blue, red, blue});
