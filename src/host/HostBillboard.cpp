@@ -2,9 +2,55 @@
 
 #include <epoxy/gl.h>
 
+#include <algorithm>
+#include <cmath>
+
 #include "foundation/gl/GLContext.h"
 
 namespace qva {
+
+namespace {
+
+// Whether the quad from (left, bottom) to (right, top) covers exactly width × height whole window pixels
+// under the current matrices and viewport. Then every pixel centre meets a texel centre, and nearest
+// sampling gives what linear sampling does from a quarter of the texel reads: artwork made at the
+// output's size is the common case, and large images are what costs most to draw.
+bool coversWholePixels(double left, double bottom, double right, double top, int width, int height) {
+  GLdouble projection[16];
+  GLdouble modelview[16];
+  GLint viewport[4];
+  glGetDoublev(GL_PROJECTION_MATRIX, projection);
+  glGetDoublev(GL_MODELVIEW_MATRIX, modelview);
+  glGetIntegerv(GL_VIEWPORT, viewport);
+  double m[16];  // projection × modelview, column-major
+  for (int column = 0; column < 4; ++column) {
+    for (int row = 0; row < 4; ++row) {
+      double sum = 0;
+      for (int k = 0; k < 4; ++k) {
+        sum += projection[k * 4 + row] * modelview[column * 4 + k];
+      }
+      m[column * 4 + row] = sum;
+    }
+  }
+  // A sub-texel offset below 1/10,000 is below any sampler's weight precision.
+  constexpr double tolerance = 1e-4;
+  const auto near = [](double a, double b) { return std::abs(a - b) < tolerance; };
+  if (!near(m[1], 0) || !near(m[4], 0) || !near(m[3], 0) || !near(m[7], 0) || !near(m[15], 1)) {
+    return false;  // turned or in perspective
+  }
+  const auto windowX = [&](double x) { return viewport[0] + (m[0] * x + m[12] + 1) * viewport[2] / 2; };
+  const auto windowY = [&](double y) { return viewport[1] + (m[5] * y + m[13] + 1) * viewport[3] / 2; };
+  const double x0 = windowX(left);
+  const double x1 = windowX(right);
+  const double y0 = windowY(bottom);
+  const double y1 = windowY(top);
+  const double startX = std::min(x0, x1);
+  const double startY = std::min(y0, y1);
+  return near(std::abs(x1 - x0), width) && near(std::abs(y1 - y0), height) &&
+         near(startX, std::round(startX)) && near(startY, std::round(startY));
+}
+
+}  // namespace
 
 const PatchClass& HostBillboard::patchClass() {
   static const PatchClass patchClass = [] {
@@ -69,8 +115,12 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   glDisable(GL_DEPTH_TEST);
   GLContext::bindTexture(*texture, 0, true);
   const GLenum target = GLContext::glTarget(texture->target);
-  glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  const GLint filter = coversWholePixels(x - width / 2, y - height / 2, x + width / 2, y + height / 2,
+                                         texture->width, texture->height)
+                           ? GL_NEAREST
+                           : GL_LINEAR;
+  glTexParameteri(target, GL_TEXTURE_MIN_FILTER, filter);
+  glTexParameteri(target, GL_TEXTURE_MAG_FILTER, filter);
   // The texture holds premultiplied colour, so the tint is premultiplied too.
   GLContext::tintTexturing(tint.red * tint.alpha, tint.green * tint.alpha, tint.blue * tint.alpha,
                            tint.alpha);

@@ -155,6 +155,16 @@ TEST_F(RendererTest, BillboardOfWidthZeroIsPixelForPixel) {
   EXPECT_EQ(pixel(30, 17)[2], 255);
   EXPECT_EQ(pixel(29, 17)[3], 0);
   EXPECT_EQ(pixel(30, 15)[3], 0);
+  EXPECT_EQ(pixel(31, 18), (Pixel{0, 0, 255, 255}));
+  EXPECT_EQ(pixel(32, 18), (Pixel{128, 0, 0, 128}));
+
+  // Half a pixel to the right, the columns at the red/blue edge take half of each.
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  billboard.setInputValue("inputX", Value(1.0 / 64));
+  run(billboard);
+  const Pixel edge = pixel(32, 18);
+  EXPECT_NEAR(edge[2], 128, 1);
+  EXPECT_NEAR(edge[0], 64, 1);
 }
 
 TEST_F(RendererTest, ClearPaintsItsColourAndWithoutGLFails) {
