@@ -87,7 +87,7 @@ TEST_F(RendererTest, FramesReadBackTopRowFirst) {
   EXPECT_EQ(pixel(32, 33), (Pixel{0, 0, 0, 0}));
 }
 
-TEST_F(RendererTest, BillboardShowsImagesUprightWithPremultipliedBlending) {
+TEST_F(RendererTest, BillboardShowsImagesUprightFilteredAndBlended) {
   renderer_->beginFrame(context_, Color{0, 1, 0, 1});
   HostBillboard billboard;
   billboard.setInputValue("inputImage", Value(halves()));
@@ -100,6 +100,13 @@ TEST_F(RendererTest, BillboardShowsImagesUprightWithPremultipliedBlending) {
   EXPECT_NEAR(over[1], 127, 2);
   EXPECT_EQ(over[3], 255);
   EXPECT_EQ(pixel(32, 0), (Pixel{0, 255, 0, 255}));
+  // Each texel covers 16 columns, filtered linearly: the columns either side of the red/blue edge blend.
+  const Pixel left = pixel(31, 18);
+  const Pixel right = pixel(32, 18);
+  EXPECT_NEAR(left[2], 135, 2);
+  EXPECT_NEAR(left[0], 60, 2);
+  EXPECT_NEAR(right[2], 120, 2);
+  EXPECT_NEAR(right[0], 68, 2);
 
   renderer_->beginFrame(context_, Color{0, 1, 0, 1});
   billboard.setInputValue("inputBlending", Value(std::uint32_t{0}));
@@ -107,21 +114,6 @@ TEST_F(RendererTest, BillboardShowsImagesUprightWithPremultipliedBlending) {
   const Pixel replaced = pixel(56, 18);
   EXPECT_EQ(replaced[1], 0);
   EXPECT_NEAR(replaced[3], 128, 1);
-}
-
-TEST_F(RendererTest, MagnifiedBillboardsAreFilteredLinearly) {
-  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
-  HostBillboard billboard;
-  billboard.setInputValue("inputImage", Value(halves()));
-  billboard.setInputValue("inputWidth", Value(2.0));
-  run(billboard);
-  // Each texel covers 16 columns; the two columns either side of the red/blue edge are blends.
-  const Pixel left = pixel(31, 18);
-  const Pixel right = pixel(32, 18);
-  EXPECT_NEAR(left[2], 135, 2);
-  EXPECT_NEAR(left[0], 60, 2);
-  EXPECT_NEAR(right[2], 120, 2);
-  EXPECT_NEAR(right[0], 68, 2);
 }
 
 TEST_F(RendererTest, BillboardTintMultipliesThePremultipliedImage) {
