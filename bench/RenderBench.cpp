@@ -1,5 +1,6 @@
 // Rendering speed: shape rasterisation at 1080p, a 1080p composition of three textured sprites and a
-// shape rendered and read back per frame (without output and into each video codec), and the demo
+// shape rendered and read back per frame (without output and into each video codec, and with billboards
+// in place of the sprites for comparison), and the demo
 // composition rendered and encoded as QuickTime Animation. Real time at 1080p50 is 50 frames a second.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -105,11 +106,11 @@ void BM_EmptyFrame(benchmark::State& state) {
 }
 BENCHMARK(BM_EmptyFrame)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// A 640×360 picture of bands, as a texture source for the sprites.
-ImageRef bandImage(std::uint8_t shade) {
-  auto bitmap = Bitmap::allocate(640, 360, Bitmap::paddedRowBytes(640));
-  for (int y = 0; y < 360; ++y) {
-    for (int x = 0; x < 640; ++x) {
+// A picture of bands, as a texture source for the layers.
+ImageRef bandImage(std::uint8_t shade, int width, int height) {
+  auto bitmap = Bitmap::allocate(width, height, Bitmap::paddedRowBytes(width));
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
       std::uint8_t* p = bitmap->row(y) + x * 4;
       p[0] = static_cast<std::uint8_t>(x / 3);
       p[1] = shade;
@@ -129,10 +130,18 @@ std::string scratchPath(const char* extension) {
       .string();
 }
 
-// Three sprites and a shape on a 1080p canvas, read back every frame; the first argument 0 writes
-// nowhere, the others encode with one of kCodecs; the second is 1 for the sprites' defaults (interlaced
-// source, trilinear sampling from mipmaps) and 0 for progressive sprites without mipmaps. Each sprite
-// prepares its texture once; the frames only draw, as they do while an image stays the same.
+// How BM_ThreeSpriteComposition draws its three moving pictures.
+enum class Layers : std::int64_t {
+  ProgressiveSprites,  // 640×360 images scaled to 576×324, bilinear, no mipmaps
+  DefaultSprites,      // the same with the sprite's defaults: interlaced source, trilinear from mipmaps
+  // 576×324 images drawn pixel for pixel on whole pixels, which samples nearest texels: the least a
+  // textured layer of that size costs the host, so a floor for the sprites' figures.
+  Billboards,
+};
+
+// Three textured layers and a shape on a 1080p canvas, read back every frame; the first argument 0
+// writes nowhere, the others encode with one of kCodecs; the second is a Layers. Each layer prepares
+// its texture once; the frames only draw, as they do while an image stays the same.
 void BM_ThreeSpriteComposition(benchmark::State& state) {
   auto creation = Renderer::create(kWidth, kHeight);
   if (!creation.renderer) {
@@ -153,22 +162,33 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
     }
     writer = std::move(opened.writer);
   }
-  std::vector<std::unique_ptr<QVATexturedSquarePlugIn>> sprites;
+  const auto layers = static_cast<Layers>(state.range(1));
+  std::vector<std::unique_ptr<Patch>> pictures;
   for (int i = 0; i < 3; ++i) {
-    auto sprite = std::make_unique<QVATexturedSquarePlugIn>();
-    sprite->setInputValue("inputImage", Value(bandImage(static_cast<std::uint8_t>(80 * i))));
-    sprite->setInputValue("inputWidth", Value(0.6));
-    sprite->setInputValue("inputHeight", Value(0.3375));
-    sprite->setInputValue("inputY", Value(0.3 - 0.3 * i));
-    sprite->setInputValue("inputColor", Value(Color{1, 1, 1, 1}));
-    sprite->setInputValue("inputBlending", Value(std::uint32_t{1}));
-    sprite->setInputValue("inputMipmapping", Value(state.range(1) != 0));
-    sprite->setInputValue("inputInterlaced", Value(state.range(1) != 0));
+    const auto shade = static_cast<std::uint8_t>(80 * i);
+    std::unique_ptr<Patch> picture;
+    if (layers == Layers::Billboards) {
+      picture = std::make_unique<HostBillboard>();
+      picture->setInputValue("inputImage", Value(bandImage(shade, 576, 324)));
+    } else {
+      const bool defaults = layers == Layers::DefaultSprites;
+      picture = std::make_unique<QVATexturedSquarePlugIn>();
+      picture->setInputValue("inputImage", Value(bandImage(shade, 640, 360)));
+      picture->setInputValue("inputWidth", Value(0.6));
+      picture->setInputValue("inputHeight", Value(0.3375));
+      picture->setInputValue("inputColor", Value(Color{1, 1, 1, 1}));
+      picture->setInputValue("inputBlending", Value(std::uint32_t{1}));
+      picture->setInputValue("inputMipmapping", Value(defaults));
+      picture->setInputValue("inputInterlaced", Value(defaults));
+    }
+    picture->setInputValue("inputY", Value(0.3 - 0.3 * i));
     renderer.beginFrame(context, Color{0, 0, 0, 0});
-    sprite->startExecution(context);
-    sprite->enableExecution(context);
-    sprites.push_back(std::move(sprite));
+    picture->startExecution(context);
+    picture->enableExecution(context);
+    pictures.push_back(std::move(picture));
   }
+  // Billboards move in whole pixels, so that they stay pixel for pixel.
+  const double step = layers == Layers::Billboards ? renderer.bounds().width / kWidth : 0;
   QCRoundedRectPlugIn shape;
   shape.setInputValue("inputWidth", Value(std::uint32_t{800}));
   shape.setInputValue("inputHeight", Value(std::uint32_t{160}));
@@ -182,9 +202,10 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
   const auto render = [&] {
     const double time = static_cast<double>(index++) / 50;
     renderer.beginFrame(context, Color{0.1, 0.1, 0.2, 1});
-    for (std::size_t i = 0; i < sprites.size(); ++i) {
-      sprites[i]->setInputValue("inputX", Value(-0.5 + 0.3 * static_cast<double>(i) + 0.1 * std::sin(time)));
-      runOnce(*sprites[i], context, time);
+    for (std::size_t i = 0; i < pictures.size(); ++i) {
+      const double x = -0.5 + 0.3 * static_cast<double>(i) + 0.1 * std::sin(time);
+      pictures[i]->setInputValue("inputX", Value(step > 0 ? std::round(x / step) * step : x));
+      runOnce(*pictures[i], context, time);
     }
     runOnce(billboard, context, time);
     renderer.readFrame(frame->bytes(), frame->rowBytes());
@@ -204,18 +225,20 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
     writer->finish();
     std::filesystem::remove(path);
   }
-  for (auto& sprite : sprites) {
-    sprite->stopExecution(context);
+  for (auto& picture : pictures) {
+    picture->stopExecution(context);
   }
-  state.SetLabel(std::string(codec == 0 ? "no output" : kCodecs[codec]) +
-                 (state.range(1) != 0 ? ", sprite defaults" : ", progressive, no mipmaps"));
+  const char* const layerNames[] = {", progressive sprites, no mipmaps", ", sprite defaults",
+                                    ", billboards pixel for pixel"};
+  state.SetLabel(std::string(codec == 0 ? "no output" : kCodecs[codec]) + layerNames[state.range(1)]);
   state.counters["fps"] =
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_ThreeSpriteComposition)
-    ->ArgsProduct({{0, 1, 2, 3, 4}, {1}})
-    ->Args({0, 0})
-    ->Args({1, 0})
+    ->ArgsProduct({{0, 1, 2, 3, 4}, {static_cast<std::int64_t>(Layers::DefaultSprites)}})
+    ->Args({0, static_cast<std::int64_t>(Layers::ProgressiveSprites)})
+    ->Args({1, static_cast<std::int64_t>(Layers::ProgressiveSprites)})
+    ->Args({0, static_cast<std::int64_t>(Layers::Billboards)})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
