@@ -1,7 +1,7 @@
 // Rendering speed: shape rasterisation at 1080p, a 1080p composition of three textured sprites and a
 // shape rendered and read back per frame (without output and into each video codec, and with billboards
-// in place of the sprites for comparison), and the demo
-// composition rendered and encoded as QuickTime Animation. Real time at 1080p50 is 50 frames a second.
+// in place of the sprites for comparison), and the demo composition rendered and encoded as QuickTime
+// Animation. Real time at 1080p50 is 50 frames a second.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
