@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "foundation/gl/GLContext.h"
 
@@ -50,6 +51,29 @@ bool coversWholePixels(double left, double bottom, double right, double top, int
          near(startX, std::round(startX)) && near(startY, std::round(startY));
 }
 
+// The billboard draws through GLSL rather than fixed-function texturing: Mesa's software rasterizer
+// has a fast path for axis-aligned quads whose fragment shader only reads a 2D BGRA texture (nearest
+// or bilinear) and perhaps multiplies it by a uniform, and its fixed-function shaders never qualify.
+// The multiply costs that path a third more, so white, the usual tint, has a shader without it.
+const char* const vertexShader =
+    "varying vec2 position;"
+    "void main() {"
+    "  gl_Position = ftransform();"
+    "  position = (gl_TextureMatrix[0] * gl_MultiTexCoord0).xy;"
+    "}";
+
+std::string fragmentShader(TextureTarget target, bool tinted) {
+  const bool rectangle = target == TextureTarget::Rectangle;
+  std::string source = rectangle ? "#extension GL_ARB_texture_rectangle : enable\n"
+                                   "uniform sampler2DRect image;"
+                                 : "uniform sampler2D image;";
+  source += tinted ? "uniform vec4 tint;" : "";
+  source += "varying vec2 position; void main() { gl_FragColor = ";
+  source += rectangle ? "texture2DRect(image, position)" : "texture2D(image, position)";
+  source += tinted ? " * tint; }" : "; }";
+  return source;
+}
+
 }  // namespace
 
 const PatchClass& HostBillboard::patchClass() {
@@ -85,7 +109,8 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   if (!image) {
     return true;
   }
-  const auto texture = gl->textureForImage(*image);
+  // Images without a texture of their own get a 2D one, which the fast path (see vertexShader) reads.
+  const auto texture = gl->textureForImage(*image, TextureTarget::Texture2D);
   if (!texture) {
     return true;
   }
@@ -97,6 +122,11 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   const double x = inputNumber("inputX");
   const double y = inputNumber("inputY");
   const Color tint = valueForInputKey("inputColor").colorValue().value_or(Color{1, 1, 1, 1});
+  const bool tinted = tint.red != 1 || tint.green != 1 || tint.blue != 1 || tint.alpha != 1;
+  const unsigned program = gl->program(vertexShader, fragmentShader(texture->target, tinted));
+  if (program == 0) {
+    return false;
+  }
 
   glPushAttrib(GL_ALL_ATTRIB_BITS);
   switch (inputIndex("inputBlending")) {
@@ -121,9 +151,16 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
                            : GL_LINEAR;
   glTexParameteri(target, GL_TEXTURE_MIN_FILTER, filter);
   glTexParameteri(target, GL_TEXTURE_MAG_FILTER, filter);
-  // The texture holds premultiplied colour, so the tint is premultiplied too.
-  GLContext::tintTexturing(tint.red * tint.alpha, tint.green * tint.alpha, tint.blue * tint.alpha,
-                           tint.alpha);
+  GLint previousProgram = 0;
+  glGetIntegerv(GL_CURRENT_PROGRAM, &previousProgram);
+  glUseProgram(program);
+  glUniform1i(glGetUniformLocation(program, "image"), 0);
+  if (tinted) {
+    // The texture holds premultiplied colour, so the tint is premultiplied too.
+    glUniform4f(glGetUniformLocation(program, "tint"), static_cast<GLfloat>(tint.red * tint.alpha),
+                static_cast<GLfloat>(tint.green * tint.alpha), static_cast<GLfloat>(tint.blue * tint.alpha),
+                static_cast<GLfloat>(tint.alpha));
+  }
   glBegin(GL_QUADS);
   glTexCoord2d(0, 0);
   glVertex2d(x - width / 2, y - height / 2);
@@ -134,6 +171,7 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   glTexCoord2d(0, 1);
   glVertex2d(x - width / 2, y + height / 2);
   glEnd();
+  glUseProgram(static_cast<GLuint>(previousProgram));
   GLContext::unbindTexture(*texture, 0);
   glPopAttrib();
   return GLContext::takeError() == 0;

@@ -159,6 +159,25 @@ TEST_F(RendererTest, BillboardOfWidthZeroIsPixelForPixel) {
   EXPECT_NEAR(edge[0], 64, 1);
 }
 
+// An image that comes with a rectangle texture of its own is drawn from it, pixel for pixel alike.
+TEST_F(RendererTest, BillboardDrawsImagesWithRectangleTexturesAlike) {
+  const ImageRef image = halves();
+  const auto texture = renderer_->gl().textureForImage(*image, TextureTarget::Rectangle);
+  ASSERT_TRUE(texture);
+  HostBillboard billboard;
+  billboard.setInputValue("inputImage", Value(ImageRef(std::make_shared<TextureImage>(*texture, nullptr))));
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  run(billboard);
+  EXPECT_EQ(pixel(31, 18), (Pixel{0, 0, 255, 255}));
+  EXPECT_EQ(pixel(32, 17), (Pixel{128, 0, 0, 128}));
+  EXPECT_EQ(pixel(29, 17)[3], 0);
+  billboard.setInputValue("inputColor", Value(Color{0, 0, 1, 0.5}));
+  renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+  run(billboard);
+  EXPECT_EQ(pixel(31, 18)[2], 0);
+  EXPECT_NEAR(pixel(32, 17)[0], 64, 1);
+}
+
 TEST_F(RendererTest, ClearPaintsItsColourAndWithoutGLFails) {
   renderer_->beginFrame(context_, Color{0, 0, 0, 0});
   HostClear clear;

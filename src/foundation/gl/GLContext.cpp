@@ -4,7 +4,7 @@
 #include <epoxy/egl.h>
 #include <epoxy/gl.h>
 
-#include <cstdlib>
+#include <array>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -19,14 +19,17 @@ class GLContext::Converted final : public Image::Representation {
  public:
   explicit Converted(std::weak_ptr<bool> alive) : alive_(std::move(alive)) {}
   ~Converted() override {
-    if (texture.name != 0 && !alive_.expired()) {
-      glDeleteTextures(1, &texture.name);
+    for (TextureView& texture : textures) {
+      if (texture.name != 0 && !alive_.expired()) {
+        glDeleteTextures(1, &texture.name);
+      }
     }
   }
   Converted(const Converted&) = delete;
   Converted& operator=(const Converted&) = delete;
 
-  TextureView texture;
+  // One texture of each kind, indexed by TextureTarget.
+  std::array<TextureView, 2> textures;
   std::optional<Bitmap> pixels;
 
  private:
@@ -86,14 +89,46 @@ EGLDisplay openDisplay(std::string& error) {
   return EGL_NO_DISPLAY;
 }
 
+// Compiles one shader; 0 when the driver refuses it.
+GLuint compileShader(GLenum kind, const std::string& source) {
+  const GLuint shader = glCreateShader(kind);
+  const char* text = source.c_str();
+  glShaderSource(shader, 1, &text, nullptr);
+  glCompileShader(shader);
+  GLint compiled = GL_FALSE;
+  glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
+  if (compiled != GL_TRUE) {
+    glDeleteShader(shader);
+    return 0;
+  }
+  return shader;
+}
+
+GLuint linkProgram(const std::string& vertexSource, const std::string& fragmentSource) {
+  const GLuint vertex = compileShader(GL_VERTEX_SHADER, vertexSource);
+  const GLuint fragment = compileShader(GL_FRAGMENT_SHADER, fragmentSource);
+  GLuint program = 0;
+  if (vertex != 0 && fragment != 0) {
+    program = glCreateProgram();
+    glAttachShader(program, vertex);
+    glAttachShader(program, fragment);
+    glLinkProgram(program);
+    GLint linked = GL_FALSE;
+    glGetProgramiv(program, GL_LINK_STATUS, &linked);
+    if (linked != GL_TRUE) {
+      glDeleteProgram(program);
+      program = 0;
+    }
+  }
+  // A linked program keeps what it needs; the shader objects go with it.
+  glDeleteShader(vertex);
+  glDeleteShader(fragment);
+  return program;
+}
+
 }  // namespace
 
 GLContext::Creation GLContext::create() {
-  // Mesa's software rasterizer takes a "linear rasteriser" shortcut for simple textured quads that is
-  // slower than its general path for the large blended billboards compositions draw. Turn the shortcut
-  // off unless LP_PERF was chosen; other drivers ignore it. ("no_linear" would be wrong: it forces
-  // nearest-texel sampling everywhere.)
-  setenv("LP_PERF", "no_rast_linear", 0);
   // libepoxy aborts the process when it cannot find EGL; ask the loader first.
   void* library = dlopen("libEGL.so.1", RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) {
@@ -174,6 +209,16 @@ void GLContext::tintTexturing(double red, double green, double blue, double alph
   glColor4d(red, green, blue, alpha);
 }
 
+unsigned GLContext::program(const std::string& vertexSource, const std::string& fragmentSource) {
+  auto key = std::make_pair(vertexSource, fragmentSource);
+  if (const auto found = programs_.find(key); found != programs_.end()) {
+    return found->second;
+  }
+  const unsigned linked = linkProgram(vertexSource, fragmentSource);
+  programs_.emplace(std::move(key), linked);
+  return linked;
+}
+
 unsigned GLContext::takeError() {
   const GLenum first = glGetError();
   if (first != GL_NO_ERROR) {
@@ -195,7 +240,7 @@ GLContext::Converted& GLContext::converted(const Image& image) {
   return result;
 }
 
-std::optional<TextureView> GLContext::textureForImage(const Image& image) {
+std::optional<TextureView> GLContext::textureForImage(const Image& image, TextureTarget target) {
   if (auto own = image.texture()) {
     return own;
   }
@@ -204,33 +249,37 @@ std::optional<TextureView> GLContext::textureForImage(const Image& image) {
   if (width <= 0 || height <= 0) {
     return std::nullopt;
   }
-  Converted& cache = converted(image);
-  if (cache.texture.name != 0) {
-    return cache.texture;
+  TextureView& made = converted(image).textures[static_cast<std::size_t>(target)];
+  if (made.name != 0) {
+    return made;
   }
+  const GLenum glTexture = glTarget(target);
   glPushAttrib(GL_ALL_ATTRIB_BITS);
   glPushClientAttrib(GL_CLIENT_ALL_ATTRIB_BITS);
   takeError();
   if (auto pixels = image.pixelBuffer(); pixels && pixels->rowBytes % 4 == 0) {
     GLint maximum = 0;
-    glGetIntegerv(GL_MAX_RECTANGLE_TEXTURE_SIZE, &maximum);
+    glGetIntegerv(target == TextureTarget::Rectangle ? GL_MAX_RECTANGLE_TEXTURE_SIZE : GL_MAX_TEXTURE_SIZE,
+                  &maximum);
     if (width <= maximum && height <= maximum) {
       GLuint name = 0;
       glGenTextures(1, &name);
-      glBindTexture(GL_TEXTURE_RECTANGLE, name);
-      glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-      glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-      glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-      glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+      glBindTexture(glTexture, name);
+      glTexParameteri(glTexture, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+      glTexParameteri(glTexture, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+      glTexParameteri(glTexture, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+      glTexParameteri(glTexture, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
       glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
       glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(pixels->rowBytes / 4));
-      glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA8, width, height, 0, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV,
+      // Unsized RGBA lets the driver keep the BGRA words as they are (see Framebuffer::create): the
+      // upload is a copy, and Mesa's fast path for plain textured quads reads only BGRA textures.
+      glTexImage2D(glTexture, 0, GL_RGBA, width, height, 0, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV,
                    pixels->bytes);
-      cache.texture = {name, TextureTarget::Rectangle, width, height, true};
+      made = {name, target, width, height, true};
     }
   } else if (image.canRender()) {
-    if (auto target = Framebuffer::create(width, height, TextureTarget::Rectangle, false)) {
-      target->bind();
+    if (auto framebuffer = Framebuffer::create(width, height, target, false)) {
+      framebuffer->bind();
       glMatrixMode(GL_PROJECTION);
       glPushMatrix();
       glLoadIdentity();
@@ -244,23 +293,23 @@ std::optional<TextureView> GLContext::textureForImage(const Image& image) {
       glPopMatrix();
       glMatrixMode(GL_MODELVIEW);
       glPopMatrix();
-      target->unbind();
+      framebuffer->unbind();
       if (drawn) {
-        cache.texture = target->texture();
-        target->releaseTexture();
+        made = framebuffer->texture();
+        framebuffer->releaseTexture();
       }
     }
   }
   glPopClientAttrib();
   glPopAttrib();
-  if (takeError() != 0 && cache.texture.name != 0) {
-    glDeleteTextures(1, &cache.texture.name);
-    cache.texture = {};
+  if (takeError() != 0 && made.name != 0) {
+    glDeleteTextures(1, &made.name);
+    made = {};
   }
-  if (cache.texture.name == 0) {
+  if (made.name == 0) {
     return std::nullopt;
   }
-  return cache.texture;
+  return made;
 }
 
 std::optional<PixelBufferView> GLContext::pixelsForImage(const Image& image) {

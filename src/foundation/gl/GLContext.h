@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "framework/Image.h"
 
@@ -34,9 +36,11 @@ class GLContext {
   // differently than they do on a GPU.
   bool drawsOnProcessor() const;
 
-  // The image as a texture: its own, or an upload of its pixels (a rectangle texture, first row at the
-  // top), or a rendering of a drawn image; nothing for an image of no pixels or when drawing fails.
-  std::optional<TextureView> textureForImage(const Image& image);
+  // The image as a texture: its own, or else one of the given kind, made once and kept with the image:
+  // an upload of its pixels (first row at the top) or a rendering of a drawn image. Nothing for an
+  // image of no pixels or when drawing fails.
+  std::optional<TextureView> textureForImage(const Image& image,
+                                             TextureTarget target = TextureTarget::Rectangle);
   // The image's pixels: its own, or read back from its texture or drawing.
   std::optional<PixelBufferView> pixelsForImage(const Image& image);
 
@@ -51,6 +55,10 @@ class GLContext {
   // instead: the same pixels, and the software rasterizer no longer interpolates the colour at every
   // pixel, which costs a fifth of a textured quad.
   static void tintTexturing(double red, double green, double blue, double alpha);
+
+  // A program of the two GLSL texts, compiled and linked once and kept as long as the context; 0 when
+  // the driver refuses them.
+  unsigned program(const std::string& vertexSource, const std::string& fragmentSource);
 
   // Errors pending in the context, cleared; 0 when there was none.
   static unsigned takeError();
@@ -72,6 +80,7 @@ class GLContext {
   Binding previous_;
   // Lets cached textures of images that outlive the context know not to touch it.
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  std::map<std::pair<std::string, std::string>, unsigned> programs_;
 };
 
 }  // namespace qva

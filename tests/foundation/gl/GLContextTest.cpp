@@ -1,6 +1,8 @@
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "foundation/gl/Framebuffer.h"
 #include "foundation/gl/GLContext.h"
 #include "foundation/image/Bitmap.h"
@@ -65,18 +67,23 @@ TEST_F(GLContextTest, DescribesTheDriver) {
 
 TEST_F(GLContextTest, UploadAndReadBackKeepPixelsAndOrientation) {
   const ImageRef image = quadrants();
-  const auto texture = gl_->textureForImage(*image);
-  ASSERT_TRUE(texture);
-  EXPECT_EQ(texture->target, TextureTarget::Rectangle);
-  EXPECT_TRUE(texture->flipped);
-  // The conversion is kept with the image.
-  EXPECT_EQ(gl_->textureForImage(*image)->name, texture->name);
-
-  // A second image that only has the texture reads back the same pixels.
-  const auto wrapped = std::make_shared<TextureImage>(*texture, nullptr);
-  const auto pixels = gl_->pixelsForImage(*wrapped);
-  ASSERT_TRUE(pixels);
-  expectQuadrants(*pixels);
+  const auto rectangle = gl_->textureForImage(*image);
+  ASSERT_TRUE(rectangle);
+  EXPECT_EQ(rectangle->target, TextureTarget::Rectangle);
+  const auto planar = gl_->textureForImage(*image, TextureTarget::Texture2D);
+  ASSERT_TRUE(planar);
+  EXPECT_EQ(planar->target, TextureTarget::Texture2D);
+  EXPECT_NE(planar->name, rectangle->name);
+  for (const auto& texture : {*rectangle, *planar}) {
+    EXPECT_TRUE(texture.flipped);
+    // Each conversion is kept with the image.
+    EXPECT_EQ(gl_->textureForImage(*image, texture.target)->name, texture.name);
+    // A second image that only has the texture reads back the same pixels.
+    const auto wrapped = std::make_shared<TextureImage>(texture, nullptr);
+    const auto pixels = gl_->pixelsForImage(*wrapped);
+    ASSERT_TRUE(pixels);
+    expectQuadrants(*pixels);
+  }
 }
 
 TEST_F(GLContextTest, BindingShowsEveryTextureUprightInAFramebuffer) {
@@ -124,6 +131,16 @@ TEST_F(GLContextTest, DrawnImagesRenderOnceIntoTheirOwnTexture) {
   ASSERT_TRUE(gl_->textureForImage(*image));
   ASSERT_TRUE(gl_->pixelsForImage(*image));
   EXPECT_EQ(image->renders, 1);
+}
+
+TEST_F(GLContextTest, ProgramsAreBuiltOnceAndRefusedTextGivesNone) {
+  const std::string vertex = "void main() { gl_Position = ftransform(); }";
+  const std::string fragment = "uniform vec4 colour; void main() { gl_FragColor = colour; }";
+  const unsigned program = gl_->program(vertex, fragment);
+  EXPECT_NE(program, 0u);
+  EXPECT_EQ(gl_->program(vertex, fragment), program);
+  EXPECT_EQ(gl_->program(vertex, "void main() { gl_FragColor = undeclared; }"), 0u);
+  EXPECT_EQ(GLContext::takeError(), 0u);
 }
 
 TEST_F(GLContextTest, EmptyAndOversizedTargetsAreRefused) {
