@@ -316,10 +316,18 @@ std::optional<PixelBufferView> GLContext::pixelsForImage(const Image& image) {
   if (auto own = image.pixelBuffer()) {
     return own;
   }
-  if (auto* cached = dynamic_cast<Converted*>(image.convertedRepresentation()); cached && cached->pixels) {
-    return cached->pixels->view();
+  // Reads back a texture the image already has, so that a drawn image is not drawn again.
+  TextureTarget kind = TextureTarget::Rectangle;
+  if (auto* cached = dynamic_cast<Converted*>(image.convertedRepresentation())) {
+    if (cached->pixels) {
+      return cached->pixels->view();
+    }
+    if (cached->textures[static_cast<std::size_t>(TextureTarget::Rectangle)].name == 0 &&
+        cached->textures[static_cast<std::size_t>(TextureTarget::Texture2D)].name != 0) {
+      kind = TextureTarget::Texture2D;
+    }
   }
-  const auto texture = textureForImage(image);
+  const auto texture = textureForImage(image, kind);
   if (!texture) {
     return std::nullopt;
   }

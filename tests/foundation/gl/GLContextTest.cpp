@@ -131,6 +131,15 @@ TEST_F(GLContextTest, DrawnImagesRenderOnceIntoTheirOwnTexture) {
   ASSERT_TRUE(gl_->textureForImage(*image));
   ASSERT_TRUE(gl_->pixelsForImage(*image));
   EXPECT_EQ(image->renders, 1);
+
+  // Read back after it was drawn into a 2D texture, it is read from that one.
+  const auto shown = std::make_shared<HalfRedImage>();
+  ASSERT_TRUE(gl_->textureForImage(*shown, TextureTarget::Texture2D));
+  const auto shownPixels = gl_->pixelsForImage(*shown);
+  ASSERT_TRUE(shownPixels);
+  EXPECT_EQ(shownPixels->bytes[2], 255);
+  EXPECT_EQ(shownPixels->bytes[15], 0);
+  EXPECT_EQ(shown->renders, 1);
 }
 
 TEST_F(GLContextTest, ProgramsAreBuiltOnceAndRefusedTextGivesNone) {
