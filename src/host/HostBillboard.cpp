@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <string>
 
 #include "foundation/gl/GLContext.h"
+#include "foundation/gl/WindowTransform.h"
 
 namespace qva {
 
@@ -17,61 +17,21 @@ namespace {
 // sampling gives what linear sampling does from a quarter of the texel reads: artwork made at the
 // output's size is the common case, and large images are what costs most to draw.
 bool coversWholePixels(double left, double bottom, double right, double top, int width, int height) {
-  GLdouble projection[16];
-  GLdouble modelview[16];
-  GLint viewport[4];
-  glGetDoublev(GL_PROJECTION_MATRIX, projection);
-  glGetDoublev(GL_MODELVIEW_MATRIX, modelview);
-  glGetIntegerv(GL_VIEWPORT, viewport);
-  double m[16];  // projection × modelview, column-major
-  for (int column = 0; column < 4; ++column) {
-    for (int row = 0; row < 4; ++row) {
-      double sum = 0;
-      for (int k = 0; k < 4; ++k) {
-        sum += projection[k * 4 + row] * modelview[column * 4 + k];
-      }
-      m[column * 4 + row] = sum;
-    }
-  }
+  const auto transform = WindowTransform::current();
   // A sub-texel offset below 1/10,000 is below any sampler's weight precision.
   constexpr double tolerance = 1e-4;
   const auto near = [](double a, double b) { return std::abs(a - b) < tolerance; };
-  if (!near(m[1], 0) || !near(m[4], 0) || !near(m[3], 0) || !near(m[7], 0) || !near(m[15], 1)) {
-    return false;  // turned or in perspective
+  if (!transform || !near(transform->xy, 0) || !near(transform->yx, 0)) {
+    return false;  // in perspective or turned
   }
-  const auto windowX = [&](double x) { return viewport[0] + (m[0] * x + m[12] + 1) * viewport[2] / 2; };
-  const auto windowY = [&](double y) { return viewport[1] + (m[5] * y + m[13] + 1) * viewport[3] / 2; };
-  const double x0 = windowX(left);
-  const double x1 = windowX(right);
-  const double y0 = windowY(bottom);
-  const double y1 = windowY(top);
+  const double x0 = transform->xx * left + transform->x0;
+  const double x1 = transform->xx * right + transform->x0;
+  const double y0 = transform->yy * bottom + transform->y0;
+  const double y1 = transform->yy * top + transform->y0;
   const double startX = std::min(x0, x1);
   const double startY = std::min(y0, y1);
   return near(std::abs(x1 - x0), width) && near(std::abs(y1 - y0), height) &&
          near(startX, std::round(startX)) && near(startY, std::round(startY));
-}
-
-// The billboard draws through GLSL rather than fixed-function texturing: Mesa's software rasterizer
-// has a fast path for axis-aligned quads whose fragment shader only reads a 2D BGRA texture (nearest
-// or bilinear) and perhaps multiplies it by a uniform, and its fixed-function shaders never qualify.
-// The multiply costs that path a third more, so white, the usual tint, has a shader without it.
-const char* const vertexShader =
-    "varying vec2 position;"
-    "void main() {"
-    "  gl_Position = ftransform();"
-    "  position = (gl_TextureMatrix[0] * gl_MultiTexCoord0).xy;"
-    "}";
-
-std::string fragmentShader(TextureTarget target, bool tinted) {
-  const bool rectangle = target == TextureTarget::Rectangle;
-  std::string source = rectangle ? "#extension GL_ARB_texture_rectangle : enable\n"
-                                   "uniform sampler2DRect image;"
-                                 : "uniform sampler2D image;";
-  source += tinted ? "uniform vec4 tint;" : "";
-  source += "varying vec2 position; void main() { gl_FragColor = ";
-  source += rectangle ? "texture2DRect(image, position)" : "texture2D(image, position)";
-  source += tinted ? " * tint; }" : "; }";
-  return source;
 }
 
 }  // namespace
@@ -123,7 +83,8 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   const double y = inputNumber("inputY");
   const Color tint = valueForInputKey("inputColor").colorValue().value_or(Color{1, 1, 1, 1});
   const bool tinted = tint.red != 1 || tint.green != 1 || tint.blue != 1 || tint.alpha != 1;
-  const unsigned program = gl->program(vertexShader, fragmentShader(texture->target, tinted));
+  // Through GLSL rather than fixed-function texturing: see GLContext::texturingProgram.
+  const unsigned program = gl->texturingProgram(texture->target, tinted);
   if (program == 0) {
     return false;
   }

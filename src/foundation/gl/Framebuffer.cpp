@@ -32,9 +32,7 @@ std::optional<Framebuffer> Framebuffer::create(int width, int height, TextureTar
   glTexParameteri(glTarget, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
   glTexParameteri(glTarget, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
   glTexParameteri(glTarget, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-  // Unsized RGBA with BGRA words lets the driver store BGRA, 8 bits a channel, so that reading the
-  // pixels back as BGRA is a plain copy; a sized RGBA8 request gets RGBA storage and a swizzle per read.
-  glTexImage2D(glTarget, 0, GL_RGBA, width, height, 0, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, nullptr);
+  GLContext::specifyTexture(glTarget, width, height, nullptr);
   glBindTexture(glTarget, static_cast<GLuint>(previousTexture));
   GLint previousFramebuffer = 0;
   glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &previousFramebuffer);

@@ -219,6 +219,28 @@ unsigned GLContext::program(const std::string& vertexSource, const std::string& 
   return linked;
 }
 
+void GLContext::specifyTexture(unsigned target, int width, int height, const void* bgra) {
+  glTexImage2D(target, 0, GL_RGBA, width, height, 0, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, bgra);
+}
+
+unsigned GLContext::texturingProgram(TextureTarget target, bool tinted) {
+  static const std::string vertex =
+      "varying vec2 position;"
+      "void main() {"
+      "  gl_Position = ftransform();"
+      "  position = (gl_TextureMatrix[0] * gl_MultiTexCoord0).xy;"
+      "}";
+  const bool rectangle = target == TextureTarget::Rectangle;
+  std::string fragment = rectangle ? "#extension GL_ARB_texture_rectangle : enable\n"
+                                     "uniform sampler2DRect image;"
+                                   : "uniform sampler2D image;";
+  fragment += tinted ? "uniform vec4 tint;" : "";
+  fragment += "varying vec2 position; void main() { gl_FragColor = ";
+  fragment += rectangle ? "texture2DRect(image, position)" : "texture2D(image, position)";
+  fragment += tinted ? " * tint; }" : "; }";
+  return program(vertex, fragment);
+}
+
 unsigned GLContext::takeError() {
   const GLenum first = glGetError();
   if (first != GL_NO_ERROR) {
@@ -271,10 +293,7 @@ std::optional<TextureView> GLContext::textureForImage(const Image& image, Textur
       glTexParameteri(glTexture, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
       glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
       glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(pixels->rowBytes / 4));
-      // Unsized RGBA lets the driver keep the BGRA words as they are (see Framebuffer::create): the
-      // upload is a copy, and Mesa's fast path for plain textured quads reads only BGRA textures.
-      glTexImage2D(glTexture, 0, GL_RGBA, width, height, 0, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV,
-                   pixels->bytes);
+      specifyTexture(glTexture, width, height, pixels->bytes);
       made = {name, target, width, height, true};
     }
   } else if (image.canRender()) {

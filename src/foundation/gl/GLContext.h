@@ -55,10 +55,22 @@ class GLContext {
   // instead: the same pixels, and the software rasterizer no longer interpolates the colour at every
   // pixel, which costs a fifth of a textured quad.
   static void tintTexturing(double red, double green, double blue, double alpha);
+  // Gives the texture bound to the target width × height texels of 8 bits a channel: the given
+  // premultiplied BGRA words (rows of width words), or undefined content for null. Unsized RGBA with
+  // BGRA words lets the driver store BGRA, so uploads and reads as BGRA are plain copies and Mesa's
+  // fast path for textured quads can read the texture; a sized RGBA8 request gets RGBA storage.
+  static void specifyTexture(unsigned target, int width, int height, const void* bgra);
 
   // A program of the two GLSL texts, compiled and linked once and kept as long as the context; 0 when
   // the driver refuses them.
   unsigned program(const std::string& vertexSource, const std::string& fragmentSource);
+  // A program that draws the texture of the target on unit 0 (sampler uniform "image") at unit 0's
+  // transformed texture coordinates, multiplied by the uniform vec4 "tint" when tinted: the pixels of
+  // fixed-function texturing with the replace or modulate function. Mesa's software rasterizer has a
+  // fast path for axis-aligned quads whose fragment shader only reads a 2D BGRA texture (nearest or
+  // linear, no mipmaps) and perhaps multiplies it by a uniform; fixed-function shaders never qualify,
+  // and the multiply costs that path a third more.
+  unsigned texturingProgram(TextureTarget target, bool tinted);
 
   // Errors pending in the context, cleared; 0 when there was none.
   static unsigned takeError();

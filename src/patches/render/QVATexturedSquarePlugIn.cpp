@@ -2,9 +2,12 @@
 
 #include <epoxy/gl.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "foundation/gl/GLContext.h"
+#include "foundation/gl/WindowTransform.h"
 #include "framework/StringFormat.h"
 
 namespace qva {
@@ -51,6 +54,52 @@ unsigned compileShader(GLenum kind, const char* source) {
   glCompileShader(shader);
   QVATexturedSquarePlugIn::printInfoLog(shader, __FILE__, __LINE__);
   return shader;
+}
+
+// The colour the texture is multiplied by, clamped to [0, 1] as GL clamps a vertex colour.
+struct Tint {
+  explicit Tint(const Color& color)
+      : red(clampUnit(color.red)),
+        green(clampUnit(color.green)),
+        blue(clampUnit(color.blue)),
+        alpha(clampUnit(color.alpha)) {}
+  bool white() const { return red == 1 && green == 1 && blue == 1 && alpha == 1; }
+  static float clampUnit(double value) { return static_cast<float>(std::clamp(value, 0.0, 1.0)); }
+
+  float red;
+  float green;
+  float blue;
+  float alpha;
+};
+
+// Whether GL samples the texture (textureWidth × textureHeight texels) over the sprite's quad (w × h,
+// centred on the modelview's origin, texture coordinates 0 to 1 across it) with the magnifying filter:
+// where the level of detail, log2 of the longest texel step per window pixel plus the bias, is at most
+// 0. Under an affine map that step is the same at every pixel; in perspective the answer is no.
+bool magnifies(double w, double h, std::uint32_t textureWidth, std::uint32_t textureHeight, double bias) {
+  const auto window = WindowTransform::current();
+  GLdouble texture[16];
+  glGetDoublev(GL_TEXTURE_MATRIX, texture);
+  if (!window || texture[3] != 0 || texture[7] != 0 || texture[15] != 1) {
+    return false;
+  }
+  const double determinant = window->xx * window->yy - window->xy * window->yx;
+  if (determinant == 0 || w == 0 || h == 0) {
+    return false;
+  }
+  // Object units per window pixel along x and along y: the columns of the inverse linear map.
+  const double alongX[2] = {window->yy / determinant, -window->yx / determinant};
+  const double alongY[2] = {-window->xy / determinant, window->xx / determinant};
+  // s runs from 0 to 1 across the width and t from 1 to 0 up the height, then the texture matrix.
+  const auto texelStep = [&](const double(&step)[2]) {
+    const double s = step[0] / w;
+    const double t = -step[1] / h;
+    return std::hypot((texture[0] * s + texture[4] * t) * textureWidth,
+                      (texture[1] * s + texture[5] * t) * textureHeight);
+  };
+  const double rho = std::max(texelStep(alongX), texelStep(alongY));
+  // A level of detail above 0 by a millionth gives the next level less weight than a sampler resolves.
+  return std::log2(rho) + bias <= 1e-6;
 }
 
 }  // namespace
@@ -238,8 +287,8 @@ bool QVATexturedSquarePlugIn::createTexture(ExecutionContext& context, const std
     glGenTextures(1, &_textureName);
     glHint(GL_GENERATE_MIPMAP_HINT, GL_NICEST);
     glBindTexture(GL_TEXTURE_2D, _textureName);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, texture->width, texture->height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
-                 nullptr);
+    // RGBA, 8 bits a channel, stored in the order the fast path for textured quads reads.
+    GLContext::specifyTexture(GL_TEXTURE_2D, texture->width, texture->height, nullptr);
     glGenFramebuffers(1, &_fboName);
     glGetIntegerv(GL_FRAMEBUFFER_BINDING, &bound);
     _oldfboname = static_cast<std::uint32_t>(bound);
@@ -382,12 +431,9 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   glRotated(inputNumber("inputRotZ"), 0, 0, 1);
   glTexEnvf(GL_TEXTURE_FILTER_CONTROL, GL_TEXTURE_LOD_BIAS,
             static_cast<GLfloat>(inputNumber("inputLODbias")));
-  if (withArguments) {
-    GLContext::tintTexturing(opacity, opacity, opacity, alpha);
-  } else {
-    const Color color = valueForInputKey("inputColor").colorValue().value_or(Color{1, 1, 1, 1});
-    GLContext::tintTexturing(color.red, color.green, color.blue, color.alpha);
-  }
+  const Tint tint(withArguments ? Color{opacity, opacity, opacity, alpha}
+                                : valueForInputKey("inputColor").colorValue().value_or(Color{1, 1, 1, 1}));
+  GLContext::tintTexturing(tint.red, tint.green, tint.blue, tint.alpha);
   glEnable(GL_POLYGON_SMOOTH);
   glHint(GL_POLYGON_SMOOTH_HINT, GL_NICEST);
   switch (inputIndex("inputDepth")) {
@@ -424,6 +470,28 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
       break;
   }
   glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+  if (_prepared.mipmapped) {
+    // Where GL would sample with the magnifying filter anyway, saying so lets the quad take the
+    // software rasterizer's fast path, which reads no mipmaps.
+    // GL clamps the bias to its maximum (unknown, and so not applied, when execution was enabled
+    // without GL).
+    const double limit = _maxLODbias > 0 ? _maxLODbias : HUGE_VAL;
+    const double bias = std::clamp(inputNumber("inputLODbias"), -limit, limit);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
+                    magnifies(w, h, _fboWidth, _fboHeight, bias) ? GL_LINEAR : GL_LINEAR_MIPMAP_LINEAR);
+  }
+  // The same pixels as the texture environment set above, through GLSL for the fast path (see
+  // GLContext::texturingProgram); without the program the environment draws.
+  const unsigned program = context.glContext()->texturingProgram(TextureTarget::Texture2D, !tint.white());
+  GLint previousProgram = 0;
+  glGetIntegerv(GL_CURRENT_PROGRAM, &previousProgram);
+  glUseProgram(program);
+  if (program != 0) {
+    glUniform1i(glGetUniformLocation(program, "image"), 0);
+    if (!tint.white()) {
+      glUniform4f(glGetUniformLocation(program, "tint"), tint.red, tint.green, tint.blue, tint.alpha);
+    }
+  }
   if (!videoRenderer) {
     videoRenderer = QVALumoRunVideoRenderer::createWithContext(context.glContext(), TextureTarget::Texture2D);
   }
@@ -443,6 +511,7 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   glTexCoord2d(1, 1);
   glVertex3d(w / 2, -h / 2, 0);
   glEnd();
+  glUseProgram(static_cast<GLuint>(previousProgram));
   videoRenderer->afterRender();
   glMatrixMode(GL_MODELVIEW);
   glPopMatrix();

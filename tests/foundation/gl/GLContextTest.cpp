@@ -1,25 +1,19 @@
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 #include "foundation/gl/Framebuffer.h"
 #include "foundation/gl/GLContext.h"
 #include "foundation/image/Bitmap.h"
+#include "support/GLTest.h"
 
 namespace qva {
 namespace {
 
-class GLContextTest : public ::testing::Test {
+class GLContextTest : public GLTest {
  protected:
-  void SetUp() override {
-    auto creation = GLContext::create();
-    if (!creation.context) {
-      GTEST_SKIP() << creation.error;
-    }
-    gl_ = std::move(creation.context);
-  }
-
   // A 2×2 image: red, green over blue, half-transparent white (premultiplied BGRA).
   static ImageRef quadrants() {
     auto bitmap = Bitmap::allocate(2, 2, Bitmap::paddedRowBytes(2));
@@ -41,8 +35,6 @@ class GLContextTest : public ::testing::Test {
       }
     }
   }
-
-  std::unique_ptr<GLContext> gl_;
 };
 
 // An image drawn on demand: its left half red, its right half transparent.
@@ -149,6 +141,17 @@ TEST_F(GLContextTest, ProgramsAreBuiltOnceAndRefusedTextGivesNone) {
   EXPECT_NE(program, 0u);
   EXPECT_EQ(gl_->program(vertex, fragment), program);
   EXPECT_EQ(gl_->program(vertex, "void main() { gl_FragColor = undeclared; }"), 0u);
+  // The texturing programs: one for each target, tinted or not, each built once.
+  std::set<unsigned> texturing;
+  for (const TextureTarget target : {TextureTarget::Texture2D, TextureTarget::Rectangle}) {
+    for (const bool tinted : {false, true}) {
+      const unsigned made = gl_->texturingProgram(target, tinted);
+      EXPECT_NE(made, 0u);
+      EXPECT_EQ(gl_->texturingProgram(target, tinted), made);
+      texturing.insert(made);
+    }
+  }
+  EXPECT_EQ(texturing.size(), 4u);
   EXPECT_EQ(GLContext::takeError(), 0u);
 }
 

@@ -190,6 +190,65 @@ TEST_F(SpriteTest, PerFrameArgumentsReplaceTheColour) {
   canvas_->begin(driver_->context());
   ASSERT_TRUE(driver_->frame(1));
   EXPECT_EQ(canvas_->pixel(4, 4)[2], 0);
+  // The colour is clamped as a vertex colour is: an alpha of 2 does not make half-covered red opaque.
+  const std::array<std::uint8_t, 4> halfRed{0, 0, 128, 128};
+  driver_->set("inputImage", Value(rowsImage(8, std::vector(8, halfRed))));
+  canvas_->begin(driver_->context());
+  ASSERT_TRUE(driver_->frame(2, Arguments{{"opacity", 1.0}, {"alpha", 2.0}}));
+  EXPECT_NEAR(canvas_->pixel(4, 4)[2], 64, 1);
+}
+
+// GL samples with the magnifying filter wherever the level of detail is at most 0, whatever the
+// minifying filter; the sprite then draws without mipmaps, and must give the same pixels.
+TEST_F(SpriteTest, MipmapsServeOnlyWhereTheImageIsMinified) {
+  // Red and blue texels alternate, so the second mipmap level is an even purple.
+  auto bitmap = Bitmap::allocate(8, 8, Bitmap::paddedRowBytes(8));
+  for (int y = 0; y < 8; ++y) {
+    for (int x = 0; x < 8; ++x) {
+      const auto& colour = (x + y) % 2 == 0 ? red : blue;
+      std::copy(colour.begin(), colour.end(), bitmap->row(y) + x * 4);
+    }
+  }
+  driver_->set("inputImage", Value(std::move(*bitmap).toImage()));
+  driver_->set("inputInterlaced", Value(false));
+  int frame = 0;
+  const auto pixels = [&](bool mipmapping) {
+    driver_->set("inputMipmapping", Value(mipmapping));
+    canvas_->begin(driver_->context());
+    EXPECT_TRUE(driver_->frame(frame++));
+    std::vector<std::array<int, 4>> all;
+    for (int y = 0; y < 8; ++y) {
+      for (int x = 0; x < 8; ++x) {
+        all.push_back(canvas_->pixel(x, y));
+      }
+    }
+    return all;
+  };
+  struct View {
+    double size;  // 2 shows the image at its own size
+    double rotation;
+    double bias;
+  };
+  const auto show = [&](const View& view) {
+    driver_->set("inputWidth", Value(view.size));
+    driver_->set("inputHeight", Value(view.size));
+    driver_->set("inputRotZ", Value(view.rotation));
+    driver_->set("inputLODbias", Value(view.bias));
+  };
+  // At its own size, larger, turned at its own size, and halved with a bias of a level back.
+  for (const View& view : {View{2, 0, 0}, View{4, 0, 0}, View{2, 30, 0}, View{1, 0, -1}}) {
+    show(view);
+    EXPECT_EQ(pixels(true), pixels(false)) << view.size << " " << view.rotation << " " << view.bias;
+  }
+  // Slightly or well smaller, turned or not, or at its own size with a bias of a level.
+  for (const View& view : {View{1.9, 0, 0}, View{1.5, 0, 0}, View{1.5, 30, 0}, View{2, 0, 1}}) {
+    show(view);
+    EXPECT_NE(pixels(true), pixels(false)) << view.size << " " << view.rotation << " " << view.bias;
+  }
+  // The biased level is the even purple.
+  const auto purple = pixels(true)[27];
+  EXPECT_NEAR(purple[0], 128, 2);
+  EXPECT_NEAR(purple[2], 128, 2);
 }
 
 TEST_F(SpriteTest, ZeroWidthFollowsTheImageAspect) {
