@@ -7,10 +7,12 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "cli/CommandError.h"
 #include "cli/DemoComposition.h"
 #include "cli/FrameCount.h"
+#include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/image/Bitmap.h"
@@ -61,6 +63,8 @@ void drawProgress(long long done, long long total) {
 }
 
 void render(const RenderOptions& options) {
+  // From before the output exists, so that an interrupt never leaves an unfinished file.
+  const InterruptRequest interrupt;
   const Composition composition = options.compositionPath.empty()
                                       ? Composition::parse(demoCompositionText(), "demo.qvc")
                                       : Composition::load(options.compositionPath);
@@ -97,6 +101,17 @@ void render(const RenderOptions& options) {
   };
   const auto start = std::chrono::steady_clock::now();
   for (long long index = 0; index < frames; ++index) {
+    if (const int signal = interrupt.received(); signal != 0) {
+      // Leaving here without finishing the output removes an unfinished video file; frames written as
+      // PNG files stay, each of them whole.
+      graph.stop();
+      if (progress) {
+        std::fprintf(stderr, "\n");
+      }
+      throw CommandError("interrupted after " + std::to_string(index) + " of " + std::to_string(frames) +
+                             " frames (an unfinished video file is not kept)",
+                         128 + signal);
+    }
     // Frames are drawn straight into the output's queue.
     const std::string error = output.writeFrameFilledBy(
         width, height, [&](Bitmap& frame) { return frameRenderer.render(index, scene, frame); });

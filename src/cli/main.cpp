@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
     return 2;
   } catch (const qva::CommandError& error) {
     std::fprintf(stderr, "qva: %s\n", error.what());
-    return 2;
+    return error.status();
   } catch (const std::exception& error) {
     std::fprintf(stderr, "qva: internal error: %s\n", error.what());
     return 2;

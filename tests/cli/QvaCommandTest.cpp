@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include "framework/PropertyList.h"
 
@@ -130,6 +135,43 @@ TEST(QvaCommand, RenderWritesInterlacedVideo) {
   EXPECT_GT(std::ftell(video), 0);
   std::fclose(video);
   std::remove(path.c_str());
+}
+
+// Ctrl-C during a render stops it between frames, with the conventional status, and takes the
+// unfinished video file with it.
+TEST(QvaCommand, InterruptedRenderLeavesNoVideoBehind) {
+  const std::filesystem::path folder =
+      std::filesystem::path(::testing::TempDir()) / ("qva-interrupted-" + std::to_string(getpid()));
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder);
+  const std::string qva = std::string(QVA_BINARY_DIR) + "/src/cli/qva";
+  const std::string output = (folder / "long.mov").string();
+  const char* const arguments[] = {qva.c_str(), "render", "--size",       "320x180", "--frames",
+                                   "100000",    "-o",     output.c_str(), nullptr};
+  pid_t child = 0;
+  ASSERT_EQ(posix_spawn(&child, qva.c_str(), nullptr, nullptr, const_cast<char* const*>(arguments), environ),
+            0);
+  // Wait until frames are being written, or the command has ended (without GL it fails at once).
+  int status = 0;
+  bool ended = false;
+  for (int i = 0; i < 600 && !ended; ++i) {
+    if (!std::filesystem::is_empty(folder)) {
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ended = waitpid(child, &status, WNOHANG) == child;
+  }
+  if (ended) {
+    std::filesystem::remove_all(folder);
+    GTEST_SKIP() << "qva render ended before it was interrupted (no OpenGL?), status " << status;
+  }
+  ASSERT_FALSE(std::filesystem::is_empty(folder)) << "no output file appeared";
+  kill(child, SIGINT);
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status)) << "ended by a signal instead of stopping";
+  EXPECT_EQ(WEXITSTATUS(status), 128 + SIGINT);
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace
