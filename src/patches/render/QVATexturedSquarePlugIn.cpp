@@ -481,8 +481,10 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
                     magnifies(w, h, _fboWidth, _fboHeight, bias) ? GL_LINEAR : GL_LINEAR_MIPMAP_LINEAR);
   }
   // The same pixels as the texture environment set above, through GLSL for the fast path (see
-  // GLContext::texturingProgram); without the program the environment draws.
-  const unsigned program = context.glContext()->texturingProgram(TextureTarget::Texture2D, !tint.white());
+  // GLContext::texturingProgram); without the program the environment draws, and without a texture
+  // the quad is plain colour.
+  const unsigned program =
+      _textureName != 0 ? context.glContext()->texturingProgram(TextureTarget::Texture2D, !tint.white()) : 0;
   GLint previousProgram = 0;
   glGetIntegerv(GL_CURRENT_PROGRAM, &previousProgram);
   glUseProgram(program);

@@ -69,6 +69,16 @@ TEST_F(SpriteTest, WithoutImageDrawsNothingAndWithoutGLFails) {
   EXPECT_FALSE(bare.frame(0));
 }
 
+// An image without pixels gives no texture: the quad is drawn in its colour alone.
+TEST_F(SpriteTest, ImageWithoutTextureLeavesAPlainQuad) {
+  auto empty = Bitmap::allocate(0, 4, 16);
+  driver_->set("inputImage", Value(std::move(*empty).toImage()));
+  driver_->set("inputColor", Value(Color{0, 1, 0, 1}));
+  ASSERT_TRUE(driver_->frame(0));
+  EXPECT_EQ(sprite().textureName(), 0u);
+  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{0, 255, 0, 255}));
+}
+
 TEST_F(SpriteTest, ProgressiveImageIsCopiedUpright) {
   driver_->set("inputInterlaced", Value(false));
   driver_->set("inputImage", Value(rowsImage(8, {red, red, red, red, blue, blue, blue, blue})));
