@@ -472,9 +472,8 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
   if (_prepared.mipmapped) {
     // Where GL would sample with the magnifying filter anyway, saying so lets the quad take the
-    // software rasterizer's fast path, which reads no mipmaps.
-    // GL clamps the bias to its maximum (unknown, and so not applied, when execution was enabled
-    // without GL).
+    // software rasterizer's fast path, which reads no mipmaps. GL clamps the bias to its maximum
+    // (unknown, and so not applied, when execution was enabled without GL).
     const double limit = _maxLODbias > 0 ? _maxLODbias : HUGE_VAL;
     const double bias = std::clamp(inputNumber("inputLODbias"), -limit, limit);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
