@@ -69,7 +69,8 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   if (!image) {
     return true;
   }
-  // Images without a texture of their own get a 2D one, which the fast path (see vertexShader) reads.
+  // Images without a texture of their own get a 2D one, which the fast path reads (see
+  // GLContext::texturingProgram).
   const auto texture = gl->textureForImage(*image, TextureTarget::Texture2D);
   if (!texture) {
     return true;
