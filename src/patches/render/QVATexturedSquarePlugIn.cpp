@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 
 #include "foundation/gl/GLContext.h"
+#include "foundation/gl/PrefilteredTexture.h"
 #include "foundation/gl/WindowTransform.h"
 #include "framework/StringFormat.h"
 
@@ -72,20 +74,21 @@ struct Tint {
   float alpha;
 };
 
-// Whether GL samples the texture (textureWidth × textureHeight texels) over the sprite's quad (w × h,
-// centred on the modelview's origin, texture coordinates 0 to 1 across it) with the magnifying filter:
-// where the level of detail, log2 of the longest texel step per window pixel plus the bias, is at most
-// 0. Under an affine map that step is the same at every pixel; in perspective the answer is no.
-bool magnifies(double w, double h, std::uint32_t textureWidth, std::uint32_t textureHeight, double bias) {
+// GL's level of detail for the texture (textureWidth × textureHeight texels) over the sprite's quad
+// (w × h, centred on the modelview's origin, texture coordinates 0 to 1 across it): log2 of the longest
+// texel step per window pixel, plus the bias. Under an affine map that step is the same at every pixel;
+// in perspective it is not, and there is no one answer.
+std::optional<double> levelOfDetail(double w, double h, std::uint32_t textureWidth,
+                                    std::uint32_t textureHeight, double bias) {
   const auto window = WindowTransform::current();
   GLdouble texture[16];
   glGetDoublev(GL_TEXTURE_MATRIX, texture);
   if (!window || texture[3] != 0 || texture[7] != 0 || texture[15] != 1) {
-    return false;
+    return std::nullopt;
   }
   const double determinant = window->xx * window->yy - window->xy * window->yx;
   if (determinant == 0 || w == 0 || h == 0) {
-    return false;
+    return std::nullopt;
   }
   // Object units per window pixel along x and along y: the columns of the inverse linear map.
   const double alongX[2] = {window->yy / determinant, -window->yx / determinant};
@@ -97,9 +100,15 @@ bool magnifies(double w, double h, std::uint32_t textureWidth, std::uint32_t tex
     return std::hypot((texture[0] * s + texture[4] * t) * textureWidth,
                       (texture[1] * s + texture[5] * t) * textureHeight);
   };
-  const double rho = std::max(texelStep(alongX), texelStep(alongY));
-  // A level of detail above 0 by a millionth gives the next level less weight than a sampler resolves.
-  return std::log2(rho) + bias <= 1e-6;
+  return std::log2(std::max(texelStep(alongX), texelStep(alongY))) + bias;
+}
+
+constexpr GLdouble kIdentityMatrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+
+// A level of detail above 0 by a millionth gives the next level less weight than a sampler resolves,
+// so GL's magnifying filter gives the same pixels.
+bool magnified(std::optional<double> levelOfDetail) {
+  return levelOfDetail && *levelOfDetail <= 1e-6;
 }
 
 }  // namespace
@@ -360,7 +369,47 @@ bool QVATexturedSquarePlugIn::createTexture(ExecutionContext& context, const std
   }
   printOGLError(__FILE__, __LINE__);
   _prepared = wanted;
+  _prefiltered.reset();
+  _steadyLevelOfDetail.reset();
   return true;
+}
+
+const PrefilteredTexture* QVATexturedSquarePlugIn::filterMipmaps(double w, double h) {
+  // GL clamps the bias to its maximum (unknown, and so not applied, when execution was enabled
+  // without GL).
+  const double limit = _maxLODbias > 0 ? _maxLODbias : HUGE_VAL;
+  const double bias = std::clamp(inputNumber("inputLODbias"), -limit, limit);
+  const auto detail = levelOfDetail(w, h, _fboWidth, _fboHeight, bias);
+  // Where GL would sample with the magnifying filter anyway, saying so lets the quad take the
+  // software rasterizer's fast path, which reads no mipmaps.
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
+                  magnified(detail) ? GL_LINEAR : GL_LINEAR_MIPMAP_LINEAR);
+  // Where the level of detail is the same at every pixel, clamping to it gives GL's exact value: the
+  // driver may approximate its own (Mesa's software rasterizer by up to a tenth of a level), and a
+  // bake, which has the exact value, would then differ from the frames around it. The anisotropic
+  // filter chooses its level differently.
+  const bool anisotropic = inputIndex("inputAnisotropy") > 1;
+  const bool pinned = detail && !anisotropic;
+  glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, pinned ? static_cast<GLfloat>(*detail) : -1000.0f);
+  glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, pinned ? static_cast<GLfloat>(*detail) : 1000.0f);
+
+  // Baking costs about two draws, so only a texture drawn at the same level of detail as the frame
+  // before is baked; a zooming sprite, or video, keeps sampling the mipmaps. The bake holds the
+  // texture's coordinates from 0 to 1 only, which the quad spans under an identity texture matrix.
+  GLdouble textureMatrix[16];
+  glGetDoublev(GL_TEXTURE_MATRIX, textureMatrix);
+  const bool identity = std::equal(std::begin(textureMatrix), std::end(textureMatrix),
+                                   std::begin(kIdentityMatrix), std::end(kIdentityMatrix));
+  const bool steady = pinned && detail == _steadyLevelOfDetail && !magnified(detail) && identity;
+  _steadyLevelOfDetail = detail;
+  if (!steady) {
+    return nullptr;
+  }
+  if (!_prefiltered || _prefiltered->levelOfDetail() != *detail) {
+    _prefiltered = PrefilteredTexture::bake(_textureName, static_cast<int>(_fboWidth),
+                                            static_cast<int>(_fboHeight), *detail);
+  }
+  return _prefiltered ? &*_prefiltered : nullptr;
 }
 
 bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/,
@@ -470,14 +519,13 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
       break;
   }
   glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-  if (_prepared.mipmapped) {
-    // Where GL would sample with the magnifying filter anyway, saying so lets the quad take the
-    // software rasterizer's fast path, which reads no mipmaps. GL clamps the bias to its maximum
-    // (unknown, and so not applied, when execution was enabled without GL).
-    const double limit = _maxLODbias > 0 ? _maxLODbias : HUGE_VAL;
-    const double bias = std::clamp(inputNumber("inputLODbias"), -limit, limit);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
-                    magnifies(w, h, _fboWidth, _fboHeight, bias) ? GL_LINEAR : GL_LINEAR_MIPMAP_LINEAR);
+  const PrefilteredTexture* prefiltered = _prepared.mipmapped ? filterMipmaps(w, h) : nullptr;
+  _drewPrefiltered = prefiltered != nullptr;
+  if (prefiltered != nullptr) {
+    glBindTexture(GL_TEXTURE_2D, prefiltered->texture());
+    glMatrixMode(GL_TEXTURE);
+    glPushMatrix();
+    prefiltered->loadTextureMatrix();
   }
   // The same pixels as the texture environment set above, through GLSL for the fast path (see
   // GLContext::texturingProgram); without the program the environment draws, and without a texture
@@ -514,6 +562,10 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   glEnd();
   glUseProgram(static_cast<GLuint>(previousProgram));
   videoRenderer->afterRender();
+  if (prefiltered != nullptr) {
+    glMatrixMode(GL_TEXTURE);
+    glPopMatrix();
+  }
   glMatrixMode(GL_MODELVIEW);
   glPopMatrix();
   glMatrixMode(static_cast<GLenum>(matrixMode));
@@ -537,6 +589,8 @@ void QVATexturedSquarePlugIn::stopExecution(ExecutionContext& /*context*/) {
   }
   _fboWidth = _fboHeight = 0;
   _prepared = {};
+  _prefiltered.reset();
+  _steadyLevelOfDetail.reset();
   if (sp != 0) {
     glDeleteProgram(sp);
     sp = 0;

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
+#include "foundation/gl/PrefilteredTexture.h"
 #include "framework/Patch.h"
 #include "patches/render/QVALumoRunVideoRenderer.h"
 
@@ -43,6 +45,8 @@ class QVATexturedSquarePlugIn final : public Patch {
   float aspectRatio() const { return _aspectRatio; }
   std::int32_t maxAnisotropy() const { return _maxAnisotropy; }
   float maxLODbias() const { return _maxLODbias; }
+  // Whether the last frame drew the texture's filter baked (see PrefilteredTexture).
+  bool drewPrefiltered() const { return _drewPrefiltered; }
 
  private:
   std::uint32_t _textureName = 0;
@@ -68,6 +72,15 @@ class QVATexturedSquarePlugIn final : public Patch {
     bool operator==(const Prepared&) const = default;
   };
   Prepared _prepared;
+
+  // Sets the mipmapped texture's filtering for this frame's quad (w × h): the texture's trilinear
+  // filter baked at a level of detail the quad keeps (see PrefilteredTexture), or null where the
+  // texture itself is to be drawn.
+  const PrefilteredTexture* filterMipmaps(double w, double h);
+  std::optional<PrefilteredTexture> _prefiltered;
+  // The level of detail of the last frame, while the texture stays the same.
+  std::optional<double> _steadyLevelOfDetail;
+  bool _drewPrefiltered = false;
 };
 
 }  // namespace qva

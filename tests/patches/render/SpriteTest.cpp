@@ -1,3 +1,4 @@
+#include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
 #include "RenderCanvas.h"
@@ -259,6 +260,67 @@ TEST_F(SpriteTest, MipmapsServeOnlyWhereTheImageIsMinified) {
   const auto purple = pixels(true)[27];
   EXPECT_NEAR(purple[0], 128, 2);
   EXPECT_NEAR(purple[2], 128, 2);
+}
+
+// A sprite that keeps its size draws its mipmaps baked from the second frame on (a cheaper path to the
+// same filter); one that changes size draws them directly again, and is baked anew once it stays.
+TEST_F(SpriteTest, SteadySpritesDrawTheSameFilterBaked) {
+  auto bitmap = Bitmap::allocate(16, 16, Bitmap::paddedRowBytes(16));
+  std::uint32_t noise = 12345;
+  for (int y = 0; y < 16; ++y) {
+    for (int x = 0; x < 16; ++x) {
+      noise = noise * 1103515245u + 12345u;
+      const std::array<std::uint8_t, 4> texel{static_cast<std::uint8_t>(noise >> 8),
+                                              static_cast<std::uint8_t>(noise >> 16),
+                                              static_cast<std::uint8_t>(noise >> 24), 255};
+      std::copy(texel.begin(), texel.end(), bitmap->row(y) + x * 4);
+    }
+  }
+  driver_->set("inputImage", Value(std::move(*bitmap).toImage()));
+  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputMipmapping", Value(true));
+  int frame = 0;
+  const auto pixels = [&] {
+    canvas_->begin(driver_->context());
+    EXPECT_TRUE(driver_->frame(frame++));
+    std::vector<std::array<int, 4>> all;
+    for (int y = 0; y < 8; ++y) {
+      for (int x = 0; x < 8; ++x) {
+        all.push_back(canvas_->pixel(x, y));
+      }
+    }
+    return all;
+  };
+  const auto close = [](const auto& a, const auto& b) {
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      for (std::size_t c = 0; c < 4; ++c) {
+        if (std::abs(a[i][c] - b[i][c]) > 2) {
+          return false;
+        }
+      }
+    }
+    return true;
+  };
+  // 16 texels on 12 pixels (more than the canvas shows), then on 3.2: levels of detail of 0.4 and 2.3.
+  for (const double size : {3.0, 0.8}) {
+    driver_->set("inputWidth", Value(size));
+    driver_->set("inputHeight", Value(size));
+    const auto direct = pixels();
+    EXPECT_FALSE(sprite().drewPrefiltered()) << size;
+    const auto baked = pixels();
+    EXPECT_TRUE(sprite().drewPrefiltered()) << size;
+    EXPECT_TRUE(close(direct, baked)) << size;
+  }
+  // The frame leaves the texture matrix as it found it.
+  GLdouble textureMatrix[16];
+  glGetDoublev(GL_TEXTURE_MATRIX, textureMatrix);
+  EXPECT_EQ(textureMatrix[0], 1);
+  EXPECT_EQ(textureMatrix[12], 0);
+  // An anisotropic filter chooses its own level, so it is not baked.
+  driver_->set("inputAnisotropy", Value(std::uint32_t{4}));
+  pixels();
+  pixels();
+  EXPECT_FALSE(sprite().drewPrefiltered());
 }
 
 TEST_F(SpriteTest, ZeroWidthFollowsTheImageAspect) {
