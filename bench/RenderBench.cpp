@@ -133,7 +133,12 @@ std::string scratchPath(const char* extension) {
 // How BM_ThreeSpriteComposition draws its three moving pictures.
 enum class Layers : std::int64_t {
   ProgressiveSprites,  // 640×360 images scaled to 576×324, bilinear, no mipmaps
-  DefaultSprites,      // the same with the sprite's defaults: interlaced source, trilinear from mipmaps
+  // The same with the sprite's defaults: interlaced source, trilinear from mipmaps. The sprites keep
+  // their size, so from their second frame on they draw the filter baked (see PrefilteredTexture).
+  DefaultSprites,
+  // Default sprites whose size changes every frame, so that the filter is never baked (see
+  // PrefilteredTexture) and the driver samples the mipmaps at every pixel.
+  ZoomingSprites,
   // 576×324 images drawn pixel for pixel on whole pixels, which samples nearest texels: the least a
   // textured layer of that size costs the host, so a floor for the sprites' figures.
   Billboards,
@@ -171,7 +176,7 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
       picture = std::make_unique<HostBillboard>();
       picture->setInputValue("inputImage", Value(bandImage(shade, 576, 324)));
     } else {
-      const bool defaults = layers == Layers::DefaultSprites;
+      const bool defaults = layers != Layers::ProgressiveSprites;
       picture = std::make_unique<QVATexturedSquarePlugIn>();
       picture->setInputValue("inputImage", Value(bandImage(shade, 640, 360)));
       picture->setInputValue("inputWidth", Value(0.6));
@@ -205,6 +210,11 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
     for (std::size_t i = 0; i < pictures.size(); ++i) {
       const double x = -0.5 + 0.3 * static_cast<double>(i) + 0.1 * std::sin(time);
       pictures[i]->setInputValue("inputX", Value(step > 0 ? std::round(x / step) * step : x));
+      if (layers == Layers::ZoomingSprites) {
+        const double zoom = 1 + 0.05 * std::sin(time);
+        pictures[i]->setInputValue("inputWidth", Value(0.6 * zoom));
+        pictures[i]->setInputValue("inputHeight", Value(0.3375 * zoom));
+      }
       runOnce(*pictures[i], context, time);
     }
     runOnce(billboard, context, time);
@@ -229,7 +239,7 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
     picture->stopExecution(context);
   }
   const char* const layerNames[] = {", progressive sprites, no mipmaps", ", sprite defaults",
-                                    ", billboards pixel for pixel"};
+                                    ", sprite defaults zooming", ", billboards pixel for pixel"};
   state.SetLabel(std::string(codec == 0 ? "no output" : kCodecs[codec]) + layerNames[state.range(1)]);
   state.counters["fps"] =
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
@@ -238,6 +248,7 @@ BENCHMARK(BM_ThreeSpriteComposition)
     ->ArgsProduct({{0, 1, 2, 3, 4}, {static_cast<std::int64_t>(Layers::DefaultSprites)}})
     ->Args({0, static_cast<std::int64_t>(Layers::ProgressiveSprites)})
     ->Args({1, static_cast<std::int64_t>(Layers::ProgressiveSprites)})
+    ->Args({0, static_cast<std::int64_t>(Layers::ZoomingSprites)})
     ->Args({0, static_cast<std::int64_t>(Layers::Billboards)})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();

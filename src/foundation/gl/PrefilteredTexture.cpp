@@ -20,7 +20,8 @@ std::optional<PrefilteredTexture> PrefilteredTexture::bake(std::uint32_t source,
   const int level = static_cast<int>(std::floor(levelOfDetail));
   const int levelWidth = width >> level;
   const int levelHeight = height >> level;
-  if (levelWidth < 2 || levelHeight < 2 || levelWidth % 2 != 0 || levelHeight % 2 != 0) {
+  if (levelWidth < 2 || levelHeight < 2 || levelWidth % 2 != 0 || levelHeight % 2 != 0 ||
+      (2.0 * levelWidth + 1) * (2.0 * levelHeight + 1) > kMaximumTexels) {
     return std::nullopt;
   }
   // The filter on the source's coordinates from 0 to 1 is bilinear on the cells of a grid of half

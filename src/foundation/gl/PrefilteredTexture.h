@@ -16,10 +16,14 @@ namespace qva {
 // level n's size, so it pays while the texture and its level of detail stay the same.
 class PrefilteredTexture {
  public:
+  // A bake holds four times the texels of its level; beyond this (64 MB) the memory costs more than
+  // the bake saves.
+  static constexpr double kMaximumTexels = 1 << 24;
+
   // Bakes the source (width × height texels at level 0, mipmaps complete) at a level of detail.
   // Nothing where the bake would not be the filter: a level of detail at or below 0, where GL magnifies;
-  // a level n with an odd side; or a target the driver refuses. The current framebuffer, viewport, matrices,
-  // program and texture state stay.
+  // a level n with an odd side; a bake of more than kMaximumTexels; or a target the driver refuses. The
+  // current framebuffer, viewport, matrices, program and texture state stay.
   static std::optional<PrefilteredTexture> bake(std::uint32_t source, int width, int height,
                                                 double levelOfDetail);
 
