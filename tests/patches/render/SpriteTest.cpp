@@ -46,9 +46,22 @@ class SpriteTest : public ::testing::Test {
     }
   }
   QVATexturedSquarePlugIn& sprite() { return static_cast<QVATexturedSquarePlugIn&>(driver_->patch()); }
+  // Draws the next frame on a cleared canvas and gives all its pixels, row by row.
+  std::vector<std::array<int, 4>> drawFrame() {
+    canvas_->begin(driver_->context());
+    EXPECT_TRUE(driver_->frame(frame_++));
+    std::vector<std::array<int, 4>> all;
+    for (int y = 0; y < 8; ++y) {
+      for (int x = 0; x < 8; ++x) {
+        all.push_back(canvas_->pixel(x, y));
+      }
+    }
+    return all;
+  }
 
   std::unique_ptr<RenderCanvas> canvas_;
   std::unique_ptr<PatchDriver> driver_;
+  int frame_ = 0;
 };
 
 TEST_F(SpriteTest, ClassAndPortOrder) {
@@ -148,32 +161,27 @@ TEST_F(SpriteTest, PreparedTextureFollowsEveryChangeOfImageMaskAndMode) {
   const auto stripes = rowsImage(8, {red, blue, red, blue, red, blue, red, blue});
   const std::array<std::uint8_t, 4> clear{0, 0, 0, 0};
   const auto topHidden = rowsImage(8, {clear, clear, clear, clear, red, red, red, red});
-  int frame = 0;
-  const auto draw = [&] {
-    canvas_->begin(driver_->context());
-    EXPECT_TRUE(driver_->frame(frame++));
-  };
   driver_->set("inputInterlaced", Value(false));
   driver_->set("inputImage", Value(rowsImage(8, std::vector(8, red))));
-  draw();
-  draw();
+  drawFrame();
+  drawFrame();
   EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{0, 0, 255, 255}));
   driver_->set("inputImage", Value(rowsImage(8, std::vector(8, blue))));
-  draw();
+  drawFrame();
   EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{255, 0, 0, 255}));
   driver_->set("inputMask", Value(topHidden));
-  draw();
+  drawFrame();
   EXPECT_EQ(canvas_->pixel(4, 1)[3], 0);
   driver_->set("inputMask", Value(ImageRef()));
-  draw();
+  drawFrame();
   EXPECT_EQ(canvas_->pixel(4, 1), (std::array<int, 4>{255, 0, 0, 255}));
   // The same image read progressively, then as the odd field: lines alternate, then all red.
   driver_->set("inputImage", Value(stripes));
-  draw();
+  drawFrame();
   EXPECT_NE(canvas_->pixel(4, 1), canvas_->pixel(4, 2));
   driver_->set("inputInterlaced", Value(true));
   driver_->set("inputFieldEven", Value(false));
-  draw();
+  drawFrame();
   EXPECT_EQ(canvas_->pixel(4, 1), (std::array<int, 4>{0, 0, 255, 255}));
   EXPECT_EQ(canvas_->pixel(4, 2), (std::array<int, 4>{0, 0, 255, 255}));
 }
@@ -222,18 +230,9 @@ TEST_F(SpriteTest, MipmapsServeOnlyWhereTheImageIsMinified) {
   }
   driver_->set("inputImage", Value(std::move(*bitmap).toImage()));
   driver_->set("inputInterlaced", Value(false));
-  int frame = 0;
   const auto pixels = [&](bool mipmapping) {
     driver_->set("inputMipmapping", Value(mipmapping));
-    canvas_->begin(driver_->context());
-    EXPECT_TRUE(driver_->frame(frame++));
-    std::vector<std::array<int, 4>> all;
-    for (int y = 0; y < 8; ++y) {
-      for (int x = 0; x < 8; ++x) {
-        all.push_back(canvas_->pixel(x, y));
-      }
-    }
-    return all;
+    return drawFrame();
   };
   struct View {
     double size;  // 2 shows the image at its own size
@@ -279,18 +278,6 @@ TEST_F(SpriteTest, SteadySpritesDrawTheSameFilterBaked) {
   driver_->set("inputImage", Value(std::move(*bitmap).toImage()));
   driver_->set("inputInterlaced", Value(false));
   driver_->set("inputMipmapping", Value(true));
-  int frame = 0;
-  const auto pixels = [&] {
-    canvas_->begin(driver_->context());
-    EXPECT_TRUE(driver_->frame(frame++));
-    std::vector<std::array<int, 4>> all;
-    for (int y = 0; y < 8; ++y) {
-      for (int x = 0; x < 8; ++x) {
-        all.push_back(canvas_->pixel(x, y));
-      }
-    }
-    return all;
-  };
   const auto close = [](const auto& a, const auto& b) {
     for (std::size_t i = 0; i < a.size(); ++i) {
       for (std::size_t c = 0; c < 4; ++c) {
@@ -305,9 +292,9 @@ TEST_F(SpriteTest, SteadySpritesDrawTheSameFilterBaked) {
   for (const double size : {3.0, 0.8}) {
     driver_->set("inputWidth", Value(size));
     driver_->set("inputHeight", Value(size));
-    const auto direct = pixels();
+    const auto direct = drawFrame();
     EXPECT_FALSE(sprite().drewPrefiltered()) << size;
-    const auto baked = pixels();
+    const auto baked = drawFrame();
     EXPECT_TRUE(sprite().drewPrefiltered()) << size;
     EXPECT_TRUE(close(direct, baked)) << size;
   }
@@ -318,8 +305,8 @@ TEST_F(SpriteTest, SteadySpritesDrawTheSameFilterBaked) {
   EXPECT_EQ(textureMatrix[12], 0);
   // An anisotropic filter chooses its own level, so it is not baked.
   driver_->set("inputAnisotropy", Value(std::uint32_t{4}));
-  pixels();
-  pixels();
+  drawFrame();
+  drawFrame();
   EXPECT_FALSE(sprite().drewPrefiltered());
 }
 
