@@ -25,8 +25,8 @@ std::optional<PrefilteredTexture> PrefilteredTexture::bake(std::uint32_t source,
     return std::nullopt;
   }
   // The filter on the source's coordinates from 0 to 1 is bilinear on the cells of a grid of half
-  // level-n texels, 2n + 1 points a side counting both edges, whatever the source's wrap mode; the
-  // bake holds one point a texel and clamps to its edges.
+  // level-n texels, twice level n's side plus one points a side counting both edges, whatever the
+  // source's wrap mode; the bake holds one point a texel and clamps to its edges.
   auto target = Framebuffer::create(2 * levelWidth + 1, 2 * levelHeight + 1, TextureTarget::Texture2D, false);
   if (!target) {
     return std::nullopt;
@@ -50,6 +50,10 @@ std::optional<PrefilteredTexture> PrefilteredTexture::bake(std::uint32_t source,
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
   glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, static_cast<GLfloat>(levelOfDetail));
   glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, static_cast<GLfloat>(levelOfDetail));
+  // Fixed-function texturing reads the enabled target of highest priority, so only 2D stays on.
+  glDisable(GL_TEXTURE_CUBE_MAP);
+  glDisable(GL_TEXTURE_3D);
+  glDisable(GL_TEXTURE_RECTANGLE);
   glEnable(GL_TEXTURE_2D);
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
   glDisable(GL_BLEND);

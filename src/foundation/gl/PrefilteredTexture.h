@@ -11,9 +11,9 @@ namespace qva {
 // bilinear sampling without mipmaps reproduces. Level n's texel centres and level n + 1's (when n + 1
 // halves both sides exactly) all lie on a grid of half level-n texels, and the filter is bilinear in
 // each of its cells, so sampling it at the grid's points and interpolating those samples bilinearly
-// gives it back, up to the rounding of the samples to 8 bits. Drawing the bake costs a software rasterizer a
-// bilinear fetch instead of two, and takes its fast path; baking costs about two draws of the texture at
-// level n's size, so it pays while the texture and its level of detail stay the same.
+// gives it back, up to the rounding of the samples to 8 bits. Drawing the bake costs a software
+// rasterizer one bilinear fetch instead of two and takes its fast path; baking samples the filter once
+// for each of four times level n's texels, so it pays while the texture and its level of detail stay.
 class PrefilteredTexture {
  public:
   // A bake holds four times the texels of its level; beyond this (64 MB) the memory costs more than
