@@ -100,7 +100,9 @@ std::optional<double> levelOfDetail(double w, double h, std::uint32_t textureWid
     return std::hypot((texture[0] * s + texture[4] * t) * textureWidth,
                       (texture[1] * s + texture[5] * t) * textureHeight);
   };
-  return std::log2(std::max(texelStep(alongX), texelStep(alongY))) + bias;
+  const double detail = std::log2(std::max(texelStep(alongX), texelStep(alongY))) + bias;
+  // Sizes of infinity or not a number give no level for GL to clamp to.
+  return std::isfinite(detail) ? std::optional(detail) : std::nullopt;
 }
 
 constexpr GLdouble kIdentityMatrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};

@@ -1,6 +1,9 @@
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+
 #include "RenderCanvas.h"
 #include "patches/render/QVATexturedSquarePlugIn.h"
 #include "support/PatchDriver.h"
@@ -303,11 +306,28 @@ TEST_F(SpriteTest, SteadySpritesDrawTheSameFilterBaked) {
   glGetDoublev(GL_TEXTURE_MATRIX, textureMatrix);
   EXPECT_EQ(textureMatrix[0], 1);
   EXPECT_EQ(textureMatrix[12], 0);
-  // An anisotropic filter chooses its own level, so it is not baked.
+  const auto minimumLOD = [&] {
+    GLfloat lod = 0;
+    glBindTexture(GL_TEXTURE_2D, sprite().textureName());
+    glGetTexParameterfv(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, &lod);
+    return lod;
+  };
+  // Endless and undefined widths draw without a GL error; an undefined one has no level of detail, so
+  // GL's own clamps stay and nothing is baked.
+  driver_->set("inputWidth", Value(std::numeric_limits<double>::infinity()));
+  drawFrame();
+  driver_->set("inputWidth", Value(std::nan("")));
+  drawFrame();
+  drawFrame();
+  EXPECT_FALSE(sprite().drewPrefiltered());
+  EXPECT_EQ(minimumLOD(), -1000);
+  driver_->set("inputWidth", Value(0.8));
+  // An anisotropic filter chooses its own level, so it is neither pinned nor baked.
   driver_->set("inputAnisotropy", Value(std::uint32_t{4}));
   drawFrame();
   drawFrame();
   EXPECT_FALSE(sprite().drewPrefiltered());
+  EXPECT_EQ(minimumLOD(), -1000);
 }
 
 TEST_F(SpriteTest, ZeroWidthFollowsTheImageAspect) {
