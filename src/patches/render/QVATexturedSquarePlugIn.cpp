@@ -74,15 +74,13 @@ struct Tint {
   float alpha;
 };
 
-// GL's level of detail for the texture (textureWidth × textureHeight texels) over the sprite's quad
-// (w × h, centred on the modelview's origin, texture coordinates 0 to 1 across it): log2 of the longest
-// texel step per window pixel, plus the bias. Under an affine map that step is the same at every pixel;
-// in perspective it is not, and there is no one answer.
+// GL's level of detail for the texture (textureWidth × textureHeight texels, under the given texture
+// matrix) over the sprite's quad (w × h, centred on the modelview's origin, texture coordinates 0 to 1
+// across it): log2 of the longest texel step per window pixel, plus the bias. Under an affine map that
+// step is the same at every pixel; in perspective it is not, and there is no one answer.
 std::optional<double> levelOfDetail(double w, double h, std::uint32_t textureWidth,
-                                    std::uint32_t textureHeight, double bias) {
+                                    std::uint32_t textureHeight, const GLdouble (&texture)[16], double bias) {
   const auto window = WindowTransform::current();
-  GLdouble texture[16];
-  glGetDoublev(GL_TEXTURE_MATRIX, texture);
   if (!window || texture[3] != 0 || texture[7] != 0 || texture[15] != 1) {
     return std::nullopt;
   }
@@ -381,7 +379,9 @@ const PrefilteredTexture* QVATexturedSquarePlugIn::filterMipmaps(double w, doubl
   // without GL).
   const double limit = _maxLODbias > 0 ? _maxLODbias : HUGE_VAL;
   const double bias = std::clamp(inputNumber("inputLODbias"), -limit, limit);
-  const auto detail = levelOfDetail(w, h, _fboWidth, _fboHeight, bias);
+  GLdouble textureMatrix[16];
+  glGetDoublev(GL_TEXTURE_MATRIX, textureMatrix);
+  const auto detail = levelOfDetail(w, h, _fboWidth, _fboHeight, textureMatrix, bias);
   // Where GL would sample with the magnifying filter anyway, saying so lets the quad take the
   // software rasterizer's fast path, which reads no mipmaps.
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
@@ -395,11 +395,10 @@ const PrefilteredTexture* QVATexturedSquarePlugIn::filterMipmaps(double w, doubl
   glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, pinned ? static_cast<GLfloat>(*detail) : -1000.0f);
   glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, pinned ? static_cast<GLfloat>(*detail) : 1000.0f);
 
-  // Baking costs about two draws, so only a texture drawn at the same level of detail as the frame
-  // before is baked; a zooming sprite, or video, keeps sampling the mipmaps. The bake holds the
-  // texture's coordinates from 0 to 1 only, which the quad spans under an identity texture matrix.
-  GLdouble textureMatrix[16];
-  glGetDoublev(GL_TEXTURE_MATRIX, textureMatrix);
+  // Baking samples the filter at four times the texels of the level it starts from, so only a texture
+  // drawn at the same level of detail as the frame before is baked; a zooming sprite, or video, keeps
+  // sampling the mipmaps. The bake holds the texture's coordinates from 0 to 1 only, which the quad
+  // spans under an identity texture matrix.
   const bool identity = std::equal(std::begin(textureMatrix), std::end(textureMatrix),
                                    std::begin(kIdentityMatrix), std::end(kIdentityMatrix));
   const bool steady = pinned && detail == _steadyLevelOfDetail && !magnified(detail) && identity;
