@@ -38,7 +38,9 @@ std::optional<CodecChoice> codecNamed(const std::string& name) {
     return CodecChoice{"qtrle", AV_PIX_FMT_ARGB, true};
   }
   if (name == "prores4444") {
-    return CodecChoice{"prores_ks", AV_PIX_FMT_YUVA444P10LE, true};
+    // Of FFmpeg's two ProRes encoders, this one is about four times as fast as the other, with lossless
+    // alpha and colour within 8-bit rounding of it.
+    return CodecChoice{"prores", AV_PIX_FMT_YUVA444P10LE, true};
   }
   if (name == "h264") {
     return CodecChoice{"libx264", AV_PIX_FMT_YUV420P, false};
@@ -95,7 +97,7 @@ VideoWriter::Creation VideoWriter::open(const std::string& path, int width, int 
   writer->encoder_->pix_fmt = choice->pixelFormat;
   writer->encoder_->gop_size = 25;
   if (chosen == "prores4444") {
-    av_opt_set(writer->encoder_->priv_data, "profile", "4444", 0);
+    writer->encoder_->profile = FF_PROFILE_PRORES_4444;
     av_opt_set(writer->encoder_->priv_data, "vendor", "apl0", 0);
   } else if (chosen == "h264") {
     av_opt_set(writer->encoder_->priv_data, "preset", "veryfast", 0);

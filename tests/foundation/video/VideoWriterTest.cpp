@@ -192,6 +192,28 @@ TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColoursOfEveryFrame) {
   }
 }
 
+// ProRes 4444 keeps colour to within 8-bit rounding and alpha exactly; the alpha read back is within
+// one, as the decoder's 12 bits round half up to 8.
+TEST_F(VideoWriterTest, ProResKeepsAlphaAndNearlyTheColours) {
+  for (const FieldOrder order : {FieldOrder::Progressive, FieldOrder::UpperFirst}) {
+    const auto frames =
+        decodedFrames(write(order == FieldOrder::Progressive ? "p.mov" : "i.mov", "prores4444", 2, order));
+    ASSERT_EQ(frames.size(), 2u);
+    for (const auto& pixels : frames) {
+      const auto expectNear = [&](int x, int y, std::vector<int> expected) {
+        const std::size_t offset = (static_cast<std::size_t>(y) * 64 + x) * 4;
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+          EXPECT_NEAR(pixels[offset + channel], expected[channel], 3) << x << "," << y << " " << channel;
+        }
+        EXPECT_NEAR(pixels[offset + 3], expected[3], 1) << x << "," << y;
+      };
+      expectNear(5, 10, {0, 0, 255, 128});
+      expectNear(40, 15, {255, 255, 255, 255});
+      expectNear(63, 35, {0, 0, 255, 128});
+    }
+  }
+}
+
 TEST_F(VideoWriterTest, BadRequestsAreErrors) {
   EXPECT_NE(VideoWriter::open((folder_ / "x.avi").string(), 64, 36, 25, "").error.find(".avi"),
             std::string::npos);
