@@ -9,25 +9,29 @@
 
 namespace qva {
 
-PrefilteredTexture::PrefilteredTexture(Framebuffer target, double levelOfDetail)
-    : target_(std::move(target)), levelOfDetail_(levelOfDetail) {}
+PrefilteredTexture::PrefilteredTexture(Framebuffer target, double levelOfDetail, std::optional<Rows> rows,
+                                       Rows sampled)
+    : target_(std::move(target)), levelOfDetail_(levelOfDetail), rows_(rows), sampled_(sampled) {}
 
 std::optional<PrefilteredTexture> PrefilteredTexture::bake(std::uint32_t source, int width, int height,
-                                                           double levelOfDetail) {
+                                                           double levelOfDetail, std::optional<Rows> rows) {
   if (!(levelOfDetail > 0) || levelOfDetail >= 30 || width <= 0 || height <= 0) {
     return std::nullopt;
   }
   const int level = static_cast<int>(std::floor(levelOfDetail));
   const int levelWidth = width >> level;
   const int levelHeight = height >> level;
-  if (levelWidth < 2 || levelHeight < 2 || levelWidth % 2 != 0 || levelHeight % 2 != 0 ||
-      (2.0 * levelWidth + 1) * (2.0 * levelHeight + 1) > kMaximumTexels) {
-    return std::nullopt;
-  }
   // The filter on the source's coordinates from 0 to 1 is bilinear on the cells of a grid of half
   // level-n texels, twice level n's side plus one points a side counting both edges, whatever the
   // source's wrap mode; the bake holds one point a texel and clamps to its edges.
-  auto target = Framebuffer::create(2 * levelWidth + 1, 2 * levelHeight + 1, TextureTarget::Texture2D, false);
+  const bool gridRows = !rows;
+  const Rows sampled = rows.value_or(Rows{2 * levelHeight + 1, 0, 1.0 / (2 * levelHeight)});
+  if (levelWidth < 2 || levelWidth % 2 != 0 || (gridRows && (levelHeight < 2 || levelHeight % 2 != 0)) ||
+      sampled.count < 1 || !std::isfinite(sampled.first) || !std::isfinite(sampled.step) ||
+      sampled.step == 0 || (2.0 * levelWidth + 1) * sampled.count > kMaximumTexels) {
+    return std::nullopt;
+  }
+  auto target = Framebuffer::create(2 * levelWidth + 1, sampled.count, TextureTarget::Texture2D, false);
   if (!target) {
     return std::nullopt;
   }
@@ -35,11 +39,12 @@ std::optional<PrefilteredTexture> PrefilteredTexture::bake(std::uint32_t source,
   GLContext::takeError();
   glActiveTexture(GL_TEXTURE0);
   glBindTexture(GL_TEXTURE_2D, source);
-  // Texel i of the bake, at pixel centre i + 0.5, holds the filter at i half level-n texels.
+  // Column i of the bake, at pixel centre i + 0.5, holds the filter at i half level-n texels; row k
+  // holds it at the row's t.
   const double s0 = -0.5 / (2 * levelWidth);
   const double s1 = (target->width() - 0.5) / (2 * levelWidth);
-  const double t0 = -0.5 / (2 * levelHeight);
-  const double t1 = (target->height() - 0.5) / (2 * levelHeight);
+  const double t0 = sampled.first - 0.5 * sampled.step;
+  const double t1 = sampled.first + (sampled.count - 0.5) * sampled.step;
   GLfloat minimumLOD = 0;
   GLfloat maximumLOD = 0;
   GLint minifying = 0;
@@ -103,7 +108,7 @@ std::optional<PrefilteredTexture> PrefilteredTexture::bake(std::uint32_t source,
   if (GLContext::takeError() != 0) {
     return std::nullopt;
   }
-  return PrefilteredTexture(std::move(*target), levelOfDetail);
+  return PrefilteredTexture(std::move(*target), levelOfDetail, rows, sampled);
 }
 
 void PrefilteredTexture::loadTextureMatrix() const {
@@ -111,11 +116,12 @@ void PrefilteredTexture::loadTextureMatrix() const {
   glGetIntegerv(GL_MATRIX_MODE, &mode);
   glMatrixMode(GL_TEXTURE);
   glLoadIdentity();
-  // Source coordinate s is 2n·s half texels from the edge: the centre of the bake's texel 2n·s.
+  // Source coordinate s is 2n·s half texels from the edge: the centre of the bake's column 2n·s; t is
+  // (t − first) / step rows from the first: the centre of that row.
   const double width = target_.width();
-  const double height = target_.height();
-  glTranslated(0.5 / width, 0.5 / height, 0);
-  glScaled((width - 1) / width, (height - 1) / height, 1);
+  const double count = sampled_.count;
+  glTranslated(0.5 / width, (0.5 - sampled_.first / sampled_.step) / count, 0);
+  glScaled((width - 1) / width, 1 / (sampled_.step * count), 1);
   glMatrixMode(static_cast<GLenum>(mode));
 }
 

@@ -76,11 +76,12 @@ struct Tint {
 
 // GL's level of detail for the texture (textureWidth × textureHeight texels, under the given texture
 // matrix) over the sprite's quad (w × h, centred on the modelview's origin, texture coordinates 0 to 1
-// across it): log2 of the longest texel step per window pixel, plus the bias. Under an affine map that
-// step is the same at every pixel; in perspective it is not, and there is no one answer.
-std::optional<double> levelOfDetail(double w, double h, std::uint32_t textureWidth,
-                                    std::uint32_t textureHeight, const GLdouble (&texture)[16], double bias) {
-  const auto window = WindowTransform::current();
+// across it) placed in the window as given: log2 of the longest texel step per window pixel, plus the
+// bias. Under an affine map that step is the same at every pixel; in perspective (no window transform)
+// it is not, and there is no one answer.
+std::optional<double> levelOfDetail(const std::optional<WindowTransform>& window, double w, double h,
+                                    std::uint32_t textureWidth, std::uint32_t textureHeight,
+                                    const GLdouble (&texture)[16], double bias) {
   if (!window || texture[3] != 0 || texture[7] != 0 || texture[15] != 1) {
     return std::nullopt;
   }
@@ -101,6 +102,30 @@ std::optional<double> levelOfDetail(double w, double h, std::uint32_t textureWid
   const double detail = std::log2(std::max(texelStep(alongX), texelStep(alongY))) + bias;
   // Sizes of infinity or not a number give no level for GL to clamp to.
   return std::isfinite(detail) ? std::optional(detail) : std::nullopt;
+}
+
+// The texture's rows (t = 1/2 − y/h on the quad of the level of detail above, under an identity texture
+// matrix) that the window's rows sample: one for each row of the viewport whose centre the quad may
+// cover, and one more each side. Nothing where t changes along a window row, as when the quad is turned
+// in the window's plane, or where the quad covers no row.
+std::optional<PrefilteredTexture::Rows> windowRows(const WindowTransform& window, double h) {
+  // With yx 0, object y, and so t, follows from window y alone: y = (window y − y0) / yy.
+  const double scale = window.yy * h;
+  if (window.yx != 0 || !std::isfinite(scale) || scale == 0) {
+    return std::nullopt;
+  }
+  GLint viewport[4];
+  glGetIntegerv(GL_VIEWPORT, viewport);
+  const double extent = std::abs(scale) / 2;
+  const double lowest = std::max(std::ceil(window.y0 - extent - 0.5) - 1, static_cast<double>(viewport[1]));
+  const double highest =
+      std::min(std::floor(window.y0 + extent - 0.5) + 1, static_cast<double>(viewport[1] + viewport[3] - 1));
+  if (!(highest >= lowest)) {
+    return std::nullopt;
+  }
+  // Window row r has its centre at r + 1/2.
+  return PrefilteredTexture::Rows{static_cast<int>(highest - lowest) + 1,
+                                  0.5 - (lowest + 0.5 - window.y0) / scale, -1 / scale};
 }
 
 constexpr GLdouble kIdentityMatrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
@@ -369,8 +394,7 @@ bool QVATexturedSquarePlugIn::createTexture(ExecutionContext& context, const std
   }
   printOGLError(__FILE__, __LINE__);
   _prepared = wanted;
-  _prefiltered.reset();
-  _steadyLevelOfDetail.reset();
+  forgetPrefiltered();
   return true;
 }
 
@@ -381,7 +405,8 @@ const PrefilteredTexture* QVATexturedSquarePlugIn::filterMipmaps(double w, doubl
   const double bias = std::clamp(inputNumber("inputLODbias"), -limit, limit);
   GLdouble textureMatrix[16];
   glGetDoublev(GL_TEXTURE_MATRIX, textureMatrix);
-  const auto detail = levelOfDetail(w, h, _fboWidth, _fboHeight, textureMatrix, bias);
+  const auto window = WindowTransform::current();
+  const auto detail = levelOfDetail(window, w, h, _fboWidth, _fboHeight, textureMatrix, bias);
   // Where GL would sample with the magnifying filter anyway, saying so lets the quad take the
   // software rasterizer's fast path, which reads no mipmaps.
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
@@ -395,22 +420,32 @@ const PrefilteredTexture* QVATexturedSquarePlugIn::filterMipmaps(double w, doubl
   glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, pinned ? static_cast<GLfloat>(*detail) : -1000.0f);
   glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, pinned ? static_cast<GLfloat>(*detail) : 1000.0f);
 
-  // Baking samples the filter at four times the texels of the level it starts from, so only a texture
-  // drawn at the same level of detail as the frame before is baked; a zooming sprite, or video, keeps
-  // sampling the mipmaps. The bake holds the texture's coordinates from 0 to 1 only, which the quad
-  // spans under an identity texture matrix.
+  // Baking samples the filter once for each texel of the bake, so only a texture drawn at the same
+  // level of detail as the frame before is baked; a zooming sprite, or video, keeps sampling the
+  // mipmaps. A sprite on the same window rows as the frame before, at rest or moving sideways, is baked
+  // on those rows, which the fast path draws at about the cost of a texture not scaled vertically;
+  // otherwise on the grid's rows, twice as many as the level's. The bake holds the texture's
+  // coordinates from 0 to 1 only, which the quad spans under an identity texture matrix.
   const bool identity = std::equal(std::begin(textureMatrix), std::end(textureMatrix),
                                    std::begin(kIdentityMatrix), std::end(kIdentityMatrix));
-  const bool steady = pinned && detail == _steadyLevelOfDetail && !magnified(detail) && identity;
-  _steadyLevelOfDetail = detail;
+  const bool steady = pinned && detail == _steady.levelOfDetail && !magnified(detail) && identity;
+  const auto rows = window && identity ? windowRows(*window, h) : std::nullopt;
+  const auto bakedRows = rows == _steady.rows ? rows : std::nullopt;
+  _steady = {detail, rows};
   if (!steady) {
     return nullptr;
   }
-  if (!_prefiltered || _prefiltered->levelOfDetail() != *detail) {
+  if (!_prefiltered || _prefiltered->levelOfDetail() != *detail || _prefiltered->rows() != bakedRows) {
     _prefiltered = PrefilteredTexture::bake(_textureName, static_cast<int>(_fboWidth),
-                                            static_cast<int>(_fboHeight), *detail);
+                                            static_cast<int>(_fboHeight), *detail, bakedRows);
   }
   return _prefiltered ? &*_prefiltered : nullptr;
+}
+
+void QVATexturedSquarePlugIn::forgetPrefiltered() {
+  _prefiltered.reset();
+  _steady = {};
+  _drewPrefiltered = nullptr;
 }
 
 bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/,
@@ -521,7 +556,7 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   }
   glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
   const PrefilteredTexture* prefiltered = _prepared.mipmapped ? filterMipmaps(w, h) : nullptr;
-  _drewPrefiltered = prefiltered != nullptr;
+  _drewPrefiltered = prefiltered;
   if (prefiltered != nullptr) {
     glBindTexture(GL_TEXTURE_2D, prefiltered->texture());
     glMatrixMode(GL_TEXTURE);
@@ -590,8 +625,7 @@ void QVATexturedSquarePlugIn::stopExecution(ExecutionContext& /*context*/) {
   }
   _fboWidth = _fboHeight = 0;
   _prepared = {};
-  _prefiltered.reset();
-  _steadyLevelOfDetail.reset();
+  forgetPrefiltered();
   if (sp != 0) {
     glDeleteProgram(sp);
     sp = 0;

@@ -45,8 +45,8 @@ class QVATexturedSquarePlugIn final : public Patch {
   float aspectRatio() const { return _aspectRatio; }
   std::int32_t maxAnisotropy() const { return _maxAnisotropy; }
   float maxLODbias() const { return _maxLODbias; }
-  // Whether the last frame drew the texture's filter baked (see PrefilteredTexture).
-  bool drewPrefiltered() const { return _drewPrefiltered; }
+  // The bake of the texture's filter the last frame drew (see PrefilteredTexture), or null.
+  const PrefilteredTexture* drewPrefiltered() const { return _drewPrefiltered; }
 
  private:
   std::uint32_t _textureName = 0;
@@ -78,9 +78,15 @@ class QVATexturedSquarePlugIn final : public Patch {
   // texture itself is to be drawn.
   const PrefilteredTexture* filterMipmaps(double w, double h);
   std::optional<PrefilteredTexture> _prefiltered;
-  // The level of detail of the last frame, while the texture stays the same.
-  std::optional<double> _steadyLevelOfDetail;
-  bool _drewPrefiltered = false;
+  // The last frame's level of detail and window rows, while the texture stays the same.
+  struct Steadiness {
+    std::optional<double> levelOfDetail;
+    std::optional<PrefilteredTexture::Rows> rows;
+  };
+  Steadiness _steady;
+  const PrefilteredTexture* _drewPrefiltered = nullptr;
+  // Drops the bake and what the frames before said about the quad, as a new texture needs.
+  void forgetPrefiltered();
 };
 
 }  // namespace qva

@@ -63,6 +63,10 @@ class PrefilteredTextureTest : public GLTest {
     sourceHeight_ = height;
   }
 
+  // Where draw() puts the quad's lower left corner, in window pixels.
+  static constexpr double kLeft = 3.3;
+  static constexpr double kBottom = 5.6;
+
   // The texture bound to unit 0 on a quad of the source scaled down by a factor, at a fractional
   // position; the canvas's pixels, bottom row first.
   std::vector<std::uint8_t> draw(double factor) {
@@ -72,8 +76,8 @@ class PrefilteredTextureTest : public GLTest {
     glClear(GL_COLOR_BUFFER_BIT);
     glEnable(GL_TEXTURE_2D);
     glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
-    const double x0 = 3.3;
-    const double y0 = 5.6;
+    const double x0 = kLeft;
+    const double y0 = kBottom;
     const double x1 = x0 + sourceWidth_ / factor;
     const double y1 = y0 + sourceHeight_ / factor;
     glBegin(GL_QUADS);
@@ -156,6 +160,36 @@ TEST_F(PrefilteredTextureTest, BilinearSamplingOfTheBakeIsTheTrilinearFilter) {
     EXPECT_NE(std::count(baked.begin(), baked.end(), 0), static_cast<long>(baked.size())) << factor;
   }
   glDeleteTextures(1, &white);
+}
+
+// Baked on the rows the quad's window rows sample, the filter comes back too, at levels of an even
+// height and, which the grid's rows cannot take, of an odd one (64 × 40 gives 8 × 5 at level 3).
+TEST_F(PrefilteredTextureTest, BakedOnTheWindowsRowsTheFilterComesBack) {
+  makeSource(64, 40);
+  for (const double factor : {1.3, 2.9, 9.85}) {
+    const double detail = std::log2(factor);
+    // t runs from 0 at kBottom to 1 a quad's height above; from the row below the quad's to the row
+    // above it, each window row's centre.
+    const double quadHeight = sourceHeight_ / factor;
+    const int lowest = static_cast<int>(kBottom) - 1;
+    const int count = static_cast<int>(kBottom + quadHeight) + 2 - lowest;
+    const PrefilteredTexture::Rows rows{count, (lowest + 0.5 - kBottom) / quadHeight, 1 / quadHeight};
+    const auto bake = PrefilteredTexture::bake(source_, 64, 40, detail, rows);
+    ASSERT_TRUE(bake) << factor;
+    EXPECT_EQ(bake->rows(), rows);
+    glBindTexture(GL_TEXTURE_2D, source_);
+    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, static_cast<float>(detail));
+    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, static_cast<float>(detail));
+    const auto filtered = draw(factor);
+    const Difference found = difference(filtered, drawBake(*bake, factor));
+    EXPECT_LE(found.largest, 2) << factor;
+    EXPECT_LT(found.mean, 0.1) << factor;
+  }
+  // Level 3 on the grid's rows would need half rows of level 4.
+  EXPECT_FALSE(PrefilteredTexture::bake(source_, 64, 40, 3.3));
+  // No rows, or rows that do not advance.
+  EXPECT_FALSE(PrefilteredTexture::bake(source_, 64, 40, 0.5, PrefilteredTexture::Rows{0, 0, 0.1}));
+  EXPECT_FALSE(PrefilteredTexture::bake(source_, 64, 40, 0.5, PrefilteredTexture::Rows{4, 0, 0}));
 }
 
 TEST_F(PrefilteredTextureTest, BakesOnlyWhereTheFilterCanBeReproduced) {

@@ -291,15 +291,41 @@ TEST_F(SpriteTest, SteadySpritesDrawTheSameFilterBaked) {
     }
     return true;
   };
+  // The first frame after the texture is prepared again samples the mipmaps themselves.
+  const auto directFrame = [&] {
+    driver_->set("inputMipmapping", Value(false));
+    drawFrame();
+    driver_->set("inputMipmapping", Value(true));
+    auto frame = drawFrame();
+    EXPECT_FALSE(sprite().drewPrefiltered());
+    return frame;
+  };
+  const auto bakedOnWindowRows = [&] {
+    const PrefilteredTexture* bake = sprite().drewPrefiltered();
+    return bake != nullptr && bake->rows().has_value();
+  };
   // 16 texels on 12 pixels (more than the canvas shows), then on 3.2: levels of detail of 0.4 and 2.3.
   for (const double size : {3.0, 0.8}) {
+    SCOPED_TRACE(size);
     driver_->set("inputWidth", Value(size));
     driver_->set("inputHeight", Value(size));
-    const auto direct = drawFrame();
-    EXPECT_FALSE(sprite().drewPrefiltered()) << size;
-    const auto baked = drawFrame();
-    EXPECT_TRUE(sprite().drewPrefiltered()) << size;
-    EXPECT_TRUE(close(direct, baked)) << size;
+    driver_->set("inputX", Value(0.0));
+    driver_->set("inputY", Value(0.0));
+    const auto direct = directFrame();
+    // At rest, and back after moving sideways, the sprite is baked on the window's rows.
+    EXPECT_TRUE(close(direct, drawFrame()));
+    EXPECT_TRUE(bakedOnWindowRows());
+    driver_->set("inputX", Value(0.13));
+    drawFrame();
+    EXPECT_TRUE(bakedOnWindowRows());
+    driver_->set("inputX", Value(0.0));
+    EXPECT_TRUE(close(direct, drawFrame()));
+    // Moving up, on the grid's rows.
+    driver_->set("inputY", Value(0.1));
+    const auto moved = drawFrame();
+    EXPECT_TRUE(sprite().drewPrefiltered());
+    EXPECT_FALSE(bakedOnWindowRows());
+    EXPECT_TRUE(close(directFrame(), moved));
   }
   // The frame leaves the texture matrix as it found it.
   GLdouble textureMatrix[16];
