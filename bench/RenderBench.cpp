@@ -134,7 +134,8 @@ std::string scratchPath(const char* extension) {
 enum class Layers : std::int64_t {
   ProgressiveSprites,  // 640×360 images scaled to 576×324, bilinear, no mipmaps
   // The same with the sprite's defaults: interlaced source, trilinear from mipmaps. The sprites keep
-  // their size, so from their second frame on they draw the filter baked (see PrefilteredTexture).
+  // their size and move only sideways, so from their second frame on they draw the filter baked on
+  // the window's rows (see PrefilteredTexture).
   DefaultSprites,
   // Default sprites whose size changes every frame, so that the filter is never baked (see
   // PrefilteredTexture) and the driver samples the mipmaps at every pixel.
@@ -142,6 +143,8 @@ enum class Layers : std::int64_t {
   // 576×324 images drawn pixel for pixel on whole pixels, which samples nearest texels: the least a
   // textured layer of that size costs the host, so a floor for the sprites' figures.
   Billboards,
+  // Default sprites that also move up and down, so that the filter is baked on the grid's rows.
+  RisingSprites,
 };
 
 // Three textured layers and a shape on a 1080p canvas, read back every frame; the first argument 0
@@ -186,7 +189,6 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
       picture->setInputValue("inputMipmapping", Value(defaults));
       picture->setInputValue("inputInterlaced", Value(defaults));
     }
-    picture->setInputValue("inputY", Value(0.3 - 0.3 * i));
     renderer.beginFrame(context, Color{0, 0, 0, 0});
     picture->startExecution(context);
     picture->enableExecution(context);
@@ -209,7 +211,9 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
     renderer.beginFrame(context, Color{0.1, 0.1, 0.2, 1});
     for (std::size_t i = 0; i < pictures.size(); ++i) {
       const double x = -0.5 + 0.3 * static_cast<double>(i) + 0.1 * std::sin(time);
+      const double rise = layers == Layers::RisingSprites ? 0.05 * std::sin(time) : 0;
       pictures[i]->setInputValue("inputX", Value(step > 0 ? std::round(x / step) * step : x));
+      pictures[i]->setInputValue("inputY", Value(0.3 - 0.3 * static_cast<double>(i) + rise));
       if (layers == Layers::ZoomingSprites) {
         const double zoom = 1 + 0.05 * std::sin(time);
         pictures[i]->setInputValue("inputWidth", Value(0.6 * zoom));
@@ -239,7 +243,8 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
     picture->stopExecution(context);
   }
   const char* const layerNames[] = {", progressive sprites, no mipmaps", ", sprite defaults",
-                                    ", sprite defaults zooming", ", billboards pixel for pixel"};
+                                    ", sprite defaults zooming", ", billboards pixel for pixel",
+                                    ", sprite defaults rising"};
   state.SetLabel(std::string(codec == 0 ? "no output" : kCodecs[codec]) + layerNames[state.range(1)]);
   state.counters["fps"] =
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
@@ -249,6 +254,7 @@ BENCHMARK(BM_ThreeSpriteComposition)
     ->Args({0, static_cast<std::int64_t>(Layers::ProgressiveSprites)})
     ->Args({1, static_cast<std::int64_t>(Layers::ProgressiveSprites)})
     ->Args({0, static_cast<std::int64_t>(Layers::ZoomingSprites)})
+    ->Args({0, static_cast<std::int64_t>(Layers::RisingSprites)})
     ->Args({0, static_cast<std::int64_t>(Layers::Billboards)})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
