@@ -20,8 +20,8 @@ namespace qva {
 // while the texture and its level of detail (and, for its own rows, the quad's rows) stay.
 class PrefilteredTexture {
  public:
-  // A bake holds four times the texels of its level; beyond this (64 MB) the memory costs more than
-  // the bake saves.
+  // A bake on the grid's rows holds four times the texels of its level; beyond this (64 MB) the memory
+  // costs more than the bake saves.
   static constexpr double kMaximumTexels = 1 << 24;
 
   // Rows at source coordinates t = first + k·step for k from 0 to count − 1.
