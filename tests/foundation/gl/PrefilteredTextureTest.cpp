@@ -18,6 +18,23 @@ namespace {
 
 constexpr int kCanvas = 96;
 
+struct Difference {
+  int largest = 0;
+  double mean = 0;
+};
+
+Difference difference(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+  Difference result;
+  long total = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    const int d = std::abs(a[i] - b[i]);
+    result.largest = std::max(result.largest, d);
+    total += d;
+  }
+  result.mean = static_cast<double>(total) / static_cast<double>(a.size());
+  return result;
+}
+
 class PrefilteredTextureTest : public GLTest {
  protected:
   void SetUp() override {
@@ -106,28 +123,28 @@ class PrefilteredTextureTest : public GLTest {
     return pixels;
   }
 
+  // Expects the bake drawn with bilinear sampling to give the source's trilinear filter at the bake's
+  // level of detail, which GL is given exactly (the driver's own may be approximated); the bake's
+  // pixels.
+  std::vector<std::uint8_t> expectTheFilter(const PrefilteredTexture& bake, double factor) {
+    glBindTexture(GL_TEXTURE_2D, source_);
+    const auto detail = static_cast<float>(bake.levelOfDetail());
+    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, detail);
+    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, detail);
+    const auto filtered = draw(factor);
+    auto baked = drawBake(bake, factor);
+    // The bake's samples and the driver's filter each round to 8 bits.
+    const Difference found = difference(filtered, baked);
+    EXPECT_LE(found.largest, 2) << factor;
+    EXPECT_LT(found.mean, 0.1) << factor;
+    return baked;
+  }
+
   std::optional<Framebuffer> canvas_;
   GLuint source_ = 0;
   int sourceWidth_ = 0;
   int sourceHeight_ = 0;
 };
-
-struct Difference {
-  int largest = 0;
-  double mean = 0;
-};
-
-Difference difference(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
-  Difference result;
-  long total = 0;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    const int d = std::abs(a[i] - b[i]);
-    result.largest = std::max(result.largest, d);
-    total += d;
-  }
-  result.mean = static_cast<double>(total) / static_cast<double>(a.size());
-  return result;
-}
 
 // Between two levels, within one level, and from the first level to the second exactly, with the
 // quad's edges where the source's repeat wraps the filter round.
@@ -146,16 +163,7 @@ TEST_F(PrefilteredTextureTest, BilinearSamplingOfTheBakeIsTheTrilinearFilter) {
     glDisable(GL_TEXTURE_RECTANGLE);
     ASSERT_TRUE(bake) << factor;
     EXPECT_EQ(bake->levelOfDetail(), detail);
-    // GL's level of detail exactly: the driver's own may be approximated.
-    glBindTexture(GL_TEXTURE_2D, source_);
-    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, static_cast<float>(detail));
-    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, static_cast<float>(detail));
-    const auto filtered = draw(factor);
-    const auto baked = drawBake(*bake, factor);
-    // The bake's samples and the driver's filter each round to 8 bits.
-    const Difference found = difference(filtered, baked);
-    EXPECT_LE(found.largest, 2) << factor;
-    EXPECT_LT(found.mean, 0.1) << factor;
+    const auto baked = expectTheFilter(*bake, factor);
     // The quad covered something.
     EXPECT_NE(std::count(baked.begin(), baked.end(), 0), static_cast<long>(baked.size())) << factor;
   }
@@ -177,13 +185,7 @@ TEST_F(PrefilteredTextureTest, BakedOnTheWindowsRowsTheFilterComesBack) {
     const auto bake = PrefilteredTexture::bake(source_, 64, 40, detail, rows);
     ASSERT_TRUE(bake) << factor;
     EXPECT_EQ(bake->rows(), rows);
-    glBindTexture(GL_TEXTURE_2D, source_);
-    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, static_cast<float>(detail));
-    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, static_cast<float>(detail));
-    const auto filtered = draw(factor);
-    const Difference found = difference(filtered, drawBake(*bake, factor));
-    EXPECT_LE(found.largest, 2) << factor;
-    EXPECT_LT(found.mean, 0.1) << factor;
+    expectTheFilter(*bake, factor);
   }
   // Level 3 on the grid's rows would need half rows of level 4.
   EXPECT_FALSE(PrefilteredTexture::bake(source_, 64, 40, 3.3));
