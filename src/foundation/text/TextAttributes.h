@@ -101,6 +101,8 @@ struct TextAttributes {
   // 0 none, 1 default, 2 all.
   int ligature = 1;
   double baselineOffset = 0;
+  // Superscript levels: positive raises and shrinks the text, negative lowers and shrinks it.
+  int superscript = 0;
   ParagraphStyle paragraphStyle;
 
   bool operator==(const TextAttributes&) const = default;
