@@ -23,8 +23,8 @@ bool isWhitespaceAt(std::string_view text, int offset) {
   if (offset < 0 || static_cast<std::size_t>(offset) >= text.size()) {
     return false;
   }
-  gunichar character = g_utf8_get_char_validated(text.data() + offset,
-                                                 static_cast<gssize>(text.size() - static_cast<std::size_t>(offset)));
+  gunichar character = g_utf8_get_char_validated(
+      text.data() + offset, static_cast<gssize>(text.size() - static_cast<std::size_t>(offset)));
   return character < 0x110000 && g_unichar_isspace(character);
 }
 
