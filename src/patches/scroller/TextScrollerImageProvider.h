@@ -30,8 +30,8 @@ class TextScrollerImageProvider final : public Image {
     std::array<std::optional<RenderTarget>, 2> slots;
   };
 
-  TextScrollerImageProvider(std::weak_ptr<const RenderTargets> plugin, double renderPosition, bool rightToLeft,
-                            std::string colorSpace);
+  TextScrollerImageProvider(std::weak_ptr<const RenderTargets> plugin, double renderPosition,
+                            bool rightToLeft, std::string colorSpace);
 
   // The whole pixel the image shows at a scroll position: truncated, and 0 for positions before the
   // strip's start or that are not numbers.

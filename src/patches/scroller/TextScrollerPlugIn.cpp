@@ -23,10 +23,18 @@ constexpr std::uint32_t kMaximumTileSide = 16384;
 
 // The ports whose change rebuilds the piece list.
 constexpr const char* kRebuildingPorts[] = {
-    "inputStrings",          "inputSecondaryStrings",          "inputSeparatorString",
-    "inputRTFStyle",         "inputSeparatorRTFStyle",         "inputSecondaryRTFStyle",
-    "inputSecondarySeparatorRTFStyle", "inputIgnoreRTFStyle",  "inputIgnoreSeparatorRTFStyle",
-    "inputIgnoreSecondaryRTFStyle", "inputIgnoreSecondarySeparatorRTFStyle", "inputRepeatMode",
+    "inputStrings",
+    "inputSecondaryStrings",
+    "inputSeparatorString",
+    "inputRTFStyle",
+    "inputSeparatorRTFStyle",
+    "inputSecondaryRTFStyle",
+    "inputSecondarySeparatorRTFStyle",
+    "inputIgnoreRTFStyle",
+    "inputIgnoreSeparatorRTFStyle",
+    "inputIgnoreSecondaryRTFStyle",
+    "inputIgnoreSecondarySeparatorRTFStyle",
+    "inputRepeatMode",
 };
 
 enum ResetMode : std::uint32_t { kContinue = 0, kRestart = 1, kFinish = 2, kAppend = 3 };
@@ -63,7 +71,8 @@ const PatchClass& TextScrollerPlugIn::patchClass() {
     c.className = "TextScrollerPlugIn";
     c.name = "QVA Text Scroller";
     c.description =
-        "Takes several arrays of strings as input and scrolls them according to the input parameters set. For "
+        "Takes several arrays of strings as input and scrolls them according to the input parameters set. "
+        "For "
         "a simple scroller, only use the \"Strings\" input.\n\"Separator String\" specifies a string that is "
         "used in between two strings from the \"Strings\" array.\n\"Secondary Strings\" can be used if "
         "differently colored texts should be displayed.\n\nThe various RTF Style input ports can be fed by "
@@ -214,7 +223,8 @@ bool TextScrollerPlugIn::rebuildTextSeparator() {
   const bool ignore = inputBoolean("inputIgnoreSeparatorRTFStyle");
   separatorString_ = convertString(
       separator, ignore,
-      ignore ? std::nullopt : RTFStringExtensions::describedRTFAttributes(inputString("inputSeparatorRTFStyle")));
+      ignore ? std::nullopt
+             : RTFStringExtensions::describedRTFAttributes(inputString("inputSeparatorRTFStyle")));
   return true;
 }
 
@@ -275,17 +285,18 @@ bool TextScrollerPlugIn::createRenderResources(ExecutionContext& context) {
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &textureLimit);
     largest = std::min(largest, static_cast<std::uint32_t>(std::max(textureLimit, 0)));
   } else {
-    ProcessLog::write("[TextScrollerPlugIn createRenderResources:] no GL context: the output image cannot be "
-                      "drawn");
+    ProcessLog::write(
+        "[TextScrollerPlugIn createRenderResources:] no GL context: the output image cannot be "
+        "drawn");
   }
   renderTargets_ = std::make_shared<TextScrollerImageProvider::RenderTargets>();
   renderTargets_->width = static_cast<int>(width_);
   renderTargets_->height = static_cast<int>(height_);
   if (width_ > largest || height_ > largest || !createRenderTarget(context, 0) ||
       !createRenderTarget(context, 1)) {
-    logMessage("[TextScrollerPlugIn createRenderResources:] cannot make two tiles of " + std::to_string(width_) +
-               " × " + std::to_string(height_) + " pixels (at most " + std::to_string(largest) +
-               " on a side)");
+    logMessage("[TextScrollerPlugIn createRenderResources:] cannot make two tiles of " +
+               std::to_string(width_) + " × " + std::to_string(height_) + " pixels (at most " +
+               std::to_string(largest) + " on a side)");
     releaseRenderResources(context);
     return false;
   }
@@ -313,8 +324,8 @@ void TextScrollerPlugIn::uploadRenderTarget(std::size_t slot) {
   const TextScrollerImageProvider::RenderTarget& target = *renderTargets_->slots[slot];
   if (target.textureName != 0) {
     withTexture(target.textureName, [&] {
-      glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, target.renderBitmap.width(), target.renderBitmap.height(), GL_BGRA,
-                      GL_UNSIGNED_INT_8_8_8_8_REV, target.renderBitmap.bytes());
+      glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, target.renderBitmap.width(), target.renderBitmap.height(),
+                      GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, target.renderBitmap.bytes());
     });
   }
   ++tilesVersion_;

@@ -11,14 +11,17 @@ TextScrollerString::TextScrollerString(std::optional<AttributedString> string, I
 std::shared_ptr<TextScrollerString> TextScrollerString::textScrollerStringWithString(
     std::optional<AttributedString> string) {
   const TextSize size = string ? TextLayout::naturalSize(*string) : TextSize{};
-  return std::shared_ptr<TextScrollerString>(
-      new TextScrollerString(std::move(string), nullptr, static_cast<float>(size.width), size.height));
+  // The strip's positions only ever grow; a measurement that is no size counts as none.
+  const auto sized = [](double side) { return std::isfinite(side) && side > 0 ? side : 0.0; };
+  return std::shared_ptr<TextScrollerString>(new TextScrollerString(
+      std::move(string), nullptr, static_cast<float>(sized(size.width)), sized(size.height)));
 }
 
 std::shared_ptr<TextScrollerString> TextScrollerString::textScrollerStringWithImage(ImageRef image) {
   const float width = image ? static_cast<float>(image->width()) : 0;
   const double height = image ? image->height() : 0;
-  return std::shared_ptr<TextScrollerString>(new TextScrollerString(std::nullopt, std::move(image), width, height));
+  return std::shared_ptr<TextScrollerString>(
+      new TextScrollerString(std::nullopt, std::move(image), width, height));
 }
 
 const TextLayout& TextScrollerString::layoutFor(double containerHeight) {

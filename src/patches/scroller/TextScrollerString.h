@@ -15,7 +15,8 @@ namespace qva {
 class TextScrollerString {
  public:
   // None makes an empty piece of width 0.
-  static std::shared_ptr<TextScrollerString> textScrollerStringWithString(std::optional<AttributedString> string);
+  static std::shared_ptr<TextScrollerString> textScrollerStringWithString(
+      std::optional<AttributedString> string);
   static std::shared_ptr<TextScrollerString> textScrollerStringWithImage(ImageRef image);
 
   const std::optional<AttributedString>& string() const { return string_; }
