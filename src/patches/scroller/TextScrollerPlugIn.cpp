@@ -3,6 +3,7 @@
 #include <epoxy/gl.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -20,6 +21,8 @@ namespace {
 // Tiles larger than this on a side are refused without GL too: Cairo draws into at most 32767 pixels a
 // side, and GL drivers commonly hold 16384.
 constexpr std::uint32_t kMaximumTileSide = 16384;
+// Scroll positions this close to a whole pixel are that pixel.
+constexpr double kPixelTolerance = 1e-6;
 
 // The ports whose change rebuilds the piece list.
 constexpr const char* kRebuildingPorts[] = {
@@ -518,6 +521,12 @@ bool TextScrollerPlugIn::execute(ExecutionContext& context, double time, const A
 
   if (!theStrings_.empty()) {
     renderPosition_ = (time - startTime_) * inputNumber("inputSpeed");
+    // Frame times such as 481/50 are not exact in binary, and a position a hair below a whole pixel
+    // would be truncated to the pixel before: the crawl would step 3 and 5 pixels instead of 4.
+    if (const double pixel = std::round(renderPosition_);
+        std::abs(renderPosition_ - pixel) < kPixelTolerance) {
+      renderPosition_ = pixel;
+    }
     // Not a number never reaches the threshold.
     if (renderPosition_ >= renderThreshold_) {
       updateRenderTarget();

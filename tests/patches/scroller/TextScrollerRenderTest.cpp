@@ -28,9 +28,9 @@ std::vector<int> alphaRow(const PixelBufferView& pixels, int y) {
 }
 
 // A row that is opaque exactly from column `from` (inclusive) to `to` (exclusive), clipped to the image.
-std::vector<int> expectedRow(int from, int to) {
-  std::vector<int> row(kWidth, 0);
-  for (int x = std::max(from, 0); x < std::min(to, kWidth); ++x) {
+std::vector<int> expectedRow(int from, int to, int width = kWidth) {
+  std::vector<int> row(width, 0);
+  for (int x = std::max(from, 0); x < std::min(to, width); ++x) {
     row[x] = 255;
   }
   return row;
@@ -106,6 +106,18 @@ TEST_F(TextScrollerRenderTest, StripLandsWhereTheSpeedPutsIt) {
   set("inputRTFStyle", Value(""));
   for (int p : {0, 5, 30, 63, 64, 70, 73, 74}) {
     EXPECT_EQ(rowAt(200 + p), expectedRow(p - 10, p)) << "left to right at " << p;
+  }
+}
+
+TEST_F(TextScrollerRenderTest, WholePixelStepsAtFrameTimesThatAreNotExact) {
+  // At 200 pixels a second and 50 frames a second, frame 29 is at 29/50 s, whose product with the speed
+  // falls a hair short of 116 in binary.
+  set("inputWidth", Value(std::uint32_t{128}));
+  set("inputSpeed", Value(200.0));
+  for (int frame = 0; frame < 32; ++frame) {
+    ASSERT_TRUE(driver_->frame(frame / 50.0));
+    const auto pixels = gl_->pixelsForImage(*driver_->output("outputImage").imageValue());
+    EXPECT_EQ(alphaRow(*pixels, 10), expectedRow(128 - 4 * frame, 138 - 4 * frame, 128)) << frame;
   }
 }
 
