@@ -1,7 +1,9 @@
 // The text scroller crawling a strip of 10, 100 and 10,000 items: a 1920 × 100 crawl at 200 pixels a
 // second, drawn pixel for pixel on a 1080p canvas at 50 frames a second and read back, as `qva render`
 // does. Against it, FFmpeg's drawtext filter crawling the same text over a transparent 1080p picture.
-// Both report frames a second ("fps"); the scroller's cost per frame should not grow with the strip.
+// Both report frames a second ("fps"); the scroller's cost per frame should not grow with the strip. The
+// floor under every frame, the canvas cleared and read back with nothing on it, is qva_render_bench's
+// BM_EmptyFrame.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -104,25 +106,6 @@ void BM_ScrollerCrawl(benchmark::State& state) {
   state.counters["build_ms"] = buildSeconds * 1000;
 }
 BENCHMARK(BM_ScrollerCrawl)->Arg(10)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond)->UseRealTime();
-
-// The floor under every frame of the crawl: the 1080p canvas cleared and read back with nothing drawn.
-void BM_CanvasFloor(benchmark::State& state) {
-  auto creation = Renderer::create(kWidth, kHeight);
-  if (!creation.renderer) {
-    state.SkipWithError(creation.error.c_str());
-    return;
-  }
-  TaskQueue queue;
-  ExecutionContext context(queue);
-  auto frame = Bitmap::allocate(kWidth, kHeight, kWidth * 4);
-  for (auto _ : state) {
-    creation.renderer->beginFrame(context, Color{0, 0, 0, 0});
-    creation.renderer->readFrame(frame->bytes(), frame->rowBytes());
-    benchmark::DoNotOptimize(frame->bytes()[0]);
-  }
-  state.counters["fps"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-}
-BENCHMARK(BM_CanvasFloor)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // FFmpeg's drawtext crawling the same text at the same size and speed over a transparent 1080p source,
 // its frames thrown away: frames a second of the whole run, start-up included.

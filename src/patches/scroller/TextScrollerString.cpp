@@ -26,7 +26,9 @@ std::shared_ptr<TextScrollerString> TextScrollerString::textScrollerStringWithIm
 
 const TextLayout& TextScrollerString::layoutFor(double containerHeight) {
   if (!layout_ || layout_->container().height != containerHeight) {
-    layout_.emplace(*string_, TextLayout::Container{static_cast<double>(width_), containerHeight});
+    // Without a width the lines break only where the text does, as when it was measured; paragraph
+    // alignment then goes by the widest line, which is the piece's width.
+    layout_.emplace(*string_, TextLayout::Container{std::nullopt, containerHeight});
   }
   return *layout_;
 }

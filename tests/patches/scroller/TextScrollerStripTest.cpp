@@ -292,5 +292,29 @@ TEST_F(TextScrollerStripTest, LongStringsAndManyItems) {
   EXPECT_EQ(scrollerOf(driver_).strings().size(), 19999u);
 }
 
+TEST(TextScrollerStringTest, PiecesStayOnOneLine) {
+  // With kerning, text laid out in a container of its measured width breaks its line.
+  for (const double kerning : {0.0, 0.1, 2.0}) {
+    TextAttributes style;
+    style.font.pointSize = 40;
+    style.kerning = kerning;
+    auto piece =
+        TextScrollerString::textScrollerStringWithString(AttributedString::fromUtf8("WWWWW end", style));
+    // A line broken at its space would show "end" below the first line, at the piece's start.
+    auto tile = Bitmap::allocate(200, 200, 800);
+    EXPECT_EQ(piece->drawInRect(*tile, TextRect{0, 0, 200, 200}, 0, 0, 200, true), piece->width());
+    int inked = 0;
+    for (int y = 0; y < 200; ++y) {
+      for (int x = 0; x < 200; ++x) {
+        if (tile->row(y)[x * 4 + 3] != 0) {
+          ASSERT_LT(y, piece->height()) << "a second line with kerning " << kerning;
+          ++inked;
+        }
+      }
+    }
+    EXPECT_GT(inked, 100);
+  }
+}
+
 }  // namespace
 }  // namespace qva
