@@ -35,6 +35,12 @@ auto findPort(std::vector<Port>& ports, const std::string& key) {
                       [&](const Port& port) { return port.description.key == key; });
 }
 
+// An input's value before the host sets it: its default, or its type's initial value without one.
+Value valueBeforeFirstSet(PortType type, const PortAttributes& attributes) {
+  return attributes.defaultValue.isNone() ? Value::initialValue(type)
+                                          : attributes.defaultValue.convertedTo(type);
+}
+
 const Value& noValue() {
   static const Value none;
   return none;
@@ -44,10 +50,10 @@ const Value& noValue() {
 
 Patch::Patch(const PatchClass& patchClass) : patchClass_(patchClass) {
   for (const PortDescription* port : orderedPorts(patchClass.inputs, patchClass.sortedPropertyPortKeys)) {
-    inputs_.push_back({*port, port->attributes.defaultValue.convertedTo(port->type), Value(), false, true});
+    inputs_.push_back({*port, valueBeforeFirstSet(port->type, port->attributes), Value(), false, true});
   }
   for (const PortDescription* port : orderedPorts(patchClass.outputs, patchClass.sortedPropertyPortKeys)) {
-    outputs_.push_back({*port, Value()});
+    outputs_.push_back({*port, Value::initialValue(port->type)});
   }
 }
 
@@ -144,13 +150,12 @@ const Value& Patch::outputValue(const std::string& key) const {
 
 void Patch::addInputPort(PortType type, const std::string& key, const PortAttributes& attributes) {
   removeInputPort(key);
-  inputs_.push_back(
-      {{key, type, attributes}, attributes.defaultValue.convertedTo(type), Value(), false, true});
+  inputs_.push_back({{key, type, attributes}, valueBeforeFirstSet(type, attributes), Value(), false, true});
 }
 
 void Patch::addOutputPort(PortType type, const std::string& key, const PortAttributes& attributes) {
   removeOutputPort(key);
-  outputs_.push_back({{key, type, attributes}, Value()});
+  outputs_.push_back({{key, type, attributes}, Value::initialValue(type)});
 }
 
 void Patch::removeInputPort(const std::string& key) {

@@ -38,6 +38,7 @@ class ProbePatch final : public QVAPlugIn {
   }
 
   using Patch::addInputPort;
+  using Patch::addOutputPort;
   using Patch::removeInputPort;
 
   bool changedA = false;
@@ -75,9 +76,21 @@ TEST_F(PatchFixture, PortsComeInSortedOrderThenDeclarationOrderThenAddedOrder) {
   EXPECT_EQ(patch.findInputPort("inputDynamic"), nullptr);
 }
 
-TEST_F(PatchFixture, InputsHoldDefaultsConvertedToTheirTypeAndNoValueWithoutOne) {
+TEST_F(PatchFixture, PortsStartWithTheirDefaultOrTheirTypesInitialValue) {
   EXPECT_EQ(patch.findInputPort("inputA")->value, Value(1.0));
-  EXPECT_TRUE(patch.findInputPort("inputB")->value.isNone());
+  EXPECT_EQ(patch.findInputPort("inputB")->value, Value(std::uint32_t{0}));
+  EXPECT_EQ(patch.findOutputPort("outputX")->value, Value(0.0));
+  const std::pair<PortType, Value> initialValues[] = {
+      {PortType::Boolean, Value(false)}, {PortType::Index, Value(std::uint32_t{0})},
+      {PortType::Number, Value(0.0)},    {PortType::String, Value()},
+      {PortType::Color, Value()},        {PortType::Image, Value()},
+      {PortType::Structure, Value()}};
+  for (const auto& [type, initial] : initialValues) {
+    patch.addInputPort(type, "inputAdded", {});
+    patch.addOutputPort(type, "outputAdded", {});
+    EXPECT_EQ(patch.findInputPort("inputAdded")->value, initial) << portTypeName(type);
+    EXPECT_EQ(patch.findOutputPort("outputAdded")->value, initial) << portTypeName(type);
+  }
   EXPECT_TRUE(patch.setInputValue("inputB", Value(4.8)));
   EXPECT_EQ(patch.findInputPort("inputB")->value, Value(std::uint32_t{4}));
   EXPECT_FALSE(patch.setInputValue("inputMissing", Value(1.0)));
@@ -88,8 +101,10 @@ TEST_F(PatchFixture, ChangeFlagsCompareWithThePreviousExecution) {
   EXPECT_TRUE(patch.changedA) << "every input counts as changed at the first execution";
   EXPECT_TRUE(patch.changedB);
   patch.setInputValue("inputA", Value(1.0));
+  patch.setInputValue("inputB", Value(0.0));
   runFrame();
-  EXPECT_FALSE(patch.changedA) << "setting the same value is no change";
+  EXPECT_FALSE(patch.changedA) << "setting the default is no change";
+  EXPECT_FALSE(patch.changedB) << "setting the initial value of a port without a default is no change";
   patch.setInputValue("inputA", Value(2.0));
   patch.setInputValue("inputA", Value(1.0));
   runFrame();
