@@ -116,6 +116,10 @@ TEST(DriveSession, BadScriptsAreRefusedBeforeAnythingRuns) {
           R"({"class": "QVAInterpolationPlugIn", "context": {"gl": "yes"}, "steps": []})",
           R"({"class": "QVAInterpolationPlugIn", "context": {"viewport": [4294967297, 1]}, "steps": []})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "force": {"now": 1}}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "clear": [0, 0, 0, 1]}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "canvas": true}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "clear": "red"}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "canvas": 1}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "write", "path": "/nonexistent-qva/x", "text": 5}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "touch", "path": "/nonexistent-qva/x", "mtime": "now"}]})",
       }) {
