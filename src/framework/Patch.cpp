@@ -1,6 +1,8 @@
 #include "framework/Patch.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 #include "framework/ProcessLog.h"
 
@@ -126,18 +128,31 @@ void Patch::finishExecution() {
   }
 }
 
+void Patch::checkPortKey([[maybe_unused]] const void* port, [[maybe_unused]] const std::string& key) const {
+#ifndef NDEBUG
+  if (port == nullptr) {
+    std::fprintf(stderr, "qva: %s reads or writes \"%s\", which is none of its ports\n",
+                 patchClass_.className.c_str(), key.c_str());
+    std::abort();
+  }
+#endif
+}
+
 const Value& Patch::valueForInputKey(const std::string& key) const {
   const InputPort* port = findInputPort(key);
+  checkPortKey(port, key);
   return port != nullptr ? port->value : noValue();
 }
 
 bool Patch::didValueForInputKeyChange(const std::string& key) const {
   const InputPort* port = findInputPort(key);
+  checkPortKey(port, key);
   return port != nullptr && port->changed;
 }
 
 void Patch::setValueForOutputKey(const Value& value, const std::string& key) {
   auto found = findPort(outputs_, key);
+  checkPortKey(found != outputs_.end() ? &*found : nullptr, key);
   if (found != outputs_.end()) {
     found->value = value.convertedTo(found->description.type);
   }
@@ -145,6 +160,7 @@ void Patch::setValueForOutputKey(const Value& value, const std::string& key) {
 
 const Value& Patch::outputValue(const std::string& key) const {
   const OutputPort* port = findOutputPort(key);
+  checkPortKey(port, key);
   return port != nullptr ? port->value : noValue();
 }
 

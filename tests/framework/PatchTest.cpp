@@ -40,6 +40,8 @@ class ProbePatch final : public QVAPlugIn {
   using Patch::addInputPort;
   using Patch::addOutputPort;
   using Patch::removeInputPort;
+  using Patch::setValueForOutputKey;
+  using Patch::valueForInputKey;
 
   bool changedA = false;
   bool changedB = false;
@@ -117,6 +119,19 @@ TEST_F(PatchFixture, ChangeFlagsCompareWithThePreviousExecution) {
   EXPECT_TRUE(patch.changedA);
   EXPECT_FALSE(patch.anyInputChanged()) << "the framework clears the flags after each execution";
   EXPECT_EQ(patch.findOutputPort("outputX")->value, Value(5.0));
+}
+
+// A key the patch has no port for is a misspelling in the patch itself.
+TEST_F(PatchFixture, MisspeltPortKeysStopDebugBuildsAndAreHarmlessInReleaseBuilds) {
+#ifdef NDEBUG
+  EXPECT_TRUE(patch.valueForInputKey("inputAa").isNone());
+  patch.setValueForOutputKey(Value(3.0), "outputXx");
+  EXPECT_EQ(patch.findOutputPort("outputX")->value, Value(0.0));
+  EXPECT_EQ(patch.findOutputPort("outputXx"), nullptr);
+#else
+  EXPECT_DEATH(patch.valueForInputKey("inputAa"), "ProbePatch reads or writes \"inputAa\"");
+  EXPECT_DEATH(patch.setValueForOutputKey(Value(3.0), "outputXx"), "\"outputXx\"");
+#endif
 }
 
 TEST_F(PatchFixture, SavedVersionIsRecordedButAlwaysSavedAsTheCurrentVersion) {

@@ -1,7 +1,6 @@
 #include "patches/render/RenderPatches.h"
 
 #include "framework/PatchRegistry.h"
-#include "patches/files/QVAImageLoaderPlugIn.h"
 #include "patches/render/QVACirclePlugIn.h"
 #include "patches/render/QVAPolygonPlugIn.h"
 #include "patches/render/QVARoundedRectPlugIn.h"
@@ -18,7 +17,6 @@ void registerRenderPatches(PatchRegistry& registry) {
   registry.add(QVASkewedRectanglePlugIn::patchClass());
   registry.add(QVASafeAreasPlugIn::patchClass());
   registry.add(QVATexturedSquarePlugIn::patchClass());
-  registry.add(QVAImageLoaderPlugIn::patchClass());
 }
 
 }  // namespace qva
