@@ -70,7 +70,9 @@ void checkStep(const PropertyList& step, std::size_t index, bool gl) {
   }
   if (step.contains("clear")) {
     try {
-      ValueJson::decode(step["clear"], PortType::Color);
+      if (ValueJson::decode(step["clear"], PortType::Color).isNone()) {
+        throw std::invalid_argument("a colour is needed, not null");
+      }
     } catch (const std::invalid_argument& error) {
       throw DriveError(where + ": \"clear\": " + error.what());
     }

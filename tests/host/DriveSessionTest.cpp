@@ -119,6 +119,7 @@ TEST(DriveSession, BadScriptsAreRefusedBeforeAnythingRuns) {
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "clear": [0, 0, 0, 1]}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "canvas": true}]})",
           R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "clear": "red"}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "clear": null}]})",
           R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "canvas": 1}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "write", "path": "/nonexistent-qva/x", "text": 5}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "touch", "path": "/nonexistent-qva/x", "mtime": "now"}]})",
