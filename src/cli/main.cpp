@@ -10,11 +10,14 @@
 #include "cli/RenderCommand.h"
 #include "cli/RtfCommand.h"
 #include "cli/RunCommand.h"
+#include "foundation/files/InstalledData.h"
 
 int main(int argc, char** argv) {
   // Text is laid out with the project's font configuration, so that font names resolve and metrics repeat
   // on every machine; a configuration the user names explicitly wins.
-  setenv("FONTCONFIG_FILE", QVA_FONTS_CONF, 0);
+  if (const auto data = qva::installedDataFolder()) {
+    setenv("FONTCONFIG_FILE", (*data / "fonts" / "fonts.conf").c_str(), 0);
+  }
   CLI::App app("qva: runs broadcast-graphics compositions and their patches headless");
   app.require_subcommand(1);
   qva::addListCommand(app);

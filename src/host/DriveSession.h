@@ -55,6 +55,8 @@ class DriveSession {
   void applySettings(const PropertyList& settings);
   void setInputs(const PropertyList& inputs);
   PropertyList outputs();
+  // The canvas read back, described as an output image.
+  PropertyList canvasImage();
   // Adds the host log, process log and user information gathered since the last step.
   void finishLine(PropertyList& line);
 

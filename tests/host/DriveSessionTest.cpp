@@ -43,6 +43,21 @@ TEST(DriveSession, ProcessorsWithoutTimeRunOnlyWhenAnInputChanged) {
   EXPECT_EQ(lines[3]["outputs"]["outputTime"], -978307200.0);
 }
 
+TEST(DriveSession, OutputsHoldTheirTypesInitialValueAndSettingItAgainIsNoChange) {
+  const auto lines = drive(R"({"class": "ConvertTimePlugIn", "steps": [
+      {"op": "start"}, {"time": 0}, {"time": 1, "inputs": {"inputTime": 0}}, {"time": 2, "inputs": {"inputTime": null}}]})");
+  EXPECT_EQ(lines[1]["executed"], true);
+  EXPECT_EQ(lines[2]["executed"], false) << "0 is the value an input without a default starts with";
+  EXPECT_EQ(lines[3]["executed"], true) << "no value is a value of its own";
+
+  const auto watcher = drive(R"({"class": "QVAPathWatcherPlugIn", "steps": [{"op": "ports"}, {"time": 0}]})");
+  EXPECT_EQ(watcher[1]["outputs"]["outputUpdateSignal"], false);
+  const auto loader =
+      drive(R"({"class": "QVAImageLoaderPlugIn", "steps": [{"time": 0, "inputs": {"inputPath": ""}}]})");
+  EXPECT_EQ(loader[0]["outputs"], PropertyList::parse(R"({"outputImage": null, "outputImageLoaded": false,
+      "outputWidth": 0.0, "outputHeight": 0.0, "outputPixelsWide": 0, "outputPixelsHigh": 0})"));
+}
+
 TEST(DriveSession, IdlePatchesAreAskedAndTheFloatMaximumMeansOnlyOnChange) {
   const auto lines = drive(R"({"class": "QVASmoothPlugIn", "steps": [
       {"time": 0, "inputs": {"inputValue": 1}}, {"time": 1}, {"time": 2}]})");
@@ -101,6 +116,11 @@ TEST(DriveSession, BadScriptsAreRefusedBeforeAnythingRuns) {
           R"({"class": "QVAInterpolationPlugIn", "context": {"gl": "yes"}, "steps": []})",
           R"({"class": "QVAInterpolationPlugIn", "context": {"viewport": [4294967297, 1]}, "steps": []})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "force": {"now": 1}}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "clear": [0, 0, 0, 1]}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "canvas": true}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "clear": "red"}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "clear": null}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "canvas": 1}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "write", "path": "/nonexistent-qva/x", "text": 5}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "touch", "path": "/nonexistent-qva/x", "mtime": "now"}]})",
       }) {
