@@ -15,6 +15,7 @@
 #include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
 #include "foundation/dispatch/TaskQueue.h"
+#include "foundation/files/InstalledData.h"
 #include "foundation/image/Bitmap.h"
 #include "host/CompositionGraph.h"
 #include "host/FrameRenderer.h"
@@ -62,12 +63,21 @@ void drawProgress(long long done, long long total) {
   std::fflush(stderr);
 }
 
+// The composition file, or the built-in demo, which reads its companion files (the ticker's headlines)
+// from the examples that ship in the data folder.
+Composition loadComposition(const RenderOptions& options) {
+  if (!options.compositionPath.empty()) {
+    return Composition::load(options.compositionPath);
+  }
+  const auto data = installedDataFolder();
+  return Composition::parse(demoCompositionText(),
+                            data ? (*data / "examples" / "demo.qvc").string() : "demo.qvc");
+}
+
 void render(const RenderOptions& options) {
   // From before the output exists, so that an interrupt never leaves an unfinished file.
   const InterruptRequest interrupt;
-  const Composition composition = options.compositionPath.empty()
-                                      ? Composition::parse(demoCompositionText(), "demo.qvc")
-                                      : Composition::load(options.compositionPath);
+  const Composition composition = loadComposition(options);
   const auto [width, height] =
       options.size.empty() ? std::pair{composition.width(), composition.height()} : parseSize(options.size);
   const auto [frameRate, frames] =
@@ -81,7 +91,8 @@ void render(const RenderOptions& options) {
 
   TaskQueue queue;
   ExecutionContext context(queue);
-  if (!options.compositionPath.empty()) {
+  // The built-in demo has a location only where the data folder is.
+  if (!options.compositionPath.empty() || installedDataFolder()) {
     context.setCompositionPath(composition.path());
   }
   renderer.beginFrame(context, composition.background());
