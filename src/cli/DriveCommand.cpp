@@ -41,7 +41,7 @@ void addDriveCommand(CLI::App& app) {
   command->callback([scriptPath, imagesFolder] {
     PropertyList script;
     try {
-      script = PropertyList::parse(readScript(*scriptPath));
+      script = parsePropertyList(readScript(*scriptPath));
     } catch (const PropertyList::exception& error) {
       throw CommandError("the drive script is not valid JSON: " + std::string(error.what()));
     }
