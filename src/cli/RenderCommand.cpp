@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -19,6 +20,7 @@
 #include "host/CompositionGraph.h"
 #include "host/FrameRenderer.h"
 #include "host/HostPatches.h"
+#include "host/RawFrameOutput.h"
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
 #include "host/ThreadedOutput.h"
@@ -60,6 +62,15 @@ void drawProgress(long long done, long long total) {
                std::string(static_cast<std::size_t>(filled), '#').c_str(),
                std::string(static_cast<std::size_t>(kBarWidth - filled), '.').c_str(), done, total);
   std::fflush(stderr);
+}
+
+// A reader that closes its end of the pipe has taken what it wanted: the render ends without a
+// message, with the status a shell gives a command ended by the broken pipe.
+[[noreturn]] void throwOutputError(const std::string& error) {
+  if (error == RawFrameOutput::kReaderClosed) {
+    throw CommandError("", 128 + SIGPIPE);
+  }
+  throw CommandError(error);
 }
 
 void render(const RenderOptions& options) {
@@ -117,7 +128,7 @@ void render(const RenderOptions& options) {
         width, height, [&](Bitmap& frame) { return frameRenderer.render(index, scene, frame); });
     if (!error.empty()) {
       graph.stop();
-      throw CommandError(error);
+      throwOutputError(error);
     }
     if (progress) {
       drawProgress(index + 1, frames);
@@ -125,7 +136,7 @@ void render(const RenderOptions& options) {
   }
   graph.stop();
   if (std::string error = output.finish(); !error.empty()) {
-    throw CommandError(error);
+    throwOutputError(error);
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (progress) {
