@@ -62,6 +62,7 @@ TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
            {"run /nonexistent/composition.qvc", ""},
            {"run " + std::string(QVA_SOURCE_DIR) + "/examples/stopframes.qvc --set nothing=1", ""},
            {"frobnicate", ""},
+           {"rtf describe /dev/zero", ""},
            {"render --interlace sideways --frames 1", ""},
        }) {
     const CommandResult result = runQva(arguments, input);
