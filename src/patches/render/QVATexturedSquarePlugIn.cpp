@@ -232,8 +232,9 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   const Tint tint(withArguments ? Color{opacity, opacity, opacity, alpha}
                                 : valueForInputKey("inputColor").colorValue().value_or(Color{1, 1, 1, 1}));
   GLContext::tintTexturing(tint.red, tint.green, tint.blue, tint.alpha);
-  glEnable(GL_POLYGON_SMOOTH);
-  glHint(GL_POLYGON_SMOOTH_HINT, GL_NICEST);
+  // No polygon smoothing: drivers that honour it (llvmpipe does not) blend each triangle's edge
+  // coverage into alpha, so the quad's shared diagonal is drawn twice, half covered, as a light line,
+  // and edge pixels lose alpha.
   switch (inputIndex("inputDepth")) {
     case 2:
       glEnable(GL_ALPHA_TEST);
