@@ -142,9 +142,9 @@ void render(const RenderOptions& options) {
   if (progress) {
     std::fprintf(stderr, "\n");
   }
-  std::fprintf(stderr, "qva: rendered %lld frames (%dx%d) in %.2f s, %.1f fps, to %s\n", frames, width,
-               height, seconds, seconds > 0 ? static_cast<double>(frames) / seconds : 0.0,
-               output.description().c_str());
+  std::fprintf(stderr, "qva: rendered %lld frames (%dx%d) in %.2f s, %.1f fps, to %s, with %s\n", frames,
+               width, height, seconds, seconds > 0 ? static_cast<double>(frames) / seconds : 0.0,
+               output.description().c_str(), renderer.gl().description().c_str());
 }
 
 }  // namespace
