@@ -5,9 +5,9 @@
 
 namespace qva {
 
-// The most xpl_read_file reads: text, subtitle and RTF documents are far smaller, and a larger read
-// would hold its caller, often the host's thread, and the memory for long.
-constexpr std::size_t kReadFileLimit = std::size_t{64} << 20;
+// The most xpl_read_file reads: room for subtitle files of a hundred thousand long lines, while a larger
+// read would hold its caller, often the host's thread, and the memory for long.
+constexpr std::size_t kReadFileLimit = std::size_t{256} << 20;
 
 // Reads a whole regular file into bytes; the string's own terminating zero ends the data for parsers
 // that scan to a zero byte. False, with bytes left empty and the reason in error when one is given, for
