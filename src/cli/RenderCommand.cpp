@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -20,6 +21,7 @@
 #include "host/CompositionGraph.h"
 #include "host/FrameRenderer.h"
 #include "host/HostPatches.h"
+#include "host/RawFrameOutput.h"
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
 #include "host/ThreadedOutput.h"
@@ -72,6 +74,15 @@ Composition loadComposition(const RenderOptions& options) {
   const auto data = installedDataFolder();
   return Composition::parse(demoCompositionText(),
                             data ? (*data / "examples" / "demo.qvc").string() : "demo.qvc");
+}
+
+// A reader that closes its end of the pipe has taken what it wanted: the render ends without a
+// message, with the status a shell gives a command ended by the broken pipe.
+[[noreturn]] void throwOutputError(const std::string& error) {
+  if (error == RawFrameOutput::kReaderClosed) {
+    throw CommandError("", 128 + SIGPIPE);
+  }
+  throw CommandError(error);
 }
 
 void render(const RenderOptions& options) {
@@ -128,7 +139,7 @@ void render(const RenderOptions& options) {
         width, height, [&](Bitmap& frame) { return frameRenderer.render(index, scene, frame); });
     if (!error.empty()) {
       graph.stop();
-      throw CommandError(error);
+      throwOutputError(error);
     }
     if (progress) {
       drawProgress(index + 1, frames);
@@ -136,15 +147,15 @@ void render(const RenderOptions& options) {
   }
   graph.stop();
   if (std::string error = output.finish(); !error.empty()) {
-    throw CommandError(error);
+    throwOutputError(error);
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (progress) {
     std::fprintf(stderr, "\n");
   }
-  std::fprintf(stderr, "qva: rendered %lld frames (%dx%d) in %.2f s, %.1f fps, to %s\n", frames, width,
-               height, seconds, seconds > 0 ? static_cast<double>(frames) / seconds : 0.0,
-               output.description().c_str());
+  std::fprintf(stderr, "qva: rendered %lld frames (%dx%d) in %.2f s, %.1f fps, to %s, with %s\n", frames,
+               width, height, seconds, seconds > 0 ? static_cast<double>(frames) / seconds : 0.0,
+               output.description().c_str(), renderer.gl().description().c_str());
 }
 
 }  // namespace
