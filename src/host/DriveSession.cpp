@@ -1,6 +1,7 @@
 #include "host/DriveSession.h"
 
 #include <chrono>
+#include <filesystem>
 #include <limits>
 #include <set>
 
@@ -308,7 +309,16 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
     queue_.pumpFor(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
         std::chrono::duration<double>(step["seconds"].get<double>())));
   } else if (op == "fs") {
-    line["ok"] = FileAction(step, options_.scriptFolder).apply();
+    const FileAction action(step, options_.scriptFolder);
+    std::vector<std::string> roots = options_.fileRoots;
+    std::error_code noTemporaryFolder;
+    if (const auto temporary = std::filesystem::temp_directory_path(noTemporaryFolder); !noTemporaryFolder) {
+      roots.push_back(temporary.string());
+    }
+    if (const std::string refusal = action.refusal(roots); !refusal.empty()) {
+      throw DriveError("step " + std::to_string(index) + ": " + refusal);
+    }
+    line["ok"] = action.apply();
   }
   finishLine(line);
   return line;

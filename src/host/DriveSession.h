@@ -28,6 +28,8 @@ struct DriveOptions {
   const PatchRegistry* registry = nullptr;
   // The folder relative image and file paths of the script are taken from.
   std::string scriptFolder = ".";
+  // The folders the fs op may change things inside, besides the system's temporary folder.
+  std::vector<std::string> fileRoots;
   // Where output images are written as PNG, when given.
   std::optional<std::string> imagesFolder;
 };
