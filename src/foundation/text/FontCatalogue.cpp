@@ -2,6 +2,10 @@
 
 #include <fontconfig/fontconfig.h>
 
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
 namespace qva {
 
 namespace {
@@ -61,7 +65,33 @@ FontCatalogue& FontCatalogue::shared() {
 }
 
 bool FontCatalogue::fontExists(const std::string& name) {
-  return resolvedFamily(name).has_value();
+  return resolvedFamily(name).has_value() ||
+         resolvedFamily(resolvedFont(FontDescriptor{name}).family).has_value();
+}
+
+FontDescriptor FontCatalogue::resolvedFont(const FontDescriptor& font) {
+  FontDescriptor resolved = font;
+  const std::size_t dash = font.family.rfind('-');
+  if (dash == std::string::npos || dash == 0 || resolvedFamily(font.family)) {
+    return resolved;
+  }
+  const std::string family = font.family.substr(0, dash);
+  const std::string face = font.family.substr(dash + 1);
+  static constexpr std::string_view kFaceWords[] = {"Regular", "Roman",    "Book",  "Medium",
+                                                    "Bold",    "Black",    "Heavy", "Italic",
+                                                    "Oblique", "Semibold", "Light", "Condensed"};
+  const bool knownFace =
+      std::any_of(std::begin(kFaceWords), std::end(kFaceWords),
+                  [&](std::string_view word) { return face.find(word) != std::string::npos; });
+  if (!knownFace || !resolvedFamily(family)) {
+    return resolved;
+  }
+  resolved.family = family;
+  resolved.bold = resolved.bold || face.find("Bold") != std::string::npos ||
+                  face.find("Black") != std::string::npos || face.find("Heavy") != std::string::npos;
+  resolved.italic = resolved.italic || face.find("Italic") != std::string::npos ||
+                    face.find("Oblique") != std::string::npos;
+  return resolved;
 }
 
 std::optional<std::string> FontCatalogue::resolvedFamily(const std::string& name) {

@@ -44,30 +44,8 @@ bool isParagraphSeparator(char16_t c) {
   return c == u'\n' || c == u'\r' || c == u'\u2029';
 }
 
-// The family to ask fontconfig for, with traits that a PostScript-style name ("Helvetica-BoldOblique")
-// carries in its suffix when the whole name is no family.
-FontDescriptor resolvedFont(const FontDescriptor& font) {
-  FontDescriptor resolved = font;
-  FontCatalogue& catalogue = FontCatalogue::shared();
-  const std::size_t dash = font.family.rfind('-');
-  if (dash == std::string::npos || dash == 0 || catalogue.fontExists(font.family)) {
-    return resolved;
-  }
-  const std::string family = font.family.substr(0, dash);
-  const std::string suffix = font.family.substr(dash + 1);
-  if (!catalogue.fontExists(family)) {
-    return resolved;
-  }
-  resolved.family = family;
-  resolved.bold = resolved.bold || suffix.find("Bold") != std::string::npos ||
-                  suffix.find("Black") != std::string::npos || suffix.find("Heavy") != std::string::npos;
-  resolved.italic = resolved.italic || suffix.find("Italic") != std::string::npos ||
-                    suffix.find("Oblique") != std::string::npos;
-  return resolved;
-}
-
 PangoFontDescription* newFontDescription(const FontDescriptor& font) {
-  const FontDescriptor resolved = resolvedFont(font);
+  const FontDescriptor resolved = FontCatalogue::shared().resolvedFont(font);
   PangoFontDescription* description = pango_font_description_new();
   pango_font_description_set_family(description, resolved.family.c_str());
   double size = resolved.pointSize;
@@ -316,7 +294,14 @@ void TextLayout::Lines::layOutBlock(Block& block) {
   }
   const bool wraps = container.width.has_value() && style.lineBreakMode != LineBreakMode::Clip;
   if (wraps) {
-    pango_layout_set_width(layout, toPango(block.width));
+    // Pango breaks lines counting the letter spacing after a line's last letter, which takes no room
+    // on the page; without that allowance a line as wide as the text's natural width would break.
+    double spacing = 0;
+    for (const Segment& segment : block.segments) {
+      const double kerning = attributeSets[segment.attributes].kerning;
+      spacing = std::max(spacing, std::isfinite(kerning) ? std::abs(kerning) : 0.0);
+    }
+    pango_layout_set_width(layout, toPango(block.width + spacing));
     switch (style.lineBreakMode) {
       case LineBreakMode::CharWrap:
         pango_layout_set_wrap(layout, PANGO_WRAP_CHAR);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "foundation/image/GaussianBlur.h"
+#include "foundation/text/FontCatalogue.h"
 #include "foundation/text/TextLayout.h"
 
 namespace qva {
@@ -341,11 +342,17 @@ TEST(TextLayoutTest, SuperscriptsObliquenessExpansionAndKerning) {
   wide.expansion = std::log(2.0);
   EXPECT_NEAR(TextLayout::naturalSize(text("wide", wide)).width,
               2 * TextLayout::naturalSize(text("wide")).width, 1);
-  // Kerning spaces the letters apart: three gaps in four letters.
+  // Kerning spaces the letters apart: three gaps in four letters. Kerned text fits in its natural width.
   TextAttributes kerned = style();
   kerned.kerning = 10;
   EXPECT_NEAR(TextLayout::naturalSize(text("abcd", kerned)).width,
               TextLayout::naturalSize(text("abcd")).width + 30, 1);
+  for (double kerning : {0.1, 2.0, 25.0}) {
+    kerned.kerning = kerning;
+    const AttributedString words = text("Hello world", kerned);
+    EXPECT_EQ(TextLayout(words, {TextLayout::naturalSize(words).width, std::nullopt}).lineCount(), 1u)
+        << kerning;
+  }
 }
 
 TEST(TextLayoutTest, MovedTextKeepsItsShape) {
@@ -377,6 +384,10 @@ TEST(TextLayoutTest, FontsResolveByFamilyTraitsAndPostScriptNames) {
   bold.font.bold = true;
   TextAttributes postScript = regular;
   postScript.font.family = "Helvetica-Bold";
+  EXPECT_TRUE(FontCatalogue::shared().fontExists("Helvetica-Bold"));
+  EXPECT_TRUE(FontCatalogue::shared().fontExists("LucidaGrande-BoldItalic"));
+  EXPECT_FALSE(FontCatalogue::shared().fontExists("Helvetica-Nonsense"));
+  EXPECT_FALSE(FontCatalogue::shared().fontExists("NoSuchFamily-Bold"));
   const double regularWidth = TextLayout::naturalSize(text("Broadcast", regular)).width;
   const double boldWidth = TextLayout::naturalSize(text("Broadcast", bold)).width;
   EXPECT_GT(boldWidth, regularWidth + 5);
