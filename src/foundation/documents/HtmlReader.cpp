@@ -344,6 +344,10 @@ std::optional<AttributedString> HtmlReader::read(std::string_view html) {
   if (html.size() > static_cast<std::size_t>(INT_MAX)) {
     return std::nullopt;
   }
+  // The parser makes no document of nothing, where an empty page is meant.
+  if (std::all_of(html.begin(), html.end(), isSpace)) {
+    return AttributedString();
+  }
   const PreparedBytes prepared = prepare(html);
   htmlDocPtr document =
       htmlReadMemory(prepared.bytes.data(), static_cast<int>(prepared.bytes.size()), nullptr,
