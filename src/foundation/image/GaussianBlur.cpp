@@ -54,7 +54,8 @@ void boxBlurLine(std::uint8_t* samples, std::size_t stride, int count, int radiu
 
 }  // namespace
 
-void GaussianBlur::blurAlpha(std::uint8_t* pixels, int width, int height, std::size_t rowBytes, double sigma) {
+void GaussianBlur::blurAlpha(std::uint8_t* pixels, int width, int height, std::size_t rowBytes,
+                             double sigma) {
   if (pixels == nullptr || width <= 0 || height <= 0 || !(sigma > 0.2)) {
     return;
   }

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/text/StrokedGlyphCache.h"
+
 namespace qva {
 
 namespace {
@@ -23,8 +25,8 @@ bool isWhitespaceAt(std::string_view text, int offset) {
   if (offset < 0 || static_cast<std::size_t>(offset) >= text.size()) {
     return false;
   }
-  gunichar character = g_utf8_get_char_validated(text.data() + offset,
-                                                 static_cast<gssize>(text.size() - static_cast<std::size_t>(offset)));
+  gunichar character = g_utf8_get_char_validated(
+      text.data() + offset, static_cast<gssize>(text.size() - static_cast<std::size_t>(offset)));
   return character < 0x110000 && g_unichar_isspace(character);
 }
 
@@ -97,35 +99,86 @@ void GlyphRunPainter::paintBackground(const PlacedGlyphRun& run) const {
 void GlyphRunPainter::paintGlyphs(const PlacedGlyphRun& run) const {
   const TextAttributes& attributes = run.attributes;
   PangoFont* font = run.run->item->analysis.font;
-  if (font == nullptr || run.run->glyphs->num_glyphs == 0) {
+  const PangoGlyphString* glyphs = run.run->glyphs;
+  if (font == nullptr || glyphs->num_glyphs == 0) {
     return;
   }
-  cairo_save(cairo_);
-  cairo_translate(cairo_, run.x, run.baseline - fromPango(run.run->y_offset));
-  // Expansion stretches glyphs and advances alike; obliqueness shears around the baseline, leaning
-  // right for positive values.
-  cairo_matrix_t shape;
-  const double obliqueness = std::isfinite(attributes.obliqueness) ? attributes.obliqueness : 0.0;
-  cairo_matrix_init(&shape, expansionFactor(attributes), 0, -obliqueness, 1, 0, 0);
-  cairo_transform(cairo_, &shape);
+  cairo_scaled_font_t* shaped = shapedFont(font, attributes);
+  if (shaped == nullptr) {
+    return;
+  }
+  // Glyph origins on whole pixels, as the rasterizer's glyph cache draws them anyway: fill and stroke
+  // then meet exactly, and text moved by whole pixels keeps its shape.
+  const double scale = expansionFactor(attributes);
+  const double baseline = run.baseline - fromPango(run.run->y_offset);
+  std::vector<cairo_glyph_t> placed;
+  placed.reserve(static_cast<std::size_t>(glyphs->num_glyphs));
+  double advance = 0;
+  for (int i = 0; i < glyphs->num_glyphs; ++i) {
+    const PangoGlyphInfo& info = glyphs->glyphs[i];
+    if ((info.glyph & PANGO_GLYPH_UNKNOWN_FLAG) == 0 && info.glyph != PANGO_GLYPH_EMPTY) {
+      placed.push_back(cairo_glyph_t{
+          info.glyph, std::floor(run.x + (advance + fromPango(info.geometry.x_offset)) * scale + 0.5),
+          std::floor(baseline + fromPango(info.geometry.y_offset) + 0.5)});
+    }
+    advance += fromPango(info.geometry.width);
+  }
 
   const double strokeWidth = std::isfinite(attributes.strokeWidth) ? attributes.strokeWidth : 0.0;
+  cairo_save(cairo_);
+  cairo_set_scaled_font(cairo_, shaped);
   if (strokeWidth <= 0) {
     setColour(attributes.foregroundColor);
-    pango_cairo_show_glyph_string(cairo_, font, run.run->glyphs);
+    cairo_show_glyphs(cairo_, placed.data(), static_cast<int>(placed.size()));
   }
   if (strokeWidth != 0) {
     PangoFontDescription* description = pango_font_describe(font);
-    const double size = fromPango(pango_font_description_get_size(description));
+    const double lineWidth =
+        std::abs(strokeWidth) / 100.0 * fromPango(pango_font_description_get_size(description));
     pango_font_description_free(description);
-    cairo_new_path(cairo_);
-    pango_cairo_glyph_string_path(cairo_, font, run.run->glyphs);
-    cairo_set_line_width(cairo_, std::abs(strokeWidth) / 100.0 * size);
-    cairo_set_line_join(cairo_, CAIRO_LINE_JOIN_ROUND);
     setColour(attributes.strokeColor.value_or(attributes.foregroundColor));
-    cairo_stroke(cairo_);
+    StrokedGlyphCache& cache = StrokedGlyphCache::forThisThread();
+    for (const cairo_glyph_t& glyph : placed) {
+      const StrokedGlyphCache::Mask mask = cache.mask(shaped, glyph.index, lineWidth);
+      if (mask.surface != nullptr) {
+        cairo_mask_surface(cairo_, mask.surface, glyph.x + mask.x, glyph.y + mask.y);
+      }
+    }
   }
   cairo_restore(cairo_);
+  cairo_scaled_font_destroy(shaped);
+}
+
+// The run's font with its expansion and obliqueness in the glyph shapes (expansion stretches, and
+// obliqueness shears around the baseline, leaning right for positive values), placing glyphs in pixels.
+cairo_scaled_font_t* GlyphRunPainter::shapedFont(PangoFont* font, const TextAttributes& attributes) {
+  cairo_scaled_font_t* base = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(font));
+  if (base == nullptr || cairo_scaled_font_status(base) != CAIRO_STATUS_SUCCESS) {
+    return nullptr;
+  }
+  const double obliqueness =
+      std::isfinite(attributes.obliqueness) ? std::clamp(attributes.obliqueness, -10.0, 10.0) : 0.0;
+  cairo_matrix_t fontMatrix;
+  cairo_matrix_t deviceMatrix;
+  cairo_scaled_font_get_font_matrix(base, &fontMatrix);
+  cairo_scaled_font_get_ctm(base, &deviceMatrix);
+  cairo_matrix_t shape;
+  cairo_matrix_init(&shape, expansionFactor(attributes), 0, -obliqueness, 1, 0, 0);
+  cairo_matrix_t shapedMatrix;
+  cairo_matrix_multiply(&shapedMatrix, &fontMatrix, &deviceMatrix);
+  cairo_matrix_multiply(&shapedMatrix, &shapedMatrix, &shape);
+  cairo_matrix_t identity;
+  cairo_matrix_init_identity(&identity);
+  cairo_font_options_t* options = cairo_font_options_create();
+  cairo_scaled_font_get_font_options(base, options);
+  cairo_scaled_font_t* shaped =
+      cairo_scaled_font_create(cairo_scaled_font_get_font_face(base), &shapedMatrix, &identity, options);
+  cairo_font_options_destroy(options);
+  if (cairo_scaled_font_status(shaped) != CAIRO_STATUS_SUCCESS) {
+    cairo_scaled_font_destroy(shaped);
+    return nullptr;
+  }
+  return shaped;
 }
 
 void GlyphRunPainter::paintDecorations(const PlacedGlyphRun& run) const {

@@ -42,6 +42,7 @@ class GlyphRunPainter {
   static double expansionFactor(const TextAttributes& attributes);
 
  private:
+  static cairo_scaled_font_t* shapedFont(PangoFont* font, const TextAttributes& attributes);
   void setColour(const Color& colour) const;
   void paintLine(const PlacedGlyphRun& run, int styleMask, double position, double thickness,
                  const Color& colour) const;

@@ -101,7 +101,8 @@ PangoTabAlign tabAlign(TextAlignment alignment) {
 // The paragraph style's tab stops from the paragraph's left edge, continued at its default interval.
 PangoTabArray* newTabArray(const ParagraphStyle& style, double left, double width) {
   std::vector<TabStop> stops = style.tabStops;
-  std::sort(stops.begin(), stops.end(), [](const TabStop& a, const TabStop& b) { return a.location < b.location; });
+  std::sort(stops.begin(), stops.end(),
+            [](const TabStop& a, const TabStop& b) { return a.location < b.location; });
   const double interval = style.defaultTabInterval > 0 ? style.defaultTabInterval
                           : stops.empty()              ? kDefaultTabInterval
                                                        : 0;
@@ -199,7 +200,8 @@ struct TextLayout::Lines {
   void forEachRun(const Block& block, const Line& line, double left, double top,
                   const std::function<void(const PlacedGlyphRun&)>& paint) const;
   void drawTile(cairo_t* cairo, double left, double top, const TextRect& tile) const;
-  void drawShadow(cairo_t* cairo, const TextShadow& shadow, double left, double top, const TextRect& tile) const;
+  void drawShadow(cairo_t* cairo, const TextShadow& shadow, double left, double top,
+                  const TextRect& tile) const;
   bool lineVisible(const Line& line) const;
 };
 
@@ -283,8 +285,9 @@ void TextLayout::Lines::addBlock(const AttributedString& text, std::size_t start
                       pango_attr_baseline_shift_new(up ? PANGO_BASELINE_SHIFT_SUPERSCRIPT
                                                        : PANGO_BASELINE_SHIFT_SUBSCRIPT),
                       byteStart, byteEnd);
-      insertAttribute(list, pango_attr_font_scale_new(up ? PANGO_FONT_SCALE_SUPERSCRIPT : PANGO_FONT_SCALE_SUBSCRIPT),
-                      byteStart, byteEnd);
+      insertAttribute(
+          list, pango_attr_font_scale_new(up ? PANGO_FONT_SCALE_SUPERSCRIPT : PANGO_FONT_SCALE_SUBSCRIPT),
+          byteStart, byteEnd);
     }
     if (attributes.ligature != 1) {
       insertAttribute(list,
@@ -355,7 +358,8 @@ void TextLayout::Lines::layOutBlock(Block& block) {
   };
   pango_layout_set_alignment(layout, pangoAlignment(false));
   if (pango_layout_get_line_count(layout) > 0 &&
-      pango_layout_line_get_resolved_direction(pango_layout_get_line_readonly(layout, 0)) == PANGO_DIRECTION_RTL) {
+      pango_layout_line_get_resolved_direction(pango_layout_get_line_readonly(layout, 0)) ==
+          PANGO_DIRECTION_RTL) {
     pango_layout_set_alignment(layout, pangoAlignment(true));
   }
 }
@@ -401,8 +405,9 @@ void TextLayout::Lines::placeLines() {
       double width = 0;
       for (GSList* item = line->runs; item != nullptr; item = item->next) {
         auto* run = static_cast<PangoGlyphItem*>(item->data);
-        width += fromPango(run->start_x_offset + pango_glyph_string_get_width(run->glyphs) + run->end_x_offset) *
-                 GlyphRunPainter::expansionFactor(attributesOf(block, run->item->offset));
+        width +=
+            fromPango(run->start_x_offset + pango_glyph_string_get_width(run->glyphs) + run->end_x_offset) *
+            GlyphRunPainter::expansionFactor(attributesOf(block, run->item->offset));
       }
       const double pangoWidth = fromPango(logical.width);
       const double x = block.left + blockShift + fromPango(logical.x) - alignment * (width - pangoWidth);
@@ -422,7 +427,8 @@ void TextLayout::Lines::placeLines() {
       if (!firstLine) {
         y += finitePositive(style.lineSpacing) ? style.lineSpacing : 0.0;
         if (pango_layout_line_is_paragraph_start(line)) {
-          y += spacingAfterParagraph + (finitePositive(style.paragraphSpacingBefore) ? style.paragraphSpacingBefore : 0.0);
+          y += spacingAfterParagraph +
+               (finitePositive(style.paragraphSpacingBefore) ? style.paragraphSpacingBefore : 0.0);
         }
       }
       firstLine = false;
@@ -463,10 +469,11 @@ void TextLayout::Lines::forEachRun(const Block& block, const Line& line, double 
     const TextAttributes& attributes = attributesOf(block, run->item->offset);
     const double scale = GlyphRunPainter::expansionFactor(attributes);
     x += fromPango(run->start_x_offset) * scale;
-    const std::string_view runText = std::string_view(block.text).substr(
-        static_cast<std::size_t>(run->item->offset),
-        static_cast<std::size_t>(std::max(run->item->length, 0)));
-    paint(PlacedGlyphRun{run, runText, attributes, x, top + line.top + line.baseline, top + line.top, line.height});
+    const std::string_view runText = std::string_view(block.text)
+                                         .substr(static_cast<std::size_t>(run->item->offset),
+                                                 static_cast<std::size_t>(std::max(run->item->length, 0)));
+    paint(PlacedGlyphRun{run, runText, attributes, x, top + line.top + line.baseline, top + line.top,
+                         line.height});
     x += fromPango(pango_glyph_string_get_width(run->glyphs) + run->end_x_offset) * scale;
   }
 }
@@ -474,16 +481,18 @@ void TextLayout::Lines::forEachRun(const Block& block, const Line& line, double 
 void TextLayout::Lines::drawShadow(cairo_t* cairo, const TextShadow& shadow, double left, double top,
                                    const TextRect& tile) const {
   const double sigma = std::isfinite(shadow.blurRadius) ? std::clamp(shadow.blurRadius / 2, 0.0, 500.0) : 0.0;
-  const double dx = std::isfinite(shadow.offsetX) ? std::clamp(shadow.offsetX, -kMaximumExtent, kMaximumExtent) : 0.0;
-  const double dy = std::isfinite(shadow.offsetY) ? std::clamp(-shadow.offsetY, -kMaximumExtent, kMaximumExtent) : 0.0;
+  const double dx =
+      std::isfinite(shadow.offsetX) ? std::clamp(shadow.offsetX, -kMaximumExtent, kMaximumExtent) : 0.0;
+  const double dy =
+      std::isfinite(shadow.offsetY) ? std::clamp(-shadow.offsetY, -kMaximumExtent, kMaximumExtent) : 0.0;
   // The part of the text whose shadow can reach the tile, with room for glyphs that reach beyond their
   // line (overhangs, strokes, slants) and for the blur.
   double largestFont = 0;
   for (const TextAttributes& attributes : attributeSets) {
     if (attributes.shadow == shadow) {
-      largestFont = std::max(largestFont, std::min(attributes.font.pointSize, kMaximumFontSize) *
-                                              (1 + std::abs(attributes.obliqueness) +
-                                               std::abs(attributes.strokeWidth) / 100));
+      largestFont = std::max(
+          largestFont, std::min(attributes.font.pointSize, kMaximumFontSize) *
+                           (1 + std::abs(attributes.obliqueness) + std::abs(attributes.strokeWidth) / 100));
     }
   }
   const double margin = 3 * sigma + largestFont + 2;
@@ -572,7 +581,8 @@ void TextLayout::Lines::drawTile(cairo_t* cairo, double left, double top, const 
   });
 }
 
-TextLayout::TextLayout(const AttributedString& text, Container container) : lines_(std::make_unique<Lines>()) {
+TextLayout::TextLayout(const AttributedString& text, Container container)
+    : lines_(std::make_unique<Lines>()) {
   auto limit = [](std::optional<double> side) -> std::optional<double> {
     if (!side || std::isnan(*side) || *side >= kMaximumExtent) {
       return std::nullopt;
@@ -623,7 +633,8 @@ void TextLayout::draw(Bitmap& bitmap, double left, double top) const {
       if (cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS) {
         cairo_t* cairo = cairo_create(surface);
         cairo_translate(cairo, -tileX, -tileY);
-        lines_->drawTile(cairo, left, top, TextRect{double(tileX), double(tileY), double(width), double(height)});
+        lines_->drawTile(cairo, left, top,
+                         TextRect{double(tileX), double(tileY), double(width), double(height)});
         cairo_destroy(cairo);
         cairo_surface_flush(surface);
       }
@@ -634,11 +645,13 @@ void TextLayout::draw(Bitmap& bitmap, double left, double top) const {
 
 std::size_t TextLayout::wordCount(std::u16string_view text) {
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::BreakIterator> words(icu::BreakIterator::createWordInstance(icu::Locale::getRoot(), status));
+  std::unique_ptr<icu::BreakIterator> words(
+      icu::BreakIterator::createWordInstance(icu::Locale::getRoot(), status));
   if (U_FAILURE(status) || !words) {
     return 0;
   }
-  icu::UnicodeString string(false, reinterpret_cast<const UChar*>(text.data()), static_cast<int32_t>(text.size()));
+  icu::UnicodeString string(false, reinterpret_cast<const UChar*>(text.data()),
+                            static_cast<int32_t>(text.size()));
   words->setText(string);
   std::size_t count = 0;
   for (int32_t end = words->next(); end != icu::BreakIterator::DONE; end = words->next()) {

@@ -1,0 +1,69 @@
+#include "foundation/text/StrokedGlyphCache.h"
+
+#include <cmath>
+
+namespace qva {
+
+StrokedGlyphCache& StrokedGlyphCache::forThisThread() {
+  thread_local StrokedGlyphCache cache;
+  return cache;
+}
+
+StrokedGlyphCache::~StrokedGlyphCache() {
+  clear();
+}
+
+void StrokedGlyphCache::clear() {
+  for (auto& [key, mask] : masks_) {
+    if (mask.surface != nullptr) {
+      cairo_surface_destroy(mask.surface);
+    }
+    cairo_scaled_font_destroy(std::get<0>(key));
+  }
+  masks_.clear();
+  bytes_ = 0;
+}
+
+StrokedGlyphCache::Mask StrokedGlyphCache::mask(cairo_scaled_font_t* font, unsigned long glyph,
+                                                double lineWidth) {
+  const Key key{font, glyph, lineWidth};
+  if (auto found = masks_.find(key); found != masks_.end()) {
+    return found->second;
+  }
+  cairo_glyph_t placed{glyph, 0, 0};
+  cairo_text_extents_t extents;
+  cairo_scaled_font_glyph_extents(font, &placed, 1, &extents);
+  const double pad = lineWidth / 2 + 2;
+  Mask mask;
+  mask.x = static_cast<int>(std::floor(extents.x_bearing - pad));
+  mask.y = static_cast<int>(std::floor(extents.y_bearing - pad));
+  const double width = std::ceil(extents.x_bearing + extents.width + pad) - mask.x;
+  const double height = std::ceil(extents.y_bearing + extents.height + pad) - mask.y;
+  if (extents.width > 0 && extents.height > 0 && width < 32767 && height < 32767) {
+    mask.surface =
+        cairo_image_surface_create(CAIRO_FORMAT_A8, static_cast<int>(width), static_cast<int>(height));
+    cairo_t* cairo = cairo_create(mask.surface);
+    cairo_set_scaled_font(cairo, font);
+    placed.x = -mask.x;
+    placed.y = -mask.y;
+    cairo_glyph_path(cairo, &placed, 1);
+    cairo_set_line_width(cairo, lineWidth);
+    cairo_set_line_join(cairo, CAIRO_LINE_JOIN_ROUND);
+    cairo_stroke(cairo);
+    cairo_destroy(cairo);
+    cairo_surface_flush(mask.surface);
+    bytes_ += static_cast<std::size_t>(cairo_image_surface_get_stride(mask.surface)) *
+              static_cast<std::size_t>(height);
+  }
+  if (bytes_ > kMaximumBytes) {
+    clear();
+    bytes_ = mask.surface != nullptr
+                 ? static_cast<std::size_t>(cairo_image_surface_get_stride(mask.surface)) *
+                       static_cast<std::size_t>(height)
+                 : 0;
+  }
+  masks_.emplace(Key{cairo_scaled_font_reference(font), glyph, lineWidth}, mask);
+  return mask;
+}
+
+}  // namespace qva
