@@ -23,10 +23,10 @@
 #include "host/Renderer.h"
 #include "host/ThreadedOutput.h"
 #include "patches/AllPatches.h"
-#include "patches/render/QCCirclePlugIn.h"
-#include "patches/render/QCPolygonPlugIn.h"
-#include "patches/render/QCRoundedRectPlugIn.h"
-#include "patches/render/QCSkewedRectanglePlugIn.h"
+#include "patches/render/QVACirclePlugIn.h"
+#include "patches/render/QVAPolygonPlugIn.h"
+#include "patches/render/QVARoundedRectPlugIn.h"
+#include "patches/render/QVASkewedRectanglePlugIn.h"
 #include "patches/render/QVATexturedSquarePlugIn.h"
 
 namespace qva {
@@ -58,10 +58,10 @@ void BM_ShapeRasterisation(benchmark::State& state) {
   state.counters["fps"] =
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
-BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QCCirclePlugIn)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QCRoundedRectPlugIn)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QCPolygonPlugIn)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QCSkewedRectanglePlugIn)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QVACirclePlugIn)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QVARoundedRectPlugIn)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QVAPolygonPlugIn)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_ShapeRasterisation, QVASkewedRectanglePlugIn)->Unit(benchmark::kMillisecond);
 
 // Un-premultiplying a 1080p frame for straight-alpha video, a third each empty, opaque and half covered.
 void BM_UnpremultiplyFrame(benchmark::State& state) {
@@ -196,7 +196,7 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
   }
   // Billboards move in whole pixels, so that they stay pixel for pixel.
   const double step = layers == Layers::Billboards ? renderer.bounds().width / kWidth : 0;
-  QCRoundedRectPlugIn shape;
+  QVARoundedRectPlugIn shape;
   shape.setInputValue("inputWidth", Value(std::uint32_t{800}));
   shape.setInputValue("inputHeight", Value(std::uint32_t{160}));
   runOnce(shape, context, 0);

@@ -35,7 +35,7 @@ std::optional<std::string> playableText(const qva::Composition& composition, con
       return std::nullopt;
     }
   }
-  qva::PropertyList json = qva::PropertyList::parse(text);
+  qva::PropertyList json = qva::parsePropertyList(text);
   if (!json.contains("patches")) {
     return text;
   }

@@ -60,7 +60,7 @@ bool safeToRun(qva::PropertyList& script) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qva::PropertyList script =
-      qva::PropertyList::parse(std::string_view(reinterpret_cast<const char*>(data), size), nullptr, false);
+      qva::parsePropertyList(std::string_view(reinterpret_cast<const char*>(data), size), false);
   if (script.is_discarded() || !safeToRun(script)) {
     return 0;
   }

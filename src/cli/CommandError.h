@@ -5,8 +5,8 @@
 
 namespace qva {
 
-// A command that cannot do its work: `qva` prints the message on standard error and exits with the
-// status, 2 unless given.
+// A command that cannot do its work: `qva` prints the message on standard error, unless it is empty,
+// and exits with the status, 2 unless given.
 class CommandError : public std::runtime_error {
  public:
   explicit CommandError(const std::string& message, int status = 2)

@@ -36,12 +36,16 @@ void addDriveCommand(CLI::App& app) {
       "drive", "Play a JSON script of host calls against one patch and print one JSON object per step");
   auto scriptPath = std::make_shared<std::string>();
   auto imagesFolder = std::make_shared<std::string>();
+  auto fileRoots = std::make_shared<std::vector<std::string>>();
   command->add_option("SCRIPT", *scriptPath, "The script file, or - for standard input")->required();
   command->add_option("--images", *imagesFolder, "Write every output image as a PNG into this folder");
-  command->callback([scriptPath, imagesFolder] {
+  command->add_option("--fs-root", *fileRoots,
+                      "A folder fs steps may change things inside, besides the script's folder and the "
+                      "temporary folder (repeatable)");
+  command->callback([scriptPath, imagesFolder, fileRoots] {
     PropertyList script;
     try {
-      script = PropertyList::parse(readScript(*scriptPath));
+      script = parsePropertyList(readScript(*scriptPath));
     } catch (const PropertyList::exception& error) {
       throw CommandError("the drive script is not valid JSON: " + std::string(error.what()));
     }
@@ -52,7 +56,9 @@ void addDriveCommand(CLI::App& app) {
       if (options.scriptFolder.empty()) {
         options.scriptFolder = ".";
       }
+      options.fileRoots.push_back(options.scriptFolder);
     }
+    options.fileRoots.insert(options.fileRoots.end(), fileRoots->begin(), fileRoots->end());
     if (!imagesFolder->empty()) {
       options.imagesFolder = *imagesFolder;
     }

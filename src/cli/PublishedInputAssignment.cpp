@@ -12,7 +12,7 @@ PublishedInputAssignment PublishedInputAssignment::parse(const std::string& text
     throw CommandError("--set takes NAME=VALUE, not \"" + text + "\"");
   }
   const std::string valueText = text.substr(equals + 1);
-  PropertyList value = PropertyList::parse(valueText, nullptr, false);
+  PropertyList value = parsePropertyList(valueText, false);
   if (value.is_discarded()) {
     value = valueText;
   }

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -15,10 +16,12 @@
 #include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
 #include "foundation/dispatch/TaskQueue.h"
+#include "foundation/files/InstalledData.h"
 #include "foundation/image/Bitmap.h"
 #include "host/CompositionGraph.h"
 #include "host/FrameRenderer.h"
 #include "host/HostPatches.h"
+#include "host/RawFrameOutput.h"
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
 #include "host/ThreadedOutput.h"
@@ -62,12 +65,30 @@ void drawProgress(long long done, long long total) {
   std::fflush(stderr);
 }
 
+// The composition file, or the built-in demo, which reads its companion files (the ticker's headlines)
+// from the examples that ship in the data folder.
+Composition loadComposition(const RenderOptions& options) {
+  if (!options.compositionPath.empty()) {
+    return Composition::load(options.compositionPath);
+  }
+  const auto data = installedDataFolder();
+  return Composition::parse(demoCompositionText(),
+                            data ? (*data / "examples" / "demo.qvc").string() : "demo.qvc");
+}
+
+// A reader that closes its end of the pipe has taken what it wanted: the render ends without a
+// message, with the status a shell gives a command ended by the broken pipe.
+[[noreturn]] void throwOutputError(const std::string& error) {
+  if (error == RawFrameOutput::kReaderClosed) {
+    throw CommandError("", 128 + SIGPIPE);
+  }
+  throw CommandError(error);
+}
+
 void render(const RenderOptions& options) {
   // From before the output exists, so that an interrupt never leaves an unfinished file.
   const InterruptRequest interrupt;
-  const Composition composition = options.compositionPath.empty()
-                                      ? Composition::parse(demoCompositionText(), "demo.qvc")
-                                      : Composition::load(options.compositionPath);
+  const Composition composition = loadComposition(options);
   const auto [width, height] =
       options.size.empty() ? std::pair{composition.width(), composition.height()} : parseSize(options.size);
   const auto [frameRate, frames] =
@@ -81,7 +102,8 @@ void render(const RenderOptions& options) {
 
   TaskQueue queue;
   ExecutionContext context(queue);
-  if (!options.compositionPath.empty()) {
+  // The built-in demo has a location only where the data folder is.
+  if (!options.compositionPath.empty() || installedDataFolder()) {
     context.setCompositionPath(composition.path());
   }
   renderer.beginFrame(context, composition.background());
@@ -117,7 +139,7 @@ void render(const RenderOptions& options) {
         width, height, [&](Bitmap& frame) { return frameRenderer.render(index, scene, frame); });
     if (!error.empty()) {
       graph.stop();
-      throw CommandError(error);
+      throwOutputError(error);
     }
     if (progress) {
       drawProgress(index + 1, frames);
@@ -125,15 +147,15 @@ void render(const RenderOptions& options) {
   }
   graph.stop();
   if (std::string error = output.finish(); !error.empty()) {
-    throw CommandError(error);
+    throwOutputError(error);
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (progress) {
     std::fprintf(stderr, "\n");
   }
-  std::fprintf(stderr, "qva: rendered %lld frames (%dx%d) in %.2f s, %.1f fps, to %s\n", frames, width,
-               height, seconds, seconds > 0 ? static_cast<double>(frames) / seconds : 0.0,
-               output.description().c_str());
+  std::fprintf(stderr, "qva: rendered %lld frames (%dx%d) in %.2f s, %.1f fps, to %s, with %s\n", frames,
+               width, height, seconds, seconds > 0 ? static_cast<double>(frames) / seconds : 0.0,
+               output.description().c_str(), renderer.gl().description().c_str());
 }
 
 }  // namespace

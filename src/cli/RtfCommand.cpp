@@ -1,14 +1,13 @@
 #include "cli/RtfCommand.h"
 
 #include <cstdio>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
-#include <sstream>
 
 #include "cli/CommandError.h"
 #include "foundation/rtf/RtfReader.h"
+#include "foundation/xpl/xplFiles.h"
 
 namespace qva {
 
@@ -18,13 +17,12 @@ std::string readInput(const std::string& path) {
   if (path == "-") {
     return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
   }
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    throw CommandError("cannot read " + path);
+  std::string bytes;
+  std::string error;
+  if (!xpl_read_file(path, bytes, &error)) {
+    throw CommandError(error);
   }
-  std::ostringstream bytes;
-  bytes << file.rdbuf();
-  return bytes.str();
+  return bytes;
 }
 
 std::string colorText(const Color& color) {

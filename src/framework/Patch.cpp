@@ -1,6 +1,8 @@
 #include "framework/Patch.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 #include "framework/ProcessLog.h"
 
@@ -35,6 +37,12 @@ auto findPort(std::vector<Port>& ports, const std::string& key) {
                       [&](const Port& port) { return port.description.key == key; });
 }
 
+// An input's value before the host sets it: its default, or its type's initial value without one.
+Value valueBeforeFirstSet(PortType type, const PortAttributes& attributes) {
+  return attributes.defaultValue.isNone() ? Value::initialValue(type)
+                                          : attributes.defaultValue.convertedTo(type);
+}
+
 const Value& noValue() {
   static const Value none;
   return none;
@@ -44,10 +52,10 @@ const Value& noValue() {
 
 Patch::Patch(const PatchClass& patchClass) : patchClass_(patchClass) {
   for (const PortDescription* port : orderedPorts(patchClass.inputs, patchClass.sortedPropertyPortKeys)) {
-    inputs_.push_back({*port, port->attributes.defaultValue.convertedTo(port->type), Value(), false, true});
+    inputs_.push_back({*port, valueBeforeFirstSet(port->type, port->attributes), Value(), false, true});
   }
   for (const PortDescription* port : orderedPorts(patchClass.outputs, patchClass.sortedPropertyPortKeys)) {
-    outputs_.push_back({*port, Value()});
+    outputs_.push_back({*port, Value::initialValue(port->type)});
   }
 }
 
@@ -120,18 +128,31 @@ void Patch::finishExecution() {
   }
 }
 
+void Patch::checkPortKey([[maybe_unused]] const void* port, [[maybe_unused]] const std::string& key) const {
+#ifndef NDEBUG
+  if (port == nullptr) {
+    std::fprintf(stderr, "qva: %s reads or writes \"%s\", which is none of its ports\n",
+                 patchClass_.className.c_str(), key.c_str());
+    std::abort();
+  }
+#endif
+}
+
 const Value& Patch::valueForInputKey(const std::string& key) const {
   const InputPort* port = findInputPort(key);
+  checkPortKey(port, key);
   return port != nullptr ? port->value : noValue();
 }
 
 bool Patch::didValueForInputKeyChange(const std::string& key) const {
   const InputPort* port = findInputPort(key);
+  checkPortKey(port, key);
   return port != nullptr && port->changed;
 }
 
 void Patch::setValueForOutputKey(const Value& value, const std::string& key) {
   auto found = findPort(outputs_, key);
+  checkPortKey(found != outputs_.end() ? &*found : nullptr, key);
   if (found != outputs_.end()) {
     found->value = value.convertedTo(found->description.type);
   }
@@ -139,18 +160,18 @@ void Patch::setValueForOutputKey(const Value& value, const std::string& key) {
 
 const Value& Patch::outputValue(const std::string& key) const {
   const OutputPort* port = findOutputPort(key);
+  checkPortKey(port, key);
   return port != nullptr ? port->value : noValue();
 }
 
 void Patch::addInputPort(PortType type, const std::string& key, const PortAttributes& attributes) {
   removeInputPort(key);
-  inputs_.push_back(
-      {{key, type, attributes}, attributes.defaultValue.convertedTo(type), Value(), false, true});
+  inputs_.push_back({{key, type, attributes}, valueBeforeFirstSet(type, attributes), Value(), false, true});
 }
 
 void Patch::addOutputPort(PortType type, const std::string& key, const PortAttributes& attributes) {
   removeOutputPort(key);
-  outputs_.push_back({{key, type, attributes}, Value()});
+  outputs_.push_back({{key, type, attributes}, Value::initialValue(type)});
 }
 
 void Patch::removeInputPort(const std::string& key) {

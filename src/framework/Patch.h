@@ -94,6 +94,9 @@ class Patch {
 
  private:
   InputPort* mutableInput(const std::string& key);
+  // A patch that names a port it does not have has the key misspelt: debug builds stop there with the
+  // key on standard error; release builds read no value and drop the write.
+  void checkPortKey(const void* port, const std::string& key) const;
 
   const PatchClass& patchClass_;
   std::vector<InputPort> inputs_;

@@ -1,8 +1,8 @@
 #include "framework/QVAGreeter.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "framework/ProcessLog.h"
 
@@ -15,11 +15,10 @@ namespace {
 #define QVA_MAKER_WEBSITE "https://www.velmora.example/"
 #endif
 
+// The name the process was started by, without its folder. The kernel's own name for the process
+// (/proc/self/comm) is cut to 15 characters, shorter than the editor's name.
 std::string runningProcessName() {
-  std::ifstream comm("/proc/self/comm");
-  std::string name;
-  std::getline(comm, name);
-  return name;
+  return program_invocation_short_name;
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ namespace qva {
 // shown is decided once per greeter from the process name and the suppress file in the home folder.
 class QVAGreeter {
  public:
-  static constexpr const char* kEditorProcessName = "Quartz Composer";
+  static constexpr const char* kEditorProcessName = "Composition Editor";
   static constexpr const char* kSuppressFileName = ".qva_suppress_thanks";
   static constexpr const char* kMessage = "Thanks for using Velmora products!";
   static constexpr const char* kDefaultButton = "OK";

@@ -71,6 +71,19 @@ Value::Value(StructureRef structure) {
   }
 }
 
+Value Value::initialValue(PortType type) {
+  switch (type) {
+    case PortType::Boolean:
+      return Value(false);
+    case PortType::Index:
+      return Value(std::uint32_t{0});
+    case PortType::Number:
+      return Value(0.0);
+    default:
+      return Value();
+  }
+}
+
 std::optional<PortType> Value::type() const {
   switch (storage_.index()) {
     case 1:

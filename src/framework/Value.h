@@ -44,6 +44,10 @@ class Value {
   Value(ImageRef image);
   Value(StructureRef structure);
 
+  // What a port of that type holds before anything is written to it: false, 0 or 0.0 for Boolean,
+  // Index and Number ports, no value for the others.
+  static Value initialValue(PortType type);
+
   bool isNone() const { return storage_.index() == 0; }
   std::optional<PortType> type() const;
 

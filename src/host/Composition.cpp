@@ -74,7 +74,7 @@ Composition Composition::parse(const std::string& text, const std::string& path)
   composition.text_ = text;
   PropertyList json;
   try {
-    json = PropertyList::parse(text);
+    json = parsePropertyList(text);
   } catch (const PropertyList::exception& error) {
     throw CompositionError(path + ": not valid JSON: " + error.what());
   }

@@ -1,9 +1,11 @@
 #include "host/DriveSession.h"
 
 #include <chrono>
+#include <filesystem>
 #include <limits>
 #include <set>
 
+#include "foundation/image/Bitmap.h"
 #include "framework/ProcessLog.h"
 #include "host/FileAction.h"
 #include "host/PatchClassJson.h"
@@ -26,7 +28,7 @@ double requiredNumber(const PropertyList& object, const char* key, const std::st
   return object[key].get<double>();
 }
 
-void checkStep(const PropertyList& step, std::size_t index) {
+void checkStep(const PropertyList& step, std::size_t index, bool gl) {
   const std::string where = "step " + std::to_string(index);
   if (!step.is_object()) {
     throw DriveError(where + " is not an object");
@@ -61,6 +63,23 @@ void checkStep(const PropertyList& step, std::size_t index) {
         !(std::string(key) == "arguments" && step[key].is_null())) {
       throw DriveError(where + ": \"" + key + "\" must be an object");
     }
+  }
+  for (const char* key : {"clear", "canvas"}) {
+    if (step.contains(key) && !gl) {
+      throw DriveError(where + ": \"" + key + "\" needs a canvas (context \"gl\": true)");
+    }
+  }
+  if (step.contains("clear")) {
+    try {
+      if (ValueJson::decode(step["clear"], PortType::Color).isNone()) {
+        throw std::invalid_argument("a colour is needed, not null");
+      }
+    } catch (const std::invalid_argument& error) {
+      throw DriveError(where + ": \"clear\": " + error.what());
+    }
+  }
+  if (step.contains("canvas") && !step["canvas"].is_boolean()) {
+    throw DriveError(where + ": \"canvas\" must be true or false");
   }
 }
 
@@ -127,20 +146,21 @@ DriveSession::DriveSession(const PropertyList& script, const DriveOptions& optio
   if (!script_.contains("steps") || !script_["steps"].is_array()) {
     throw DriveError("the script needs a \"steps\" array");
   }
-  for (std::size_t i = 0; i < script_["steps"].size(); ++i) {
-    checkStep(script_["steps"][i], i);
-  }
   applyContext(script_.value("context", PropertyList::object()), context_);
-  if (script_.value("context", PropertyList::object()).value("gl", false)) {
-    // Consumers draw into a canvas of the viewport's size; the script's bounds stay as given.
+  const bool gl = script_.value("context", PropertyList::object()).value("gl", false);
+  for (std::size_t i = 0; i < script_["steps"].size(); ++i) {
+    checkStep(script_["steps"][i], i, gl);
+  }
+  if (gl) {
+    // Consumers draw into a canvas of the viewport's size, with depth, over the script's bounds.
     auto creation = Renderer::create(context_.viewport().width, context_.viewport().height);
     if (!creation.renderer) {
       throw DriveError("context \"gl\": " + creation.error);
     }
     renderer_ = std::move(creation.renderer);
-    const Rect bounds = context_.bounds();
-    renderer_->beginFrame(context_, Color{0, 0, 0, 0});
-    context_.setBounds(bounds);
+    renderer_->prepareFrame(context_, context_.bounds());
+    renderer_->provideDepth();
+    renderer_->clear(Color{0, 0, 0, 0});
     images_.setGLContext(&renderer_->gl());
   }
 
@@ -222,6 +242,14 @@ PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step)
     host_->start();
     host_->enable();
   }
+  if (renderer_) {
+    // The host's drawing state for every frame; the pixels stay unless the step clears them.
+    const Rect bounds = context_.bounds();
+    renderer_->prepareFrame(context_, bounds);
+    if (step.contains("clear")) {
+      renderer_->clear(*ValueJson::decode(step["clear"], PortType::Color).colorValue());
+    }
+  }
   const PatchHost::FrameOutcome outcome =
       host_->runFrame(time, step.value("arguments", PropertyList()), step.value("force", false));
   PropertyList line = PropertyList::object();
@@ -233,7 +261,20 @@ PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step)
       outcome.executionTime ? ValueJson::encodeNumber(*outcome.executionTime) : PropertyList();
   line["outputs"] = outputs();
   finishLine(line);
+  if (step.value("canvas", false)) {
+    line["canvas"] = canvasImage();
+  }
   return line;
+}
+
+PropertyList DriveSession::canvasImage() {
+  std::optional<Bitmap> pixels = Bitmap::allocate(renderer_->width(), renderer_->height(),
+                                                  static_cast<std::size_t>(renderer_->width()) * 4);
+  if (!pixels) {
+    throw DriveError("out of memory for reading back the canvas");
+  }
+  renderer_->readFrame(pixels->bytes(), pixels->rowBytes());
+  return images_.describe(std::move(*pixels).toImage());
 }
 
 PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
@@ -268,7 +309,16 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
     queue_.pumpFor(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
         std::chrono::duration<double>(step["seconds"].get<double>())));
   } else if (op == "fs") {
-    line["ok"] = FileAction(step, options_.scriptFolder).apply();
+    const FileAction action(step, options_.scriptFolder);
+    std::vector<std::string> roots = options_.fileRoots;
+    std::error_code noTemporaryFolder;
+    if (const auto temporary = std::filesystem::temp_directory_path(noTemporaryFolder); !noTemporaryFolder) {
+      roots.push_back(temporary.string());
+    }
+    if (const std::string refusal = action.refusal(roots); !refusal.empty()) {
+      throw DriveError("step " + std::to_string(index) + ": " + refusal);
+    }
+    line["ok"] = action.apply();
   }
   finishLine(line);
   return line;

@@ -28,6 +28,8 @@ struct DriveOptions {
   const PatchRegistry* registry = nullptr;
   // The folder relative image and file paths of the script are taken from.
   std::string scriptFolder = ".";
+  // The folders the fs op may change things inside, besides the system's temporary folder.
+  std::vector<std::string> fileRoots;
   // Where output images are written as PNG, when given.
   std::optional<std::string> imagesFolder;
 };
@@ -55,6 +57,8 @@ class DriveSession {
   void applySettings(const PropertyList& settings);
   void setInputs(const PropertyList& inputs);
   PropertyList outputs();
+  // The canvas read back, described as an output image.
+  PropertyList canvasImage();
   // Adds the host log, process log and user information gathered since the last step.
   void finishLine(PropertyList& line);
 

@@ -4,8 +4,11 @@
 #include <sys/stat.h>
 #include <utime.h>
 
+#include <algorithm>
+#include <deque>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "framework/PathAdditions.h"
@@ -45,6 +48,49 @@ bool writeBytes(const std::string& path, const std::string& bytes, std::ios::ope
   return static_cast<bool>(file);
 }
 
+// The absolute path with every symbolic link along it replaced by its target, as the system follows
+// them, dangling links included (writing through one creates its target); the last name too when
+// followLast. Empty past the system's limit of 40 links, as for a loop.
+fs::path resolved(const std::string& path, bool followLast) {
+  std::error_code error;
+  const fs::path absolute = fs::absolute(path, error);
+  std::deque<fs::path> rest(std::next(absolute.begin()), absolute.end());
+  fs::path done = absolute.root_path();
+  for (int links = 0; !rest.empty();) {
+    const fs::path name = rest.front();
+    rest.pop_front();
+    if (name.empty() || name == ".") {
+      continue;
+    }
+    if (name == "..") {
+      done = done.parent_path();
+      continue;
+    }
+    const fs::path next = done / name;
+    if ((followLast || !rest.empty()) && fs::is_symlink(next, error)) {
+      if (++links > 40) {
+        return {};
+      }
+      const fs::path target = fs::read_symlink(next, error);
+      if (target.is_absolute()) {
+        done = target.root_path();
+      }
+      rest.insert(rest.begin(), target.is_absolute() ? std::next(target.begin()) : target.begin(),
+                  target.end());
+      continue;
+    }
+    done = next;
+  }
+  return done;
+}
+
+bool strictlyInside(const fs::path& path, const std::vector<std::string>& folders) {
+  return std::any_of(folders.begin(), folders.end(), [&](const std::string& folder) {
+    const fs::path relative = path.lexically_relative(resolved(folder, true));
+    return !relative.empty() && relative != "." && *relative.begin() != "..";
+  });
+}
+
 }  // namespace
 
 FileAction::FileAction(const PropertyList& step, const std::string& folder) {
@@ -72,6 +118,29 @@ FileAction::FileAction(const PropertyList& step, const std::string& folder) {
     throw std::invalid_argument("unknown fs action \"" + action_ +
                                 "\" (write, append, touch, remove, rename, mkdir or symlink)");
   }
+}
+
+std::string FileAction::refusal(const std::vector<std::string>& folders) const {
+  // Writing, appending, touching and making folders follow a link at the path itself; removing,
+  // renaming and linking act on the link.
+  const bool followsLink =
+      action_ == "write" || action_ == "append" || action_ == "touch" || action_ == "mkdir";
+  std::vector<std::string> changed = {path_};
+  if (action_ == "rename") {
+    changed.push_back(target_);
+  }
+  for (const std::string& path : changed) {
+    if (!strictlyInside(resolved(path, false), folders) ||
+        (followsLink && !strictlyInside(resolved(path, true), folders))) {
+      std::string names;
+      for (const std::string& folder : folders) {
+        names += (names.empty() ? "" : ", ") + folder;
+      }
+      return "fs " + action_ + " may change only what lies inside " + names +
+             " (add a folder with --fs-root); " + path + " does not";
+    }
+  }
+  return {};
 }
 
 bool FileAction::apply() const {

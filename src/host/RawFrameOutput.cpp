@@ -1,5 +1,6 @@
 #include "host/RawFrameOutput.h"
 
+#include <cerrno>
 #include <csignal>
 
 namespace qva {
@@ -14,14 +15,18 @@ std::string RawFrameOutput::writeFrame(const PixelBufferView& frame) {
   for (int y = 0; y < frame.height; ++y) {
     if (std::fwrite(frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes, 1, length, stream_) !=
         length) {
-      return "cannot write frames to standard output";
+      return writeError();
     }
   }
   return {};
 }
 
 std::string RawFrameOutput::finish() {
-  return std::fflush(stream_) == 0 ? std::string() : std::string("cannot write frames to standard output");
+  return std::fflush(stream_) == 0 ? std::string() : writeError();
+}
+
+std::string RawFrameOutput::writeError() {
+  return errno == EPIPE ? kReaderClosed : "cannot write frames to standard output";
 }
 
 }  // namespace qva

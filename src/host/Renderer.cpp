@@ -41,8 +41,12 @@ Rect Renderer::bounds() const {
 }
 
 void Renderer::beginFrame(ExecutionContext& context, const Color& background) {
+  prepareFrame(context, bounds());
+  clear(background);
+}
+
+void Renderer::prepareFrame(ExecutionContext& context, const Rect& area) {
   canvas_.bind();
-  const Rect area = bounds();
   context.setGLContext(gl_.get());
   context.setBounds(area);
   context.setViewport({width_, height_});
@@ -60,6 +64,9 @@ void Renderer::beginFrame(ExecutionContext& context, const Color& background) {
   glDisable(GL_BLEND);
   glDepthMask(GL_TRUE);
   glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+}
+
+void Renderer::clear(const Color& background) {
   // The background is given with straight alpha; the canvas holds premultiplied colour.
   const float clear[4] = {static_cast<float>(background.red * background.alpha),
                           static_cast<float>(background.green * background.alpha),

@@ -39,6 +39,12 @@ class Renderer {
   // Binds the canvas, sets viewport and projection, clears it, and points the context at the canvas
   // (and its depth requests at provideDepth()).
   void beginFrame(ExecutionContext& context, const Color& background);
+  // beginFrame without the clear, with the given bounds mapped over the whole canvas (x to the right, y
+  // up): what was drawn before stays.
+  void prepareFrame(ExecutionContext& context, const Rect& bounds);
+  // Clears the bound canvas to a colour given with straight alpha, and its depth buffer, if it has one,
+  // to the far value.
+  void clear(const Color& background);
   // Reads the canvas as premultiplied BGRA.
   void readFrame(std::uint8_t* bytes, std::size_t rowBytes);
   // Attaches and clears the canvas's depth buffer if it has none yet.

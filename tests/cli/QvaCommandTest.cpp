@@ -62,6 +62,7 @@ TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
            {"run /nonexistent/composition.qvc", ""},
            {"run " + std::string(QVA_SOURCE_DIR) + "/examples/stopframes.qvc --set nothing=1", ""},
            {"frobnicate", ""},
+           {"rtf describe /dev/zero", ""},
            {"render --interlace sideways --frames 1", ""},
        }) {
     const CommandResult result = runQva(arguments, input);
@@ -70,6 +71,114 @@ TEST(QvaCommand, BadInputGivesOneLineOnStandardErrorAndStatusTwo) {
         << arguments << ": " << result.output;
     EXPECT_EQ(result.output.find("internal error"), std::string::npos) << arguments << ": " << result.output;
   }
+}
+
+TEST(QvaCommand, NamesItselfItsVersionAndUnknownCommands) {
+  const CommandResult version = runQva("--version");
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.output, "qva " QVA_VERSION "\n");
+  const CommandResult help = runQva("render --help");
+  EXPECT_EQ(help.output.find("Usage: qva render"), help.output.find("Usage: ")) << help.output;
+  const CommandResult unknown = runQva("frobnicate --now");
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_NE(unknown.output.find("unknown command \"frobnicate\""), std::string::npos) << unknown.output;
+  EXPECT_NE(unknown.output.find("render"), std::string::npos) << unknown.output;
+}
+
+// JSON nested far deeper than any composition or script needs is refused with its position, before a
+// value deep enough to overflow the stack is built.
+TEST(QvaCommand, DeeplyNestedJsonIsRefusedWithItsPosition) {
+  const std::string nested = std::string(100000, '[') + std::string(100000, ']');
+  const std::string composition = ::testing::TempDir() + "qva-deep-" + std::to_string(getpid()) + ".qvc";
+  std::ofstream(composition) << R"({"format": "qva-composition/1", "patches": [{"id": "a", "class": )"
+                             << R"("QVAInterpolationPlugIn", "settings": {"deep": )" << nested << "}}]}";
+  const std::string script = ::testing::TempDir() + "qva-deep-" + std::to_string(getpid()) + ".json";
+  std::ofstream(script) << R"({"class": "QVAInterpolationPlugIn", "settings": {"deep": )" << nested
+                        << R"(}, "steps": [{"time": 0}]})";
+  for (const std::string& arguments : {"run " + composition + " --frames 1", "drive " + script}) {
+    const CommandResult result = runQva(arguments);
+    EXPECT_EQ(result.status, 2) << arguments;
+    EXPECT_NE(result.output.find("line 1, column "), std::string::npos) << arguments << ": " << result.output;
+    EXPECT_NE(result.output.find("nest more than"), std::string::npos) << arguments << ": " << result.output;
+  }
+  std::remove(composition.c_str());
+  std::remove(script.c_str());
+}
+
+// A picture the decoder refuses for its size is named in the log; other failures stay silent.
+TEST(QvaCommand, AnImageRefusedForItsSizeIsLogged) {
+  // A PNG header of 20000 × 20000 pixels, and no picture data.
+  const auto chunk = [](const std::string& type, const std::string& data) {
+    std::string bytes = type + data;
+    std::uint32_t crc = 0xffffffffu;
+    for (const char c : bytes) {
+      crc ^= static_cast<std::uint8_t>(c);
+      for (int bit = 0; bit < 8; ++bit) {
+        crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+      }
+    }
+    crc = ~crc;
+    const auto word = [](std::uint32_t value) {
+      return std::string{static_cast<char>(value >> 24), static_cast<char>(value >> 16),
+                         static_cast<char>(value >> 8), static_cast<char>(value)};
+    };
+    return word(static_cast<std::uint32_t>(data.size())) + bytes + word(crc);
+  };
+  const std::string header = std::string("\x00\x00\x4e\x20\x00\x00\x4e\x20\x08\x06\x00\x00\x00", 13);
+  const std::string png = ::testing::TempDir() + "qva-huge-" + std::to_string(getpid()) + ".png";
+  std::ofstream(png, std::ios::binary) << "\x89PNG\r\n\x1a\n"
+                                       << chunk("IHDR", header) << chunk("IDAT", "") << chunk("IEND", "");
+  const CommandResult result = runQva("drive -", R"({"class": "QVAImageLoaderPlugIn", "steps": [)"
+                                                 R"({"time": 0, "inputs": {"inputPath": ")" +
+                                                     png + R"("}}]})");
+  ASSERT_EQ(result.status, 0) << result.output;
+  const PropertyList line = PropertyList::parse(result.output);
+  ASSERT_EQ(line["log"].size(), 1u) << result.output;
+  EXPECT_NE(line["log"][0].get<std::string>().find("20000x20000 pixels is too large"), std::string::npos)
+      << result.output;
+  EXPECT_NE(line["outputs"]["outputImageLoaded"], true);
+  std::remove(png.c_str());
+}
+
+// A reader that stops reading raw frames ends the render without a message or a signal, with the
+// status a shell reports for a broken pipe.
+TEST(QvaCommand, RawFramesIntoAClosedPipeEndQuietly) {
+  int frames[2];
+  int errors[2];
+  ASSERT_EQ(pipe(frames), 0);
+  ASSERT_EQ(pipe(errors), 0);
+  const std::string qva = std::string(QVA_BINARY_DIR) + "/src/cli/qva";
+  const char* const arguments[] = {qva.c_str(), "render", "--size", "64x36", "--frames",
+                                   "100000",    "-o",     "-",      nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, frames[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
+  posix_spawn_file_actions_addclose(&actions, frames[0]);
+  posix_spawn_file_actions_addclose(&actions, errors[0]);
+  pid_t child = 0;
+  ASSERT_EQ(posix_spawn(&child, qva.c_str(), &actions, nullptr, const_cast<char* const*>(arguments), environ),
+            0);
+  posix_spawn_file_actions_destroy(&actions);
+  close(frames[1]);
+  close(errors[1]);
+  char firstFrame[64 * 36 * 4];
+  const bool rendering = read(frames[0], firstFrame, sizeof firstFrame) > 0;
+  close(frames[0]);
+  std::string errorText;
+  char buffer[512];
+  for (ssize_t count = 0; (count = read(errors[0], buffer, sizeof buffer)) > 0;) {
+    errorText.append(buffer, static_cast<std::size_t>(count));
+  }
+  close(errors[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  if (!rendering) {
+    GTEST_SKIP() << "qva render wrote no frame (no OpenGL?): " << errorText;
+  }
+  ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 128 + SIGPIPE);
+  EXPECT_EQ(errorText, "");
 }
 
 TEST(QvaCommand, FrameRatesAndCountsBeyondReachAreRefusedByName) {

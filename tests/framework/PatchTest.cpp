@@ -38,7 +38,10 @@ class ProbePatch final : public QVAPlugIn {
   }
 
   using Patch::addInputPort;
+  using Patch::addOutputPort;
   using Patch::removeInputPort;
+  using Patch::setValueForOutputKey;
+  using Patch::valueForInputKey;
 
   bool changedA = false;
   bool changedB = false;
@@ -75,9 +78,21 @@ TEST_F(PatchFixture, PortsComeInSortedOrderThenDeclarationOrderThenAddedOrder) {
   EXPECT_EQ(patch.findInputPort("inputDynamic"), nullptr);
 }
 
-TEST_F(PatchFixture, InputsHoldDefaultsConvertedToTheirTypeAndNoValueWithoutOne) {
+TEST_F(PatchFixture, PortsStartWithTheirDefaultOrTheirTypesInitialValue) {
   EXPECT_EQ(patch.findInputPort("inputA")->value, Value(1.0));
-  EXPECT_TRUE(patch.findInputPort("inputB")->value.isNone());
+  EXPECT_EQ(patch.findInputPort("inputB")->value, Value(std::uint32_t{0}));
+  EXPECT_EQ(patch.findOutputPort("outputX")->value, Value(0.0));
+  const std::pair<PortType, Value> initialValues[] = {
+      {PortType::Boolean, Value(false)}, {PortType::Index, Value(std::uint32_t{0})},
+      {PortType::Number, Value(0.0)},    {PortType::String, Value()},
+      {PortType::Color, Value()},        {PortType::Image, Value()},
+      {PortType::Structure, Value()}};
+  for (const auto& [type, initial] : initialValues) {
+    patch.addInputPort(type, "inputAdded", {});
+    patch.addOutputPort(type, "outputAdded", {});
+    EXPECT_EQ(patch.findInputPort("inputAdded")->value, initial) << portTypeName(type);
+    EXPECT_EQ(patch.findOutputPort("outputAdded")->value, initial) << portTypeName(type);
+  }
   EXPECT_TRUE(patch.setInputValue("inputB", Value(4.8)));
   EXPECT_EQ(patch.findInputPort("inputB")->value, Value(std::uint32_t{4}));
   EXPECT_FALSE(patch.setInputValue("inputMissing", Value(1.0)));
@@ -88,8 +103,10 @@ TEST_F(PatchFixture, ChangeFlagsCompareWithThePreviousExecution) {
   EXPECT_TRUE(patch.changedA) << "every input counts as changed at the first execution";
   EXPECT_TRUE(patch.changedB);
   patch.setInputValue("inputA", Value(1.0));
+  patch.setInputValue("inputB", Value(0.0));
   runFrame();
-  EXPECT_FALSE(patch.changedA) << "setting the same value is no change";
+  EXPECT_FALSE(patch.changedA) << "setting the default is no change";
+  EXPECT_FALSE(patch.changedB) << "setting the initial value of a port without a default is no change";
   patch.setInputValue("inputA", Value(2.0));
   patch.setInputValue("inputA", Value(1.0));
   runFrame();
@@ -102,6 +119,19 @@ TEST_F(PatchFixture, ChangeFlagsCompareWithThePreviousExecution) {
   EXPECT_TRUE(patch.changedA);
   EXPECT_FALSE(patch.anyInputChanged()) << "the framework clears the flags after each execution";
   EXPECT_EQ(patch.findOutputPort("outputX")->value, Value(5.0));
+}
+
+// A key the patch has no port for is a misspelling in the patch itself.
+TEST_F(PatchFixture, MisspeltPortKeysStopDebugBuildsAndAreHarmlessInReleaseBuilds) {
+#ifdef NDEBUG
+  EXPECT_TRUE(patch.valueForInputKey("inputAa").isNone());
+  patch.setValueForOutputKey(Value(3.0), "outputXx");
+  EXPECT_EQ(patch.findOutputPort("outputX")->value, Value(0.0));
+  EXPECT_EQ(patch.findOutputPort("outputXx"), nullptr);
+#else
+  EXPECT_DEATH(patch.valueForInputKey("inputAa"), "ProbePatch reads or writes \"inputAa\"");
+  EXPECT_DEATH(patch.setValueForOutputKey(Value(3.0), "outputXx"), "\"outputXx\"");
+#endif
 }
 
 TEST_F(PatchFixture, SavedVersionIsRecordedButAlwaysSavedAsTheCurrentVersion) {

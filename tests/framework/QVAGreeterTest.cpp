@@ -34,7 +34,7 @@ class QVAGreeterTest : public ::testing::Test {
 };
 
 TEST_F(QVAGreeterTest, GreetsOncePerProcessInTheEditorOnly) {
-  QVAGreeter editor = makeGreeter("Quartz Composer");
+  QVAGreeter editor = makeGreeter("Composition Editor");
   for (int patch = 0; patch < 10; ++patch) {
     editor.showThanks();
   }
@@ -49,20 +49,20 @@ TEST_F(QVAGreeterTest, GreetsOncePerProcessInTheEditorOnly) {
 }
 
 TEST_F(QVAGreeterTest, TheSecondButtonOpensTheWebsite) {
-  QVAGreeter editor = makeGreeter("Quartz Composer", QVAGreeter::kSecondButtonReturn);
+  QVAGreeter editor = makeGreeter("Composition Editor", QVAGreeter::kSecondButtonReturn);
   editor.showThanks();
   EXPECT_EQ(opened.size(), 1u);
 }
 
 TEST_F(QVAGreeterTest, TheSuppressFileIsReadOnceWhenTheGreeterIsMade) {
   std::ofstream(home / ".qva_suppress_thanks").put('x');
-  QVAGreeter suppressed = makeGreeter("Quartz Composer");
+  QVAGreeter suppressed = makeGreeter("Composition Editor");
   std::filesystem::remove(home / ".qva_suppress_thanks");
   suppressed.showThanks();
   EXPECT_TRUE(shown.empty());
-  EXPECT_TRUE(QVAGreeter::decideShowThanks({"Quartz Composer", std::nullopt}))
+  EXPECT_TRUE(QVAGreeter::decideShowThanks({"Composition Editor", std::nullopt}))
       << "without a home folder the greeting is allowed";
-  EXPECT_FALSE(QVAGreeter::decideShowThanks({"Quartz Composer2", std::nullopt}));
+  EXPECT_FALSE(QVAGreeter::decideShowThanks({"Composition Editor2", std::nullopt}));
 }
 
 }  // namespace

@@ -43,6 +43,30 @@ TEST(Composition, ErrorsNameTheFilePositionAndTheProblem) {
   EXPECT_NE(errorOf(R"({"format": "other"})").find("\"format\""), std::string::npos);
 }
 
+// Deeply nested JSON is refused while it is read, at the first bracket too deep, before any value is
+// built (a value nested 100 000 deep overflows the stack when it is copied).
+TEST(Composition, NestingBeyondTheLimitIsRefusedWithItsPosition) {
+  const auto nested = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+  const std::string prefix = R"({"id": "a", "class": "QVAInterpolationPlugIn", "settings": {"deep": )";
+  const std::string text = compositionText(prefix + nested(100000) + "}}");
+  const std::string tooDeep = errorOf(text);
+  // The settings object is at depth 4, so the 509th bracket of its value is the first too deep.
+  const std::size_t lineStart = text.find('\n') + 1;
+  const std::string column =
+      std::to_string(text.find(prefix) - lineStart + prefix.size() + kPropertyListMaximumDepth - 4 + 1);
+  EXPECT_NE(tooDeep.find("not valid JSON"), std::string::npos) << tooDeep;
+  EXPECT_NE(tooDeep.find("line 2, column " + column), std::string::npos) << tooDeep;
+  EXPECT_NE(tooDeep.find("nest more than 512"), std::string::npos) << tooDeep;
+  // At the limit the text is read (and the setting then refused for what it is); brackets inside
+  // strings do not nest.
+  const std::string atLimit = errorOf(compositionText(prefix + nested(kPropertyListMaximumDepth - 4) + "}}"));
+  EXPECT_NE(atLimit.find("unknown setting"), std::string::npos) << atLimit;
+  const std::string quoted = errorOf(
+      compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn", "inputs": {"inputValue1": ")" +
+                      std::string(100000, '[') + R"(\"[\\"}})"));
+  EXPECT_EQ(quoted.find("not valid JSON"), std::string::npos) << quoted;
+}
+
 TEST(Composition, ValuesOfTheWrongTypeOrRangeAreCompositionErrors) {
   // Each must be reported as a problem of the file, not escape as a JSON library error.
   EXPECT_NE(errorOf(R"({"format": 4})").find("\"format\" must be"), std::string::npos);

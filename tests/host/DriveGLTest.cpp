@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
+#include <stdexcept>
 
 #include "foundation/gl/GLContext.h"
 #include "foundation/image/ImageDecoder.h"
@@ -38,6 +40,132 @@ TEST(DriveGLTest, TextureImagesAreReadBackAndWritten) {
   ASSERT_TRUE(image.contains("file"));
   EXPECT_TRUE(std::filesystem::exists(image["file"].get<std::string>()));
   std::filesystem::remove_all(folder);
+}
+
+// Runs a GL script, writing the canvases it asks for into a scratch folder, and reads them back.
+class DriveCanvasTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!GLContext::create().context) {
+      GTEST_SKIP() << "no GL here";
+    }
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  std::vector<PropertyList> drive(const std::string& script) {
+    DriveOptions options;
+    options.registry = &bundledPatches();
+    options.imagesFolder = folder_.string();
+    return DriveSession::runScript(PropertyList::parse(script), options);
+  }
+
+  // The canvas of a step's line, as the PNG written for it decodes.
+  static Bitmap canvas(const PropertyList& line) {
+    auto decoded = ImageDecoder::decodeFile(line.at("canvas").at("image").at("file").get<std::string>());
+    if (!decoded.bitmap) {
+      throw std::runtime_error(decoded.error);
+    }
+    return std::move(*decoded.bitmap);
+  }
+
+  // Premultiplied B, G, R, A of a pixel, (0, 0) the top-left one.
+  static std::array<int, 4> pixel(const Bitmap& bitmap, int x, int y) {
+    const std::uint8_t* p = bitmap.row(y) + x * 4;
+    return {p[0], p[1], p[2], p[3]};
+  }
+
+  // Whether the pixels inside a rectangle of the canvas (left, top, right and bottom columns and rows
+  // included) are all of one colour, the rows and columns just outside of another.
+  static void expectRectangle(const Bitmap& bitmap, int left, int top, int right, int bottom,
+                              std::array<int, 4> inside, std::array<int, 4> outside) {
+    for (int y = top; y <= bottom; ++y) {
+      EXPECT_EQ(pixel(bitmap, left, y), inside) << left << "," << y;
+      EXPECT_EQ(pixel(bitmap, right, y), inside) << right << "," << y;
+      EXPECT_EQ(pixel(bitmap, left - 2, y), outside) << left - 2 << "," << y;
+      EXPECT_EQ(pixel(bitmap, right + 2, y), outside) << right + 2 << "," << y;
+    }
+    for (int x = left; x <= right; ++x) {
+      EXPECT_EQ(pixel(bitmap, x, top - 2), outside) << x << "," << top - 2;
+      EXPECT_EQ(pixel(bitmap, x, bottom + 2), outside) << x << "," << bottom + 2;
+    }
+  }
+
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() / ("qva-drive-canvas-" + std::to_string(getpid()));
+};
+
+constexpr std::array<int, 4> kRed = {0, 0, 255, 255};
+constexpr std::array<int, 4> kBlue = {255, 0, 0, 255};
+constexpr std::array<int, 4> kClear = {0, 0, 0, 0};
+
+// A sprite of 0.5 × 0.25 units in a 64 × 36 canvas over the default bounds (32 pixels a unit): centred
+// on (0.5, 0.25) it covers columns 40 to 55 and rows 6 to 13, on (-0.5, -0.25) columns 8 to 23 and
+// rows 22 to 29.
+TEST_F(DriveCanvasTest, SpritesDrawIntoACanvasKeptFromFrameToFrame) {
+  const auto lines = drive(R"({
+    "class": "QVATexturedSquarePlugIn", "context": {"gl": true, "viewport": [64, 36]},
+    "steps": [
+      {"time": 0, "clear": [0, 0, 1, 1], "canvas": true,
+       "inputs": {"inputImage": {"solid": [1, 0, 0, 1], "width": 16, "height": 16}, "inputColor": [1, 1, 1, 1],
+                  "inputX": 0.5, "inputY": 0.25, "inputWidth": 0.5, "inputHeight": 0.25,
+                  "inputInterlaced": false, "inputMipmapping": false}},
+      {"time": 1, "inputs": {"inputX": -0.5, "inputY": -0.25}, "canvas": true},
+      {"time": 2, "clear": [0, 0, 0, 0], "canvas": true},
+      {"time": 3}]})");
+  ASSERT_EQ(lines.size(), 4u);
+  ASSERT_EQ(lines[0]["result"], true) << lines[0].dump();
+  const PropertyList& image = lines[0]["canvas"]["image"];
+  EXPECT_EQ(image["width"], 64);
+  EXPECT_EQ(image["height"], 36);
+  EXPECT_TRUE(image["sha256"].is_string());
+  EXPECT_FALSE(lines[3].contains("canvas"));
+
+  const Bitmap first = canvas(lines[0]);
+  expectRectangle(first, 40, 6, 55, 13, kRed, kBlue);
+  EXPECT_EQ(pixel(first, 16, 26), kBlue);
+  const Bitmap second = canvas(lines[1]);
+  expectRectangle(second, 40, 6, 55, 13, kRed, kBlue);
+  expectRectangle(second, 8, 22, 23, 29, kRed, kBlue);
+  const Bitmap third = canvas(lines[2]);
+  expectRectangle(third, 8, 22, 23, 29, kRed, kClear);
+  EXPECT_EQ(pixel(third, 47, 10), kClear);
+}
+
+// Bounds (0, 0, 4, 2) over 64 × 32 pixels: 16 pixels a unit, y up from the bottom row.
+TEST_F(DriveCanvasTest, TheBoundsAreMappedOverTheWholeCanvas) {
+  const auto lines = drive(R"({
+    "class": "QVATexturedSquarePlugIn", "context": {"gl": true, "viewport": [64, 32], "bounds": [0, 0, 4, 2]},
+    "steps": [
+      {"time": 0, "canvas": true,
+       "inputs": {"inputImage": {"solid": [1, 0, 0, 1], "width": 8, "height": 8}, "inputColor": [1, 1, 1, 1],
+                  "inputX": 1, "inputY": 0.5, "inputWidth": 1, "inputHeight": 0.5,
+                  "inputInterlaced": false, "inputMipmapping": false}}]})");
+  expectRectangle(canvas(lines[0]), 8, 20, 23, 27, kRed, kClear);
+}
+
+// The safe areas of bounds (-1, -0.75, 2, 1.5) on 200 × 150 pixels: action safe at x = -0.9 (column
+// 10), title safe at x = -0.8 (column 20) and y = 0.6 (row 15).
+TEST_F(DriveCanvasTest, SafeAreasAreDrawnOverWhatTheCanvasHolds) {
+  const auto lines = drive(R"({
+    "class": "QVASafeAreasPlugIn", "context": {"gl": true, "viewport": [200, 150], "bounds": [-1, -0.75, 2, 1.5]},
+    "steps": [
+      {"time": 0, "clear": [0, 0, 1, 0.5], "canvas": true},
+      {"time": 1, "clear": [0, 0, 0, 0], "canvas": true,
+       "inputs": {"inputShowActionSafeArea": false, "inputShowTitleSafeArea": false}}]})");
+  const Bitmap shown = canvas(lines[0]);
+  EXPECT_EQ(pixel(shown, 10, 75), kRed);
+  EXPECT_EQ(pixel(shown, 189, 75), kRed);
+  EXPECT_EQ(pixel(shown, 20, 75), (std::array<int, 4>{0, 255, 255, 255}));
+  EXPECT_EQ(pixel(shown, 100, 15), (std::array<int, 4>{0, 255, 255, 255}));
+  // The clear colour has straight alpha; the canvas holds it premultiplied.
+  const auto background = pixel(shown, 100, 75);
+  EXPECT_NEAR(background[0], 128, 1);
+  EXPECT_EQ(background[2], 0);
+  EXPECT_NEAR(background[3], 128, 1);
+  const Bitmap hidden = canvas(lines[1]);
+  for (const auto& [x, y] : {std::pair{10, 75}, {20, 75}, {100, 15}, {100, 75}}) {
+    EXPECT_EQ(pixel(hidden, x, y), kClear) << x << "," << y;
+  }
 }
 
 TEST(DriveGLTest, UndecodableImageFilesAreScriptErrors) {

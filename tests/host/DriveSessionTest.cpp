@@ -43,6 +43,21 @@ TEST(DriveSession, ProcessorsWithoutTimeRunOnlyWhenAnInputChanged) {
   EXPECT_EQ(lines[3]["outputs"]["outputTime"], -978307200.0);
 }
 
+TEST(DriveSession, OutputsHoldTheirTypesInitialValueAndSettingItAgainIsNoChange) {
+  const auto lines = drive(R"({"class": "ConvertTimePlugIn", "steps": [
+      {"op": "start"}, {"time": 0}, {"time": 1, "inputs": {"inputTime": 0}}, {"time": 2, "inputs": {"inputTime": null}}]})");
+  EXPECT_EQ(lines[1]["executed"], true);
+  EXPECT_EQ(lines[2]["executed"], false) << "0 is the value an input without a default starts with";
+  EXPECT_EQ(lines[3]["executed"], true) << "no value is a value of its own";
+
+  const auto watcher = drive(R"({"class": "QVAPathWatcherPlugIn", "steps": [{"op": "ports"}, {"time": 0}]})");
+  EXPECT_EQ(watcher[1]["outputs"]["outputUpdateSignal"], false);
+  const auto loader =
+      drive(R"({"class": "QVAImageLoaderPlugIn", "steps": [{"time": 0, "inputs": {"inputPath": ""}}]})");
+  EXPECT_EQ(loader[0]["outputs"], PropertyList::parse(R"({"outputImage": null, "outputImageLoaded": false,
+      "outputWidth": 0.0, "outputHeight": 0.0, "outputPixelsWide": 0, "outputPixelsHigh": 0})"));
+}
+
 TEST(DriveSession, IdlePatchesAreAskedAndTheFloatMaximumMeansOnlyOnChange) {
   const auto lines = drive(R"({"class": "QVASmoothPlugIn", "steps": [
       {"time": 0, "inputs": {"inputValue": 1}}, {"time": 1}, {"time": 2}]})");
@@ -86,6 +101,61 @@ TEST(DriveSession, OpsReportPortsAttributesAndFileActions) {
   std::filesystem::remove_all(folder);
 }
 
+// Scripts change files only inside the folders the host names and the temporary folder, judged after
+// symbolic links; the targets outside are names that do not exist, so nothing is lost if that fails.
+TEST(DriveSession, FileActionsStayInsideTheirFolders) {
+  const auto folder = std::filesystem::temp_directory_path() / "qva-drive-confined";
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder);
+  const auto fsStep = [](const std::string& action, const std::string& path, const std::string& extra = "") {
+    return R"({"op": "fs", "action": ")" + action + R"(", "path": ")" + path + "\"" + extra + "}";
+  };
+  const auto play = [](const std::vector<std::string>& steps, std::vector<std::string> roots = {}) {
+    std::string script = R"({"class": "QVAInterpolationPlugIn", "steps": [)";
+    for (const std::string& step : steps) {
+      script += step + (&step == &steps.back() ? "" : ", ");
+    }
+    DriveOptions options;
+    options.registry = &bundledPatches();
+    options.fileRoots = std::move(roots);
+    return DriveSession::runScript(PropertyList::parse(script + "]}"), options);
+  };
+  const std::string link = (folder / "link").string();
+  const std::string outside = "/nonexistent-qva-outside";
+  ASSERT_FALSE(std::filesystem::exists(outside));
+  const auto lines = play({fsStep("symlink", link, R"(, "to": ")" + outside + "\""), fsStep("remove", link)});
+  EXPECT_EQ(lines[0]["ok"], true);
+  EXPECT_EQ(lines[1]["ok"], true) << "removing a link removes the link, wherever it points";
+  for (const std::string& refused :
+       {fsStep("remove", "/etc/qva-never-there"), fsStep("remove", folder.parent_path().string()),
+        fsStep("write", (folder / "../../etc/qva-never-there").string(), R"(, "text": "x")"),
+        fsStep("rename", (folder / "a").string(), R"(, "to": ")" + outside + "\""),
+        fsStep("write", link + "/x", R"(, "text": "x")"), fsStep("write", link, R"(, "text": "x")")}) {
+    try {
+      play({fsStep("symlink", link, R"(, "to": ")" + outside + "\""), refused});
+      ADD_FAILURE() << refused;
+    } catch (const DriveError& error) {
+      EXPECT_NE(std::string(error.what()).find("step 1: fs"), std::string::npos) << error.what();
+      EXPECT_NE(std::string(error.what()).find("--fs-root"), std::string::npos) << error.what();
+    }
+    std::filesystem::remove(link);
+  }
+  EXPECT_FALSE(std::filesystem::exists(outside));
+  // A folder the host names serves as the temporary folder does.
+  const char* temporary = std::getenv("TMPDIR");
+  const std::string saved = temporary != nullptr ? temporary : "";
+  setenv("TMPDIR", "/nonexistent-qva-temporary", 1);
+  const std::string file = (folder / "named.txt").string();
+  EXPECT_THROW(play({fsStep("write", file, R"(, "text": "x")")}), DriveError);
+  EXPECT_EQ(play({fsStep("write", file, R"(, "text": "x")")}, {folder.string()})[0]["ok"], true);
+  if (temporary != nullptr) {
+    setenv("TMPDIR", saved.c_str(), 1);
+  } else {
+    unsetenv("TMPDIR");
+  }
+  std::filesystem::remove_all(folder);
+}
+
 TEST(DriveSession, BadScriptsAreRefusedBeforeAnythingRuns) {
   for (
       const char* script : {
@@ -101,6 +171,11 @@ TEST(DriveSession, BadScriptsAreRefusedBeforeAnythingRuns) {
           R"({"class": "QVAInterpolationPlugIn", "context": {"gl": "yes"}, "steps": []})",
           R"({"class": "QVAInterpolationPlugIn", "context": {"viewport": [4294967297, 1]}, "steps": []})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "force": {"now": 1}}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "clear": [0, 0, 0, 1]}]})",
+          R"({"class": "QVAInterpolationPlugIn", "steps": [{"time": 0, "canvas": true}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "clear": "red"}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "clear": null}]})",
+          R"({"class": "QVAInterpolationPlugIn", "context": {"gl": true}, "steps": [{"time": 0, "canvas": 1}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "write", "path": "/nonexistent-qva/x", "text": 5}]})",
           R"({"class": "QVAInterpolationPlugIn", "steps": [{"op": "fs", "action": "touch", "path": "/nonexistent-qva/x", "mtime": "now"}]})",
       }) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "foundation/gl/Framebuffer.h"
+#include "foundation/gl/GLProgram.h"
 #include "foundation/image/Bitmap.h"
 
 namespace qva {
@@ -87,43 +88,6 @@ EGLDisplay openDisplay(std::string& error) {
   }
   error = "no EGL display could be initialised (is a Mesa or GPU EGL driver installed, e.g. libegl-mesa0?)";
   return EGL_NO_DISPLAY;
-}
-
-// Compiles one shader; 0 when the driver refuses it.
-GLuint compileShader(GLenum kind, const std::string& source) {
-  const GLuint shader = glCreateShader(kind);
-  const char* text = source.c_str();
-  glShaderSource(shader, 1, &text, nullptr);
-  glCompileShader(shader);
-  GLint compiled = GL_FALSE;
-  glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
-  if (compiled != GL_TRUE) {
-    glDeleteShader(shader);
-    return 0;
-  }
-  return shader;
-}
-
-GLuint linkProgram(const std::string& vertexSource, const std::string& fragmentSource) {
-  const GLuint vertex = compileShader(GL_VERTEX_SHADER, vertexSource);
-  const GLuint fragment = compileShader(GL_FRAGMENT_SHADER, fragmentSource);
-  GLuint program = 0;
-  if (vertex != 0 && fragment != 0) {
-    program = glCreateProgram();
-    glAttachShader(program, vertex);
-    glAttachShader(program, fragment);
-    glLinkProgram(program);
-    GLint linked = GL_FALSE;
-    glGetProgramiv(program, GL_LINK_STATUS, &linked);
-    if (linked != GL_TRUE) {
-      glDeleteProgram(program);
-      program = 0;
-    }
-  }
-  // A linked program keeps what it needs; the shader objects go with it.
-  glDeleteShader(vertex);
-  glDeleteShader(fragment);
-  return program;
 }
 
 }  // namespace
@@ -214,7 +178,9 @@ unsigned GLContext::program(const std::string& vertexSource, const std::string& 
   if (const auto found = programs_.find(key); found != programs_.end()) {
     return found->second;
   }
-  const unsigned linked = linkProgram(vertexSource, fragmentSource);
+  std::string ignored;
+  std::optional<GLProgram> made = GLProgram::link(vertexSource, fragmentSource, ignored);
+  const unsigned linked = made ? made->release() : 0;
   programs_.emplace(std::move(key), linked);
   return linked;
 }

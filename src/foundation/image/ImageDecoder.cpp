@@ -45,8 +45,10 @@ Result allocateFor(long width, long height, RowBytesRule rowBytes, std::string_v
     return failure(std::string(format) + " image has no pixels");
   }
   if (static_cast<std::size_t>(width) * static_cast<std::size_t>(height) > ImageDecoder::maximumPixels) {
-    return failure(std::string(format) + " image of " + std::to_string(width) + "x" + std::to_string(height) +
-                   " pixels is too large");
+    Result refused = failure(std::string(format) + " image of " + std::to_string(width) + "x" +
+                             std::to_string(height) + " pixels is too large");
+    refused.tooLarge = true;
+    return refused;
   }
   auto bitmap = Bitmap::allocate(static_cast<int>(width), static_cast<int>(height),
                                  rowBytes(static_cast<std::size_t>(width)));

@@ -19,6 +19,8 @@ class ImageDecoder {
     std::optional<Bitmap> bitmap;
     // Why there is no bitmap, one line.
     std::string error;
+    // Whether the image was refused for its size (see maximumPixels) rather than for its data.
+    bool tooLarge = false;
   };
 
   // Images above this many pixels are refused.

@@ -2,6 +2,7 @@
 
 #include "framework/PatchRegistry.h"
 #include "patches/files/QVADirectoryScannerPlugIn.h"
+#include "patches/files/QVAImageLoaderPlugIn.h"
 #include "patches/files/QVALoggerPlugIn.h"
 #include "patches/files/QVAPathInfoPlugIn.h"
 #include "patches/files/QVAPathWatcherPlugIn.h"
@@ -13,6 +14,7 @@ void registerFilePatches(PatchRegistry& registry) {
   registry.add(QVAPathInfoPlugIn::patchClass());
   registry.add(QVAPathWatcherPlugIn::patchClass());
   registry.add(QVALoggerPlugIn::patchClass());
+  registry.add(QVAImageLoaderPlugIn::patchClass());
 }
 
 }  // namespace qva

@@ -35,8 +35,6 @@ const PatchClass& QVADirectoryScannerPlugIn::patchClass() {
         PortDescription::port("inputScan", PortType::Boolean, "Scan Signal"),
     };
     c.outputs = {PortDescription::port("outputFileList", PortType::Structure, "File List")};
-    c.sortedPropertyPortKeys =
-        std::vector<std::string>{"inputDirectoryPath", "inputFileExtensions", "inputScan", "outputFileList"};
     c.plugInKeys = QVAPlugIn::plugInKeys();
     c.create = [] { return std::make_unique<QVADirectoryScannerPlugIn>(); };
     return c;

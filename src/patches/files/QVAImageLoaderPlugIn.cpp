@@ -52,6 +52,10 @@ bool QVAImageLoaderPlugIn::execute(ExecutionContext& context, double /*time*/,
   }
   auto decoded = ImageDecoder::decodeFile(path, &Bitmap::alignedRowBytes);
   if (!decoded.bitmap) {
+    // A picture refused for its size looks like any other to the user, so it is named in the log.
+    if (decoded.tooLarge) {
+      logMessage(decoded.error);
+    }
     return true;
   }
   const auto w = static_cast<std::uint32_t>(decoded.bitmap->width());

@@ -4,6 +4,9 @@
 #include <memory>
 #include <optional>
 
+#include "foundation/gl/DeinterlacingPass.h"
+#include "foundation/gl/Framebuffer.h"
+#include "foundation/gl/MipmapFilter.h"
 #include "foundation/gl/PrefilteredTexture.h"
 #include "framework/Patch.h"
 #include "patches/render/QVALumoRunVideoRenderer.h"
@@ -17,8 +20,6 @@ namespace qva {
 class QVATexturedSquarePlugIn final : public Patch {
  public:
   static const PatchClass& patchClass();
-  static const char* vertexShaderSource();
-  static const char* fragmentShaderSource();
 
   QVATexturedSquarePlugIn();
   ~QVATexturedSquarePlugIn() override;
@@ -32,34 +33,24 @@ class QVATexturedSquarePlugIn final : public Patch {
   // the image, mask, field and filtering are those of the texture's last pass.
   bool createTexture(ExecutionContext& context, const std::string& colorSpace, const ImageRef& image,
                      const ImageRef& mask, const Rect& bounds, bool fieldEven);
-  // One quad from (0, 0) to (width, height), the texture's top row at the top.
-  static void renderQuad(double height, double width);
 
-  static void printOGLError(const char* file, int line);
-  static int getUniLoc(unsigned program, const char* name);
-  static void printInfoLog(unsigned object, const char* file, int line);
-
-  std::uint32_t textureName() const { return _textureName; }
-  std::uint32_t fboWidth() const { return _fboWidth; }
-  std::uint32_t fboHeight() const { return _fboHeight; }
+  std::uint32_t textureName() const { return _target ? _target->texture().name : 0; }
+  std::uint32_t fboWidth() const { return _target ? static_cast<std::uint32_t>(_target->width()) : 0; }
+  std::uint32_t fboHeight() const { return _target ? static_cast<std::uint32_t>(_target->height()) : 0; }
   float aspectRatio() const { return _aspectRatio; }
   std::int32_t maxAnisotropy() const { return _maxAnisotropy; }
   float maxLODbias() const { return _maxLODbias; }
-  // The bake of the texture's filter the last frame drew (see PrefilteredTexture), or null.
+  // The bake of the texture's filter the last frame drew (see MipmapFilter), or null.
   const PrefilteredTexture* drewPrefiltered() const { return _drewPrefiltered; }
 
  private:
-  std::uint32_t _textureName = 0;
-  std::uint32_t _fboName = 0;
-  std::uint32_t _oldfboname = 0;
-  std::uint32_t _fboWidth = 0;
-  std::uint32_t _fboHeight = 0;
+  // The patch's texture, the size of the image, and the framebuffer that draws into it.
+  std::optional<Framebuffer> _target;
   float _aspectRatio = 0;
   std::int32_t _maxAnisotropy = 0;
   float _maxLODbias = 0;
-  unsigned vs = 0;
-  unsigned fs = 0;
-  unsigned sp = 0;
+  DeinterlacingPass _deinterlacing;
+  MipmapFilter _mipmaps;
   std::unique_ptr<QVALumoRunVideoRenderer> videoRenderer;
 
   // What the texture holds now; an empty image means nothing valid.
@@ -72,18 +63,6 @@ class QVATexturedSquarePlugIn final : public Patch {
     bool operator==(const Prepared&) const = default;
   };
   Prepared _prepared;
-
-  // Sets the mipmapped texture's filtering for this frame's quad (w × h): the texture's trilinear
-  // filter baked at a level of detail the quad keeps (see PrefilteredTexture), or null where the
-  // texture itself is to be drawn.
-  const PrefilteredTexture* filterMipmaps(double w, double h);
-  std::optional<PrefilteredTexture> _prefiltered;
-  // The last frame's level of detail and window rows, while the texture stays the same.
-  struct Steadiness {
-    std::optional<double> levelOfDetail;
-    std::optional<PrefilteredTexture::Rows> rows;
-  };
-  Steadiness _steady;
   const PrefilteredTexture* _drewPrefiltered = nullptr;
   // Drops the bake and what the frames before said about the quad, as a new texture needs.
   void forgetPrefiltered();

@@ -9,7 +9,7 @@ const PatchClass& ConvertTimePlugIn::patchClass() {
     PatchClass c;
     c.className = "ConvertTimePlugIn";
     c.name = "QVA Convert Time";
-    c.description = "This patch converts Unix timestamps to Apple reference time.";
+    c.description = "This patch converts Unix timestamps to 2001 reference time.";
     c.executionMode = ExecutionMode::Processor;
     c.timeMode = TimeMode::None;
     c.inputs = {PortDescription::port("inputTime", PortType::Number, "Unix Time")};

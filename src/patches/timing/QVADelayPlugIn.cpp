@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "patches/render/QVAOutputImageProviderFromInputImage.h"
+#include "foundation/providers/QVAOutputImageProviderFromInputImage.h"
 #include "patches/timing/QVAInterpolation.h"
 
 namespace qva {

@@ -8,8 +8,8 @@ const PatchClass& QVAPatchTimePlugIn::patchClass() {
     c.className = "QVAPatchTimePlugIn";
     c.name = "QVA Patch Time";
     c.description =
-        "This patch is the same as the standard \"Patch Time\" patch, but it works correctly with "
-        "QCCompositionLayer.";
+        "This patch is the same as the standard \"Patch Time\" patch, but it works correctly inside "
+        "composition layers.";
     c.executionMode = ExecutionMode::Provider;
     c.timeMode = TimeMode::TimeBase;
     c.outputs = {PortDescription::port("outputTime", PortType::Number, "Time")};

@@ -3,11 +3,11 @@
 #include <array>
 #include <cmath>
 
+#include "patches/render/QVACirclePlugIn.h"
+#include "patches/render/QVAPolygonPlugIn.h"
+#include "patches/render/QVARoundedRectPlugIn.h"
+#include "patches/render/QVASkewedRectanglePlugIn.h"
 #include "support/PatchDriver.h"
-#include "patches/render/QCCirclePlugIn.h"
-#include "patches/render/QCPolygonPlugIn.h"
-#include "patches/render/QCRoundedRectPlugIn.h"
-#include "patches/render/QCSkewedRectanglePlugIn.h"
 
 namespace qva {
 namespace {
@@ -39,30 +39,30 @@ bool transparent(const PixelBufferView& pixels) {
 }
 
 TEST(ShapesTest, ClassesAndDefaults) {
-  EXPECT_EQ(QCCirclePlugIn::patchClass().name, "QVA Circle");
-  EXPECT_EQ(QCRoundedRectPlugIn::patchClass().description,
+  EXPECT_EQ(QVACirclePlugIn::patchClass().name, "QVA Circle");
+  EXPECT_EQ(QVARoundedRectPlugIn::patchClass().description,
             "Displays a rectangle with rounded corners and an optional outline.");
-  EXPECT_EQ(QCPolygonPlugIn::patchClass().executionMode, ExecutionMode::Processor);
+  EXPECT_EQ(QVAPolygonPlugIn::patchClass().executionMode, ExecutionMode::Processor);
   // Only the rounded rectangle starts without an outline; only the skewed one is 250 wide.
-  EXPECT_FALSE(QCRoundedRectPlugIn::patchClass()
+  EXPECT_FALSE(QVARoundedRectPlugIn::patchClass()
                    .attributesForPropertyPortWithKey("inputDrawOutline")
                    ->defaultValue.booleanValue());
-  EXPECT_TRUE(QCCirclePlugIn::patchClass()
+  EXPECT_TRUE(QVACirclePlugIn::patchClass()
                   .attributesForPropertyPortWithKey("inputDrawOutline")
                   ->defaultValue.booleanValue());
-  EXPECT_EQ(QCSkewedRectanglePlugIn::patchClass()
+  EXPECT_EQ(QVASkewedRectanglePlugIn::patchClass()
                 .attributesForPropertyPortWithKey("inputWidth")
                 ->defaultValue.indexValue(),
             250u);
   // The skewed rectangle keeps a corner-radius attribute entry without a port.
-  EXPECT_EQ(QCSkewedRectanglePlugIn::attributesForPropertyPortWithKey("inputCornerRadius")->name,
+  EXPECT_EQ(QVASkewedRectanglePlugIn::attributesForPropertyPortWithKey("inputCornerRadius")->name,
             "Corner Radius");
-  EXPECT_EQ(QCSkewedRectanglePlugIn::patchClass().attributesForPropertyPortWithKey("inputCornerRadius"),
+  EXPECT_EQ(QVASkewedRectanglePlugIn::patchClass().attributesForPropertyPortWithKey("inputCornerRadius"),
             nullptr);
 }
 
 TEST(ShapesTest, CircleFillsRedWithABlueOutlineInPaddedRows) {
-  PatchDriver driver(std::make_unique<QCCirclePlugIn>());
+  PatchDriver driver(std::make_unique<QVACirclePlugIn>());
   const auto pixels = render(driver);
   ASSERT_EQ(pixels.width, 200);
   ASSERT_EQ(pixels.height, 200);
@@ -75,7 +75,7 @@ TEST(ShapesTest, CircleFillsRedWithABlueOutlineInPaddedRows) {
 }
 
 TEST(ShapesTest, CircleOutlineInsetOnlyAboveOnePixel) {
-  PatchDriver driver(std::make_unique<QCCirclePlugIn>());
+  PatchDriver driver(std::make_unique<QVACirclePlugIn>());
   driver.set("inputDrawFill", Value(false));
   driver.set("inputOutlineWidth", Value(1.0));
   // Width 1: the rectangle is the whole image, so half the stroke falls outside.
@@ -90,8 +90,8 @@ TEST(ShapesTest, CircleOutlineInsetOnlyAboveOnePixel) {
 
 TEST(ShapesTest, WithoutOutlineShapesTouchEveryEdge) {
   for (bool rounded : {false, true}) {
-    PatchDriver driver(rounded ? std::unique_ptr<Patch>(std::make_unique<QCRoundedRectPlugIn>())
-                               : std::unique_ptr<Patch>(std::make_unique<QCCirclePlugIn>()));
+    PatchDriver driver(rounded ? std::unique_ptr<Patch>(std::make_unique<QVARoundedRectPlugIn>())
+                               : std::unique_ptr<Patch>(std::make_unique<QVACirclePlugIn>()));
     driver.set("inputDrawOutline", Value(false));
     driver.set("inputOutlineWidth", Value(30.0));
     const auto pixels = render(driver);
@@ -103,7 +103,7 @@ TEST(ShapesTest, WithoutOutlineShapesTouchEveryEdge) {
 }
 
 TEST(ShapesTest, RoundedCornersClampToHalfTheSide) {
-  PatchDriver driver(std::make_unique<QCRoundedRectPlugIn>());
+  PatchDriver driver(std::make_unique<QVARoundedRectPlugIn>());
   driver.set("inputCornerRadiusX", Value(std::uint32_t{20}));
   driver.set("inputCornerRadiusY", Value(std::uint32_t{20}));
   const auto corners = render(driver);
@@ -118,7 +118,7 @@ TEST(ShapesTest, RoundedCornersClampToHalfTheSide) {
 }
 
 TEST(ShapesTest, TriangleVerticesFromTheRightClockwise) {
-  PatchDriver driver(std::make_unique<QCPolygonPlugIn>());
+  PatchDriver driver(std::make_unique<QVAPolygonPlugIn>());
   driver.set("inputEdgeCount", Value(std::uint32_t{3}));
   driver.set("inputDrawOutline", Value(false));
   const auto pixels = render(driver);
@@ -131,7 +131,7 @@ TEST(ShapesTest, TriangleVerticesFromTheRightClockwise) {
 }
 
 TEST(ShapesTest, PolygonRadiiShrinkByTheWholeOutlineWidth) {
-  PatchDriver driver(std::make_unique<QCPolygonPlugIn>());
+  PatchDriver driver(std::make_unique<QVAPolygonPlugIn>());
   driver.set("inputEdgeCount", Value(std::uint32_t{4}));
   driver.set("inputDrawFill", Value(true));
   driver.set("inputDrawOutline", Value(true));
@@ -147,7 +147,7 @@ TEST(ShapesTest, PolygonRadiiShrinkByTheWholeOutlineWidth) {
 
 TEST(ShapesTest, FewerThanThreeEdgesGiveATransparentImage) {
   for (std::uint32_t edges : {0u, 2u}) {
-    PatchDriver driver(std::make_unique<QCPolygonPlugIn>());
+    PatchDriver driver(std::make_unique<QVAPolygonPlugIn>());
     driver.set("inputEdgeCount", Value(edges));
     const auto pixels = render(driver);
     EXPECT_EQ(pixels.width, 200);
@@ -156,7 +156,7 @@ TEST(ShapesTest, FewerThanThreeEdgesGiveATransparentImage) {
 }
 
 TEST(ShapesTest, SkewedRectangleLeansRightAndRefusesSteepAngles) {
-  PatchDriver driver(std::make_unique<QCSkewedRectanglePlugIn>());
+  PatchDriver driver(std::make_unique<QVASkewedRectanglePlugIn>());
   driver.set("inputDrawOutline", Value(false));
   driver.set("inputSkewAngle", Value(0.0));
   const auto plain = render(driver);
@@ -176,7 +176,7 @@ TEST(ShapesTest, SkewedRectangleLeansRightAndRefusesSteepAngles) {
 }
 
 TEST(ShapesTest, SkewRunIsTruncatedWithoutOutline) {
-  PatchDriver driver(std::make_unique<QCSkewedRectanglePlugIn>());
+  PatchDriver driver(std::make_unique<QVASkewedRectanglePlugIn>());
   driver.set("inputDrawOutline", Value(false));
   driver.set("inputHeight", Value(std::uint32_t{100}));
   // H·tanθ = 53.6: the top-left corner lies at x = 53, not 54.
@@ -187,7 +187,7 @@ TEST(ShapesTest, SkewRunIsTruncatedWithoutOutline) {
 }
 
 TEST(ShapesTest, RowLengthsAndExtremeSizes) {
-  PatchDriver driver(std::make_unique<QCRoundedRectPlugIn>());
+  PatchDriver driver(std::make_unique<QVARoundedRectPlugIn>());
   for (const auto& [width, rowBytes] : {std::pair{1u, 16u}, {4u, 32u}, {5u, 32u}, {0u, 16u}}) {
     driver.set("inputWidth", Value(width));
     const auto pixels = render(driver);

@@ -67,7 +67,7 @@ TEST(QVARenderTimePlugIn, ReadsTheClipTimingFromTheArguments) {
   EXPECT_DOUBLE_EQ(render.number("outputPercentageElapsed"), 20);
   EXPECT_DOUBLE_EQ(render.number("outputAbsoluteElapsedTime"), 0);
   EXPECT_DOUBLE_EQ(render.number("outputVideoOpacity"), 0.5);
-  EXPECT_TRUE(render.output("outputVideoAlpha").isNone());
+  EXPECT_EQ(render.output("outputVideoAlpha"), Value(0.0)) << "never written: its initial value";
   EXPECT_TRUE(render.boolean("outputVideoActive"));
 
   // Unchanged names are not written again; a changed list is.

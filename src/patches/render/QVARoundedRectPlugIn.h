@@ -4,11 +4,11 @@
 
 namespace qva {
 
-// "QVA Circle": the ellipse filling the image, its outline kept inside.
-class QCCirclePlugIn final : public QVAShapePlugIn {
+// "QVA Rounded Rectangle": the image-filling rectangle with elliptical corners.
+class QVARoundedRectPlugIn final : public QVAShapePlugIn {
  public:
   static const PatchClass& patchClass();
-  QCCirclePlugIn() : QVAShapePlugIn(patchClass()) {}
+  QVARoundedRectPlugIn() : QVAShapePlugIn(patchClass()) {}
 
  protected:
   VectorPath shapePath(const Geometry& geometry) const override;

@@ -1,4 +1,4 @@
-#include "patches/render/QVAOutputImageProvider.h"
+#include "foundation/providers/QVAOutputImageProvider.h"
 
 #include <epoxy/gl.h>
 

@@ -1,13 +1,13 @@
-#include "patches/render/QCPolygonPlugIn.h"
+#include "patches/render/QVAPolygonPlugIn.h"
 
 #include <cmath>
 
 namespace qva {
 
-const PatchClass& QCPolygonPlugIn::patchClass() {
+const PatchClass& QVAPolygonPlugIn::patchClass() {
   static const PatchClass patchClass = [] {
     PatchClass c;
-    c.className = "QCPolygonPlugIn";
+    c.className = "QVAPolygonPlugIn";
     c.name = "QVA Polygon";
     c.description = "Draws a polygon consisting of an arbitrary number of edges with an optional outline.";
     c.executionMode = ExecutionMode::Processor;
@@ -19,13 +19,13 @@ const PatchClass& QCPolygonPlugIn::patchClass() {
         PortDescription::port("inputRoundedEdges", PortType::Boolean, "Rounded Edges", Value(true)));
     c.outputs = {outputImagePort()};
     c.plugInKeys = QVAPlugIn::plugInKeys();
-    c.create = [] { return std::make_unique<QCPolygonPlugIn>(); };
+    c.create = [] { return std::make_unique<QVAPolygonPlugIn>(); };
     return c;
   }();
   return patchClass;
 }
 
-VectorPath QCPolygonPlugIn::shapePath(const Geometry& geometry) const {
+VectorPath QVAPolygonPlugIn::shapePath(const Geometry& geometry) const {
   VectorPath path;
   const std::uint32_t edges = inputIndex("inputEdgeCount");
   if (edges < 3) {

@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "RenderCanvas.h"
 #include "foundation/dispatch/TaskQueue.h"
-#include "patches/render/QVAOutputImageProvider.h"
-#include "patches/render/QVAOutputImageProviderFromInputImage.h"
+#include "foundation/image/Bitmap.h"
+#include "foundation/providers/QVAOutputImageProvider.h"
+#include "foundation/providers/QVAOutputImageProviderFromInputImage.h"
+#include "support/GLTest.h"
 
 namespace qva {
 namespace {
@@ -14,18 +15,15 @@ ImageRef smallImage() {
   return std::move(*bitmap).toImage();
 }
 
-TEST(OutputImageProviderTest, PlaceholderIsATransparentSquare) {
+using OutputImageProviderGLTest = GLTest;
+
+TEST_F(OutputImageProviderGLTest, PlaceholderIsATransparentSquare) {
   const QVAOutputImageProvider provider("sRGB");
   EXPECT_EQ(provider.width(), 256);
   EXPECT_EQ(provider.imageBounds().width, 256);
   EXPECT_EQ(provider.imageColorSpace(), "sRGB");
   EXPECT_TRUE(provider.canRender());
-  std::string error;
-  auto canvas = RenderCanvas::create(4, 4, error);
-  if (!canvas) {
-    GTEST_SKIP() << error;
-  }
-  const auto pixels = canvas->gl().pixelsForImage(provider);
+  const auto pixels = gl_->pixelsForImage(provider);
   ASSERT_TRUE(pixels);
   ASSERT_EQ(pixels->height, 256);
   for (int y = 0; y < 256; y += 51) {
@@ -70,23 +68,18 @@ TEST(OutputImageProviderTest, BufferPathSharesPixelsAndReleasesTheInputOnce) {
   EXPECT_TRUE(watch.expired());
 }
 
-TEST(OutputImageProviderTest, TexturePathSharesTheTexture) {
-  std::string error;
-  auto canvas = RenderCanvas::create(4, 4, error);
-  if (!canvas) {
-    GTEST_SKIP() << error;
-  }
+TEST_F(OutputImageProviderGLTest, TexturePathSharesTheTexture) {
   TaskQueue queue;
   ExecutionContext context(queue);
-  context.setGLContext(&canvas->gl());
+  context.setGLContext(gl_.get());
   ImageRef input = smallImage();
   ImageRef provider =
       QVAOutputImageProviderFromInputImage::outputImageProviderWithInputImage(input, context, true);
   ASSERT_TRUE(provider);
   ASSERT_TRUE(provider->texture());
-  EXPECT_EQ(provider->texture()->name, canvas->gl().textureForImage(*input)->name);
+  EXPECT_EQ(provider->texture()->name, gl_->textureForImage(*input)->name);
   EXPECT_FALSE(provider->pixelBuffer());
-  const auto pixels = canvas->gl().pixelsForImage(*provider);
+  const auto pixels = gl_->pixelsForImage(*provider);
   ASSERT_TRUE(pixels);
   EXPECT_EQ(pixels->bytes[pixels->rowBytes + 8], 77);
   EXPECT_EQ(input.use_count(), 2);

@@ -1,14 +1,14 @@
-#include "patches/render/QCSkewedRectanglePlugIn.h"
+#include "patches/render/QVASkewedRectanglePlugIn.h"
 
 #include <cmath>
 #include <numbers>
 
 namespace qva {
 
-const PatchClass& QCSkewedRectanglePlugIn::patchClass() {
+const PatchClass& QVASkewedRectanglePlugIn::patchClass() {
   static const PatchClass patchClass = [] {
     PatchClass c;
-    c.className = "QCSkewedRectanglePlugIn";
+    c.className = "QVASkewedRectanglePlugIn";
     c.name = "QVA Skewed Rectangle";
     c.description = "Displays a skewed rectangle with rounded corners and an optional outline.";
     c.executionMode = ExecutionMode::Processor;
@@ -19,13 +19,13 @@ const PatchClass& QCSkewedRectanglePlugIn::patchClass() {
     c.inputs.push_back(PortDescription::port("inputSkewAngle", PortType::Number, "Skew Angle", Value(15.0)));
     c.outputs = {outputImagePort()};
     c.plugInKeys = QVAPlugIn::plugInKeys();
-    c.create = [] { return std::make_unique<QCSkewedRectanglePlugIn>(); };
+    c.create = [] { return std::make_unique<QVASkewedRectanglePlugIn>(); };
     return c;
   }();
   return patchClass;
 }
 
-const PortAttributes* QCSkewedRectanglePlugIn::attributesForPropertyPortWithKey(const std::string& key) {
+const PortAttributes* QVASkewedRectanglePlugIn::attributesForPropertyPortWithKey(const std::string& key) {
   static const PortAttributes cornerRadius{"Corner Radius", Value(std::uint32_t{20}), {}, {}, {}, {}};
   if (key == "inputCornerRadius") {
     return &cornerRadius;
@@ -33,7 +33,7 @@ const PortAttributes* QCSkewedRectanglePlugIn::attributesForPropertyPortWithKey(
   return patchClass().attributesForPropertyPortWithKey(key);
 }
 
-VectorPath QCSkewedRectanglePlugIn::shapePath(const Geometry& geometry) const {
+VectorPath QVASkewedRectanglePlugIn::shapePath(const Geometry& geometry) const {
   VectorPath path;
   const double angle = inputNumber("inputSkewAngle");
   if (!(angle >= 0 && angle <= 45)) {

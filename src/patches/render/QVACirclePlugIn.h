@@ -4,11 +4,11 @@
 
 namespace qva {
 
-// "QVA Rounded Rectangle": the image-filling rectangle with elliptical corners.
-class QCRoundedRectPlugIn final : public QVAShapePlugIn {
+// "QVA Circle": the ellipse filling the image, its outline kept inside.
+class QVACirclePlugIn final : public QVAShapePlugIn {
  public:
   static const PatchClass& patchClass();
-  QCRoundedRectPlugIn() : QVAShapePlugIn(patchClass()) {}
+  QVACirclePlugIn() : QVAShapePlugIn(patchClass()) {}
 
  protected:
   VectorPath shapePath(const Geometry& geometry) const override;

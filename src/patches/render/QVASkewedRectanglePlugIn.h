@@ -5,12 +5,12 @@
 namespace qva {
 
 // "QVA Skewed Rectangle": a parallelogram whose slanted sides lean right by the skew angle.
-class QCSkewedRectanglePlugIn final : public QVAShapePlugIn {
+class QVASkewedRectanglePlugIn final : public QVAShapePlugIn {
  public:
   static const PatchClass& patchClass();
   // Also answers for inputCornerRadius, an attribute entry without a port that the class keeps.
   static const PortAttributes* attributesForPropertyPortWithKey(const std::string& key);
-  QCSkewedRectanglePlugIn() : QVAShapePlugIn(patchClass()) {}
+  QVASkewedRectanglePlugIn() : QVAShapePlugIn(patchClass()) {}
 
  protected:
   VectorPath shapePath(const Geometry& geometry) const override;

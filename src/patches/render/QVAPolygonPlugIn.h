@@ -5,10 +5,10 @@
 namespace qva {
 
 // "QVA Polygon": a regular polygon of any number of edges, drawn clockwise from the right.
-class QCPolygonPlugIn final : public QVAShapePlugIn {
+class QVAPolygonPlugIn final : public QVAShapePlugIn {
  public:
   static const PatchClass& patchClass();
-  QCPolygonPlugIn() : QVAShapePlugIn(patchClass()) {}
+  QVAPolygonPlugIn() : QVAShapePlugIn(patchClass()) {}
 
  protected:
   VectorPath shapePath(const Geometry& geometry) const override;

@@ -1,11 +1,11 @@
-#include "patches/render/QCCirclePlugIn.h"
+#include "patches/render/QVACirclePlugIn.h"
 
 namespace qva {
 
-const PatchClass& QCCirclePlugIn::patchClass() {
+const PatchClass& QVACirclePlugIn::patchClass() {
   static const PatchClass patchClass = [] {
     PatchClass c;
-    c.className = "QCCirclePlugIn";
+    c.className = "QVACirclePlugIn";
     c.name = "QVA Circle";
     c.description = "Displays a circle with an optional outline.";
     c.executionMode = ExecutionMode::Processor;
@@ -13,13 +13,13 @@ const PatchClass& QCCirclePlugIn::patchClass() {
     c.inputs = commonInputs(true, 200);
     c.outputs = {outputImagePort()};
     c.plugInKeys = QVAPlugIn::plugInKeys();
-    c.create = [] { return std::make_unique<QCCirclePlugIn>(); };
+    c.create = [] { return std::make_unique<QVACirclePlugIn>(); };
     return c;
   }();
   return patchClass;
 }
 
-VectorPath QCCirclePlugIn::shapePath(const Geometry& geometry) const {
+VectorPath QVACirclePlugIn::shapePath(const Geometry& geometry) const {
   const Frame frame = outlineFrame(geometry);
   VectorPath path;
   path.appendOval(frame.x, frame.y, frame.width, frame.height);

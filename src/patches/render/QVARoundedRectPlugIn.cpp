@@ -1,11 +1,11 @@
-#include "patches/render/QCRoundedRectPlugIn.h"
+#include "patches/render/QVARoundedRectPlugIn.h"
 
 namespace qva {
 
-const PatchClass& QCRoundedRectPlugIn::patchClass() {
+const PatchClass& QVARoundedRectPlugIn::patchClass() {
   static const PatchClass patchClass = [] {
     PatchClass c;
-    c.className = "QCRoundedRectPlugIn";
+    c.className = "QVARoundedRectPlugIn";
     c.name = "QVA Rounded Rectangle";
     c.description = "Displays a rectangle with rounded corners and an optional outline.";
     c.executionMode = ExecutionMode::Processor;
@@ -18,13 +18,13 @@ const PatchClass& QCRoundedRectPlugIn::patchClass() {
                                              Value(std::uint32_t{20})));
     c.outputs = {outputImagePort()};
     c.plugInKeys = QVAPlugIn::plugInKeys();
-    c.create = [] { return std::make_unique<QCRoundedRectPlugIn>(); };
+    c.create = [] { return std::make_unique<QVARoundedRectPlugIn>(); };
     return c;
   }();
   return patchClass;
 }
 
-VectorPath QCRoundedRectPlugIn::shapePath(const Geometry& geometry) const {
+VectorPath QVARoundedRectPlugIn::shapePath(const Geometry& geometry) const {
   const Frame frame = outlineFrame(geometry);
   VectorPath path;
   path.appendRoundedRect(frame.x, frame.y, frame.width, frame.height,

@@ -4,10 +4,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "support/PatchDriver.h"
 #include "foundation/image/Bitmap.h"
 #include "foundation/image/PngWriter.h"
 #include "patches/files/QVAImageLoaderPlugIn.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {

@@ -1,4 +1,4 @@
-#include "patches/render/QVAOutputImageProviderFromInputImage.h"
+#include "foundation/providers/QVAOutputImageProviderFromInputImage.h"
 
 #include "foundation/gl/GLContext.h"
 
