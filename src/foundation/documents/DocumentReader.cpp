@@ -141,8 +141,9 @@ DocumentReader::Result DocumentReader::readFile(const std::string& path) {
     return refused(fileName, *format);
   }
   std::string bytes;
-  if (!xpl_read_file(path, bytes)) {
-    return {std::nullopt, "cannot read \"" + path + "\": no such file, not a regular file, or not readable"};
+  std::string error;
+  if (!xpl_read_file(path, bytes, &error)) {
+    return {std::nullopt, "cannot read " + error};
   }
   return read(bytes, fileName);
 }

@@ -75,8 +75,9 @@ bool RTF_File_ReaderPlugIn::execute(ExecutionContext& context, double, const Arg
   }
   const std::string resolved = context.resolvePath(path);
   std::string bytes;
-  if (!xpl_read_file(resolved, bytes)) {
-    fail("RTF File Reader: cannot read \"" + resolved + "\"");
+  std::string error;
+  if (!xpl_read_file(resolved, bytes, &error)) {
+    fail("RTF File Reader: cannot read " + error);
     return true;
   }
   RtfReader::Result document = RtfReader::read(bytes);

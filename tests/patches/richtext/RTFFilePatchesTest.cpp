@@ -141,6 +141,10 @@ TEST_F(RTFFileReaderTest, MissingInvalidAndVanishingFilesGiveNoLinesAndOneLogLin
   std::filesystem::create_directory(folder_ / "folder.rtf");
   driver_.set("inputPath", "folder.rtf");
   EXPECT_FALSE(lines());
+  // A FIFO without a writer is refused, not waited on.
+  ASSERT_EQ(::mkfifo((folder_ / "pipe.rtf").c_str(), 0600), 0);
+  driver_.set("inputPath", "pipe.rtf");
+  EXPECT_FALSE(lines());
 
   // Read again at every execution: a file that appears is read, one that vanishes is gone.
   driver_.set("inputPath", "later.rtf");
@@ -269,6 +273,15 @@ TEST_F(RTFFileToImageTest, MissingBrokenAndVanishingFiles) {
   writeFile(folder_ / "binary.bin", std::string("\x89PNG\r\n\x1a\n\0\0\0", 11));
   driver_.set("inputPath", "binary.bin");
   EXPECT_FALSE(image());
+  ASSERT_EQ(::mkfifo((folder_ / "pipe.txt").c_str(), 0600), 0);
+  driver_.set("inputPath", "pipe.txt");
+  EXPECT_FALSE(image());
+  // A file too large to read whole (sparse, so the test writes nothing) is refused before reading.
+  writeFile(folder_ / "huge.txt", "");
+  std::filesystem::resize_file(folder_ / "huge.txt", std::uintmax_t{1} << 30);
+  driver_.set("inputPath", "huge.txt");
+  EXPECT_FALSE(image());
+  EXPECT_NE(hostLog_.back().find("huge.txt"), std::string::npos) << hostLog_.back();
 
   // A document that vanishes after loading is still drawn at a new width; a reload then finds nothing.
   writeFile(folder_ / "doc.rtf", "{\\rtf1 here}");
