@@ -1,11 +1,12 @@
 #include "patches/AllPatches.h"
 
+#include "framework/PatchRegistry.h"
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
 #include "patches/render/RenderPatches.h"
 #include "patches/richtext/RichTextPatches.h"
+#include "patches/scroller/ScrollerPatches.h"
 #include "patches/subtitles/SubtitlePatches.h"
-#include "framework/PatchRegistry.h"
 #include "patches/timing/TimingPatches.h"
 
 namespace qva {
@@ -17,6 +18,7 @@ void registerAllPatches(PatchRegistry& registry) {
   registerDataPatches(registry);
   registerFilePatches(registry);
   registerRenderPatches(registry);
+  registerScrollerPatches(registry);
 }
 
 const PatchRegistry& bundledPatches() {

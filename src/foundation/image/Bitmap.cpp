@@ -1,8 +1,10 @@
 #include "foundation/image/Bitmap.h"
 
+#include <cairo.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -94,6 +96,42 @@ void Bitmap::convertPremultipliedRgba() {
       pixel[2] = red;
     }
   }
+}
+
+void Bitmap::drawImage(const PixelBufferView& image, double left, double top) {
+  if (bytes_ == nullptr || image.bytes == nullptr || image.width <= 0 || image.height <= 0 ||
+      !std::isfinite(left) || !std::isfinite(top)) {
+    return;
+  }
+  // Only the pixels the picture touches, and the texels that reach them (one more on each side for the
+  // filter), become Cairo surfaces: large bitmaps and pictures stay within Cairo's size limits.
+  const double x0 = std::max(0.0, std::floor(left));
+  const double x1 = std::min(static_cast<double>(width_), std::ceil(left + image.width));
+  const double y0 = std::max(0.0, std::floor(top));
+  const double y1 = std::min(static_cast<double>(height_), std::ceil(top + image.height));
+  if (x0 >= x1 || y0 >= y1) {
+    return;
+  }
+  const double sx0 = std::clamp(std::floor(x0 - left) - 1, 0.0, static_cast<double>(image.width));
+  const double sx1 = std::clamp(std::ceil(x1 - left) + 1, 0.0, static_cast<double>(image.width));
+  const double sy0 = std::clamp(std::floor(y0 - top) - 1, 0.0, static_cast<double>(image.height));
+  const double sy1 = std::clamp(std::ceil(y1 - top) + 1, 0.0, static_cast<double>(image.height));
+  cairo_surface_t* target = cairo_image_surface_create_for_data(
+      row(static_cast<int>(y0)) + static_cast<std::size_t>(x0) * 4, CAIRO_FORMAT_ARGB32,
+      static_cast<int>(x1 - x0), static_cast<int>(y1 - y0), static_cast<int>(rowBytes_));
+  // Cairo only reads the source.
+  cairo_surface_t* source = cairo_image_surface_create_for_data(
+      const_cast<std::uint8_t*>(image.bytes) + static_cast<std::size_t>(sy0) * image.rowBytes +
+          static_cast<std::size_t>(sx0) * 4,
+      CAIRO_FORMAT_ARGB32, static_cast<int>(sx1 - sx0), static_cast<int>(sy1 - sy0),
+      static_cast<int>(image.rowBytes));
+  cairo_t* cr = cairo_create(target);
+  cairo_set_source_surface(cr, source, left + sx0 - x0, top + sy0 - y0);
+  cairo_paint(cr);
+  cairo_destroy(cr);
+  cairo_surface_destroy(source);
+  cairo_surface_flush(target);
+  cairo_surface_destroy(target);
 }
 
 ImageRef Bitmap::toImage() && {

@@ -44,6 +44,10 @@ class Bitmap {
   // Turns pixels stored as premultiplied R, G, B, A bytes into this bitmap's order, limiting each colour
   // to its alpha: damaged data that claims premultiplied alpha still gives valid premultiplied colour.
   void convertPremultipliedRgba();
+  // Composites premultiplied pixels over this bitmap (source over, opacity 1) with the picture's
+  // top-left corner at (left, top) in pixels; fractional places are filtered bilinearly and the bitmap's
+  // edges clip.
+  void drawImage(const PixelBufferView& image, double left, double top);
 
   // An image that owns the memory from now on and frees it when the last reference goes.
   ImageRef toImage() &&;

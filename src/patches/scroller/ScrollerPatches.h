@@ -1,0 +1,10 @@
+#pragma once
+
+namespace qva {
+
+class PatchRegistry;
+
+// The text scroller family.
+void registerScrollerPatches(PatchRegistry& registry);
+
+}  // namespace qva
