@@ -28,27 +28,66 @@ std::array<int, 3> boxRadii(double sigma) {
   return radii;
 }
 
-// One box blur along a line of count samples spaced stride apart, with zero outside; line holds a copy.
-void boxBlurLine(std::uint8_t* samples, std::size_t stride, int count, int radius, std::vector<int>& line) {
-  line.assign(static_cast<std::size_t>(count), 0);
-  for (int i = 0; i < count; ++i) {
-    line[static_cast<std::size_t>(i)] = samples[static_cast<std::size_t>(i) * stride];
-  }
-  const int width = 2 * radius + 1;
-  int sum = 0;
-  for (int i = 0; i < std::min(radius, count); ++i) {
-    sum += line[static_cast<std::size_t>(i)];
-  }
-  for (int i = 0; i < count; ++i) {
-    const int entering = i + radius;
-    const int leaving = i - radius - 1;
-    if (entering < count) {
-      sum += line[static_cast<std::size_t>(entering)];
+// One box blur along each row, with zero outside the row.
+void boxBlurRows(std::uint8_t* pixels, int width, int height, std::size_t rowBytes, int radius,
+                 std::vector<std::uint8_t>& line) {
+  const int span = 2 * radius + 1;
+  for (int y = 0; y < height; ++y) {
+    std::uint8_t* row = pixels + static_cast<std::size_t>(y) * rowBytes;
+    line.assign(row, row + width);
+    int sum = 0;
+    for (int x = 0; x < std::min(radius, width); ++x) {
+      sum += line[static_cast<std::size_t>(x)];
     }
-    if (leaving >= 0) {
-      sum -= line[static_cast<std::size_t>(leaving)];
+    for (int x = 0; x < width; ++x) {
+      if (x + radius < width) {
+        sum += line[static_cast<std::size_t>(x + radius)];
+      }
+      if (x - radius - 1 >= 0) {
+        sum -= line[static_cast<std::size_t>(x - radius - 1)];
+      }
+      row[x] = static_cast<std::uint8_t>((sum + span / 2) / span);
     }
-    samples[static_cast<std::size_t>(i) * stride] = static_cast<std::uint8_t>((sum + width / 2) / width);
+  }
+}
+
+// One box blur down each column, with zero outside; the columns advance together row by row, so that
+// memory is read in order.
+void boxBlurColumns(std::uint8_t* pixels, int width, int height, std::size_t rowBytes, int radius,
+                    std::vector<std::uint8_t>& source, std::vector<int>& sums) {
+  const int span = 2 * radius + 1;
+  const auto columns = static_cast<std::size_t>(width);
+  source.resize(columns * static_cast<std::size_t>(height));
+  for (int y = 0; y < height; ++y) {
+    const std::uint8_t* row = pixels + static_cast<std::size_t>(y) * rowBytes;
+    std::copy(row, row + width,
+              source.begin() + static_cast<std::ptrdiff_t>(columns * static_cast<std::size_t>(y)));
+  }
+  auto sourceRow = [&](int y) { return source.data() + columns * static_cast<std::size_t>(y); };
+  sums.assign(columns, 0);
+  for (int y = 0; y < std::min(radius, height); ++y) {
+    const std::uint8_t* entering = sourceRow(y);
+    for (std::size_t x = 0; x < columns; ++x) {
+      sums[x] += entering[x];
+    }
+  }
+  for (int y = 0; y < height; ++y) {
+    if (y + radius < height) {
+      const std::uint8_t* entering = sourceRow(y + radius);
+      for (std::size_t x = 0; x < columns; ++x) {
+        sums[x] += entering[x];
+      }
+    }
+    if (y - radius - 1 >= 0) {
+      const std::uint8_t* leaving = sourceRow(y - radius - 1);
+      for (std::size_t x = 0; x < columns; ++x) {
+        sums[x] -= leaving[x];
+      }
+    }
+    std::uint8_t* row = pixels + static_cast<std::size_t>(y) * rowBytes;
+    for (std::size_t x = 0; x < columns; ++x) {
+      row[x] = static_cast<std::uint8_t>((sums[x] + span / 2) / span);
+    }
   }
 }
 
@@ -59,16 +98,12 @@ void GaussianBlur::blurAlpha(std::uint8_t* pixels, int width, int height, std::s
   if (pixels == nullptr || width <= 0 || height <= 0 || !(sigma > 0.2)) {
     return;
   }
-  std::vector<int> line;
+  std::vector<std::uint8_t> line;
+  std::vector<int> sums;
   for (int radius : boxRadii(std::min(sigma, 1000.0))) {
-    if (radius == 0) {
-      continue;
-    }
-    for (int y = 0; y < height; ++y) {
-      boxBlurLine(pixels + static_cast<std::size_t>(y) * rowBytes, 1, width, radius, line);
-    }
-    for (int x = 0; x < width; ++x) {
-      boxBlurLine(pixels + x, rowBytes, height, radius, line);
+    if (radius > 0) {
+      boxBlurRows(pixels, width, height, rowBytes, radius, line);
+      boxBlurColumns(pixels, width, height, rowBytes, radius, line, sums);
     }
   }
 }

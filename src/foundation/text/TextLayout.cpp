@@ -31,6 +31,11 @@ constexpr double kDefaultTabInterval = 28;
 constexpr int kMaximumTabStops = 256;
 // Cairo's image surfaces take at most this many pixels on a side; larger bitmaps are drawn in tiles.
 constexpr int kMaximumSurfaceSide = 32767;
+// Pango spends time quadratic in the paragraphs of one layout, and its integer units overflow on lines
+// of millions of pixels: a block takes paragraphs up to this many characters, and a wrapped paragraph
+// longer than the other limit continues in a new block after a space.
+constexpr std::size_t kBlockCharacters = 4096;
+constexpr std::size_t kWrappedChunkCharacters = 16384;
 
 double fromPango(int units) {
   return static_cast<double>(units) / PANGO_SCALE;
@@ -65,8 +70,11 @@ void insertAttribute(PangoAttrList* list, PangoAttribute* attribute, int start, 
   pango_attr_list_insert(list, attribute);
 }
 
-PangoTabAlign tabAlign(TextAlignment alignment) {
-  switch (alignment) {
+PangoTabAlign tabAlign(const TabStop& stop) {
+  if (stop.decimal) {
+    return PANGO_TAB_DECIMAL;
+  }
+  switch (stop.alignment) {
     case TextAlignment::Right:
       return PANGO_TAB_RIGHT;
     case TextAlignment::Center:
@@ -97,7 +105,7 @@ PangoTabArray* newTabArray(const ParagraphStyle& style, double left, double widt
   }
   PangoTabArray* tabs = pango_tab_array_new(static_cast<int>(stops.size()), FALSE);
   for (std::size_t i = 0; i < stops.size(); ++i) {
-    pango_tab_array_set_tab(tabs, static_cast<int>(i), tabAlign(stops[i].alignment),
+    pango_tab_array_set_tab(tabs, static_cast<int>(i), tabAlign(stops[i]),
                             toPango(std::max(stops[i].location - left, 0.0)));
   }
   return tabs;
@@ -129,6 +137,8 @@ struct TextLayout::Lines {
     std::vector<Segment> segments;
     std::vector<Line> lines;
     ParagraphStyle style;
+    // The block goes on with the paragraph the block before it left unfinished.
+    bool continuation = false;
     double left = 0;
     double width = 0;
   };
@@ -172,7 +182,7 @@ struct TextLayout::Lines {
   }
 
   void build(const AttributedString& text);
-  void addBlock(const AttributedString& text, std::size_t start, std::size_t end);
+  void addBlock(const AttributedString& text, std::size_t start, std::size_t end, bool continuation);
   void layOutBlock(Block& block);
   void placeLines();
   void forEachRun(const Block& block, const Line& line, double left, double top,
@@ -199,10 +209,19 @@ void TextLayout::Lines::build(const AttributedString& text) {
   if (characters.empty()) {
     return;
   }
-  // Split into blocks where the paragraph style changes; a block holds its inner separators.
+  // Split into blocks where the paragraph style changes or a block grows long; a block holds its inner
+  // separators.
   std::size_t blockStart = 0;
+  bool continuation = false;
   for (std::size_t i = 0; i < characters.size(); ++i) {
     if (!isParagraphSeparator(characters[i])) {
+      const LineBreakMode mode = text.attributesAt(blockStart).paragraphStyle.lineBreakMode;
+      if (characters[i] == u' ' && i - blockStart >= kWrappedChunkCharacters && container.width &&
+          (mode == LineBreakMode::WordWrap || mode == LineBreakMode::CharWrap)) {
+        addBlock(text, blockStart, i + 1, continuation);
+        blockStart = i + 1;
+        continuation = true;
+      }
       continue;
     }
     std::size_t separatorEnd = i + 1;
@@ -210,21 +229,25 @@ void TextLayout::Lines::build(const AttributedString& text) {
       ++separatorEnd;
     }
     if (separatorEnd < characters.size() &&
-        !(text.attributesAt(separatorEnd).paragraphStyle == text.attributesAt(blockStart).paragraphStyle)) {
-      addBlock(text, blockStart, i);
+        (i - blockStart >= kBlockCharacters ||
+         !(text.attributesAt(separatorEnd).paragraphStyle == text.attributesAt(blockStart).paragraphStyle))) {
+      addBlock(text, blockStart, i, continuation);
       blockStart = separatorEnd;
+      continuation = false;
     }
     i = separatorEnd - 1;
   }
-  addBlock(text, blockStart, characters.size());
+  addBlock(text, blockStart, characters.size(), continuation);
   for (Block& block : blocks) {
     layOutBlock(block);
   }
   placeLines();
 }
 
-void TextLayout::Lines::addBlock(const AttributedString& text, std::size_t start, std::size_t end) {
+void TextLayout::Lines::addBlock(const AttributedString& text, std::size_t start, std::size_t end,
+                                 bool continuation) {
   Block& block = blocks.emplace_back();
+  block.continuation = continuation;
   const TextAttributes& first = text.attributesAt(std::min(start, text.length() - 1));
   block.style = first.paragraphStyle;
   PangoAttrList* list = pango_attr_list_new();
@@ -321,7 +344,7 @@ void TextLayout::Lines::layOutBlock(Block& block) {
     }
   }
   const double firstLine = std::isfinite(style.firstLineHeadIndent) ? style.firstLineHeadIndent : 0.0;
-  pango_layout_set_indent(layout, toPango(std::max(firstLine, 0.0) - head));
+  pango_layout_set_indent(layout, block.continuation ? 0 : toPango(std::max(firstLine, 0.0) - head));
   PangoTabArray* tabs = newTabArray(style, head, block.width);
   pango_layout_set_tabs(layout, tabs);
   pango_tab_array_free(tabs);
@@ -411,7 +434,7 @@ void TextLayout::Lines::placeLines() {
       }
       if (!firstLine) {
         y += finitePositive(style.lineSpacing) ? style.lineSpacing : 0.0;
-        if (pango_layout_line_is_paragraph_start(line)) {
+        if (pango_layout_line_is_paragraph_start(line) && !(block.continuation && block.lines.empty())) {
           y += spacingAfterParagraph +
                (finitePositive(style.paragraphSpacingBefore) ? style.paragraphSpacingBefore : 0.0);
         }
@@ -432,7 +455,7 @@ void TextLayout::Lines::placeLines() {
       right = std::max(right, line.x + line.width);
       ++lineCount;
       const double bottom = line.top + line.height;
-      if (!container.height || bottom <= *container.height || fittedHeight == 0) {
+      if (lineVisible(line)) {
         fittedHeight = std::max(fittedHeight, bottom);
       }
     }
@@ -443,7 +466,7 @@ void TextLayout::Lines::placeLines() {
 }
 
 bool TextLayout::Lines::lineVisible(const Line& line) const {
-  return !container.height || line.top < *container.height;
+  return !container.height || line.top + line.height <= *container.height;
 }
 
 void TextLayout::Lines::forEachRun(const Block& block, const Line& line, double left, double top,
