@@ -129,6 +129,8 @@ struct TextLayout::Lines {
     double height;
     double baseline;
     double width;
+    // What the line's glyphs cover beyond its own rectangle, from its left edge and its top.
+    TextRect ink;
   };
   // Consecutive paragraphs with one paragraph style share one Pango layout.
   struct Block {
@@ -148,6 +150,8 @@ struct TextLayout::Lines {
   std::vector<Block> blocks;
   PangoContext* context = nullptr;
   TextRect used;
+  // The rectangle the glyphs of all lines cover, with their line rectangles.
+  TextRect inked;
   std::size_t lineCount = 0;
   double fittedHeight = 0;
 
@@ -394,8 +398,9 @@ void TextLayout::Lines::placeLines() {
     PangoLayoutIter* iter = pango_layout_get_iter(block.layout);
     do {
       PangoLayoutLine* line = pango_layout_iter_get_line_readonly(iter);
+      PangoRectangle ink;
       PangoRectangle logical;
-      pango_layout_iter_get_line_extents(iter, nullptr, &logical);
+      pango_layout_iter_get_line_extents(iter, &ink, &logical);
       const double baseline = fromPango(pango_layout_iter_get_baseline(iter));
       const bool rightToLeft = pango_layout_line_get_resolved_direction(line) == PANGO_DIRECTION_RTL;
       double alignment = rightToLeft ? 1.0 : 0.0;
@@ -441,7 +446,10 @@ void TextLayout::Lines::placeLines() {
       }
       firstLine = false;
       spacingAfterParagraph = finitePositive(style.paragraphSpacing) ? style.paragraphSpacing : 0.0;
-      block.lines.push_back(Line{line, x, y, height, height - descent, width});
+      const double inkTop = height - descent + fromPango(ink.y) - baseline;
+      const TextRect inkRect{fromPango(ink.x - logical.x), inkTop, fromPango(ink.width) + width - pangoWidth,
+                             fromPango(ink.height)};
+      block.lines.push_back(Line{line, x, y, height, height - descent, width, inkRect});
       y += height;
     } while (pango_layout_iter_next_line(iter));
     pango_layout_iter_free(iter);
@@ -449,10 +457,18 @@ void TextLayout::Lines::placeLines() {
 
   double left = std::numeric_limits<double>::max();
   double right = std::numeric_limits<double>::lowest();
+  double inkLeft = left;
+  double inkRight = right;
+  double inkTop = 0;
+  double inkBottom = 0;
   for (const Block& block : blocks) {
     for (const Line& line : block.lines) {
       left = std::min(left, line.x);
       right = std::max(right, line.x + line.width);
+      inkLeft = std::min({inkLeft, line.x, line.x + line.ink.x});
+      inkRight = std::max({inkRight, line.x + line.width, line.x + line.ink.x + line.ink.width});
+      inkTop = std::min(inkTop, line.top + line.ink.y);
+      inkBottom = std::max({inkBottom, line.top + line.height, line.top + line.ink.y + line.ink.height});
       ++lineCount;
       const double bottom = line.top + line.height;
       if (lineVisible(line)) {
@@ -462,6 +478,7 @@ void TextLayout::Lines::placeLines() {
   }
   if (lineCount > 0) {
     used = TextRect{left, 0, std::max(right - left, 0.0), y};
+    inked = TextRect{inkLeft, inkTop, inkRight - inkLeft, inkBottom - inkTop};
   }
 }
 
@@ -493,21 +510,23 @@ void TextLayout::Lines::drawShadow(cairo_t* cairo, const TextShadow& shadow, dou
       std::isfinite(shadow.offsetX) ? std::clamp(shadow.offsetX, -kMaximumExtent, kMaximumExtent) : 0.0;
   const double dy =
       std::isfinite(shadow.offsetY) ? std::clamp(-shadow.offsetY, -kMaximumExtent, kMaximumExtent) : 0.0;
-  // The part of the text whose shadow can reach the tile, with room for glyphs that reach beyond their
-  // line (overhangs, strokes, slants) and for the blur.
-  double largestFont = 0;
+  // The part of the text whose shadow can reach the tile, with room for what glyph outlines do not
+  // cover (strokes, slants) and for the blur.
+  double reach = 0;
   for (const TextAttributes& attributes : attributeSets) {
     if (attributes.shadow == shadow) {
-      largestFont = std::max(
-          largestFont, std::min(attributes.font.pointSize, kMaximumFontSize) *
-                           (1 + std::abs(attributes.obliqueness) + std::abs(attributes.strokeWidth) / 100));
+      reach =
+          std::max(reach, std::min(attributes.font.pointSize, kMaximumFontSize) *
+                              (std::abs(attributes.obliqueness) + std::abs(attributes.strokeWidth) / 100));
     }
   }
-  const double margin = 3 * sigma + largestFont + 2;
-  const double fromX = std::max(left + used.x - margin, tile.x - dx - 3 * sigma - 1);
-  const double toX = std::min(left + used.x + used.width + margin, tile.x + tile.width - dx + 3 * sigma + 1);
-  const double fromY = std::max(top - margin, tile.y - dy - 3 * sigma - 1);
-  const double toY = std::min(top + used.height + margin, tile.y + tile.height - dy + 3 * sigma + 1);
+  const double margin = 3 * sigma + reach + 2;
+  const double fromX = std::max(left + inked.x - margin, tile.x - dx - 3 * sigma - 1);
+  const double toX =
+      std::min(left + inked.x + inked.width + margin, tile.x + tile.width - dx + 3 * sigma + 1);
+  const double fromY = std::max(top + inked.y - margin, tile.y - dy - 3 * sigma - 1);
+  const double toY =
+      std::min(top + inked.y + inked.height + margin, tile.y + tile.height - dy + 3 * sigma + 1);
   if (toX <= fromX || toY <= fromY) {
     return;
   }
