@@ -28,65 +28,55 @@ std::array<int, 3> boxRadii(double sigma) {
   return radii;
 }
 
-// One box blur along each row, with zero outside the row.
-void boxBlurRows(std::uint8_t* pixels, int width, int height, std::size_t rowBytes, int radius,
-                 std::vector<std::uint8_t>& line) {
-  const int span = 2 * radius + 1;
-  for (int y = 0; y < height; ++y) {
-    std::uint8_t* row = pixels + static_cast<std::size_t>(y) * rowBytes;
-    line.assign(row, row + width);
-    int sum = 0;
-    for (int x = 0; x < std::min(radius, width); ++x) {
-      sum += line[static_cast<std::size_t>(x)];
-    }
-    for (int x = 0; x < width; ++x) {
-      if (x + radius < width) {
-        sum += line[static_cast<std::size_t>(x + radius)];
+// The plane turned on its side: source rows become destination columns, in blocks that stay in cache.
+void transpose(const std::uint8_t* source, std::size_t sourceRowBytes, int width, int height,
+               std::uint8_t* destination, std::size_t destinationRowBytes) {
+  constexpr int kBlock = 32;
+  for (int y0 = 0; y0 < height; y0 += kBlock) {
+    for (int x0 = 0; x0 < width; x0 += kBlock) {
+      for (int y = y0; y < std::min(y0 + kBlock, height); ++y) {
+        const std::uint8_t* row = source + static_cast<std::size_t>(y) * sourceRowBytes;
+        for (int x = x0; x < std::min(x0 + kBlock, width); ++x) {
+          destination[static_cast<std::size_t>(x) * destinationRowBytes + static_cast<std::size_t>(y)] =
+              row[x];
+        }
       }
-      if (x - radius - 1 >= 0) {
-        sum -= line[static_cast<std::size_t>(x - radius - 1)];
-      }
-      row[x] = static_cast<std::uint8_t>((sum + span / 2) / span);
     }
   }
 }
 
 // One box blur down each column, with zero outside; the columns advance together row by row, so that
-// memory is read in order.
+// memory is read in order and the compiler can run many columns at once (hence the restrict pointers
+// and a multiplication where a division would stop it).
 void boxBlurColumns(std::uint8_t* pixels, int width, int height, std::size_t rowBytes, int radius,
                     std::vector<std::uint8_t>& source, std::vector<int>& sums) {
-  const int span = 2 * radius + 1;
+  const float inverseSpan = 1.0F / static_cast<float>(2 * radius + 1);
   const auto columns = static_cast<std::size_t>(width);
-  source.resize(columns * static_cast<std::size_t>(height));
+  // The rows as they were, and one row of zeros after them for the rows outside.
+  source.assign(columns * (static_cast<std::size_t>(height) + 1), 0);
   for (int y = 0; y < height; ++y) {
     const std::uint8_t* row = pixels + static_cast<std::size_t>(y) * rowBytes;
     std::copy(row, row + width,
               source.begin() + static_cast<std::ptrdiff_t>(columns * static_cast<std::size_t>(y)));
   }
-  auto sourceRow = [&](int y) { return source.data() + columns * static_cast<std::size_t>(y); };
+  auto sourceRow = [&](int y) {
+    return source.data() + columns * static_cast<std::size_t>(y >= 0 && y < height ? y : height);
+  };
   sums.assign(columns, 0);
+  int* __restrict sum = sums.data();
   for (int y = 0; y < std::min(radius, height); ++y) {
-    const std::uint8_t* entering = sourceRow(y);
+    const std::uint8_t* __restrict entering = sourceRow(y);
     for (std::size_t x = 0; x < columns; ++x) {
-      sums[x] += entering[x];
+      sum[x] += entering[x];
     }
   }
   for (int y = 0; y < height; ++y) {
-    if (y + radius < height) {
-      const std::uint8_t* entering = sourceRow(y + radius);
-      for (std::size_t x = 0; x < columns; ++x) {
-        sums[x] += entering[x];
-      }
-    }
-    if (y - radius - 1 >= 0) {
-      const std::uint8_t* leaving = sourceRow(y - radius - 1);
-      for (std::size_t x = 0; x < columns; ++x) {
-        sums[x] -= leaving[x];
-      }
-    }
-    std::uint8_t* row = pixels + static_cast<std::size_t>(y) * rowBytes;
+    const std::uint8_t* __restrict entering = sourceRow(y + radius);
+    const std::uint8_t* __restrict leaving = sourceRow(y - radius - 1);
+    std::uint8_t* __restrict row = pixels + static_cast<std::size_t>(y) * rowBytes;
     for (std::size_t x = 0; x < columns; ++x) {
-      row[x] = static_cast<std::uint8_t>((sums[x] + span / 2) / span);
+      sum[x] += entering[x] - leaving[x];
+      row[x] = static_cast<std::uint8_t>(static_cast<float>(sum[x]) * inverseSpan + 0.5F);
     }
   }
 }
@@ -98,14 +88,25 @@ void GaussianBlur::blurAlpha(std::uint8_t* pixels, int width, int height, std::s
   if (pixels == nullptr || width <= 0 || height <= 0 || !(sigma > 0.2)) {
     return;
   }
-  std::vector<std::uint8_t> line;
+  // Box blurs down the columns run all columns at once; the rows are blurred as the columns of the
+  // plane turned on its side.
+  const std::array<int, 3> radii = boxRadii(std::min(sigma, 1000.0));
+  std::vector<std::uint8_t> source;
   std::vector<int> sums;
-  for (int radius : boxRadii(std::min(sigma, 1000.0))) {
+  for (int radius : radii) {
     if (radius > 0) {
-      boxBlurRows(pixels, width, height, rowBytes, radius, line);
-      boxBlurColumns(pixels, width, height, rowBytes, radius, line, sums);
+      boxBlurColumns(pixels, width, height, rowBytes, radius, source, sums);
     }
   }
+  const auto turnedRowBytes = static_cast<std::size_t>(height);
+  std::vector<std::uint8_t> turned(turnedRowBytes * static_cast<std::size_t>(width));
+  transpose(pixels, rowBytes, width, height, turned.data(), turnedRowBytes);
+  for (int radius : radii) {
+    if (radius > 0) {
+      boxBlurColumns(turned.data(), height, width, turnedRowBytes, radius, source, sums);
+    }
+  }
+  transpose(turned.data(), turnedRowBytes, height, width, pixels, rowBytes);
 }
 
 }  // namespace qva
