@@ -5,6 +5,7 @@
 #include "patches/data/QVATextFileReaderPlugIn.h"
 #include "patches/data/QVAURLStringDecoderPlugIn.h"
 #include "patches/data/QVAURLStringEncoderPlugIn.h"
+#include "patches/data/QVAXMLPlugIn.h"
 
 namespace qva {
 
@@ -13,6 +14,7 @@ void registerDataPatches(PatchRegistry& registry) {
   registry.add(QVAURLStringDecoderPlugIn::patchClass());
   registry.add(QVAURLStringEncoderPlugIn::patchClass());
   registry.add(QVATextFileReaderPlugIn::patchClass());
+  registry.add(QVAXMLPlugIn::patchClass());
 }
 
 }  // namespace qva
