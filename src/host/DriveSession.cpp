@@ -28,10 +28,14 @@ double requiredNumber(const PropertyList& object, const char* key, const std::st
   return object[key].get<double>();
 }
 
-void checkStep(const PropertyList& step, std::size_t index, bool gl) {
+void checkStep(const PropertyList& step, std::size_t index, bool gl, std::size_t patchCount) {
   const std::string where = "step " + std::to_string(index);
   if (!step.is_object()) {
     throw DriveError(where + " is not an object");
+  }
+  if (step.contains("patch") && (!step["patch"].is_number_unsigned() || step["patch"] >= patchCount)) {
+    throw DriveError(where + ": \"patch\" must be the index of one of the script's " +
+                     std::to_string(patchCount) + " patches");
   }
   if (step.contains("op")) {
     if (!step["op"].is_string() || !knownOps().contains(step["op"].get<std::string>())) {
@@ -44,6 +48,9 @@ void checkStep(const PropertyList& step, std::size_t index, bool gl) {
     }
     if (op == "wait" && requiredNumber(step, "seconds", where) < 0) {
       throw DriveError(where + ": \"seconds\" must not be negative");
+    }
+    if (op == "wait" && step.contains("until") && step["until"] != "delivery") {
+      throw DriveError(where + ": \"until\" can only be \"delivery\"");
     }
     if (op == "fs") {
       try {
@@ -133,15 +140,30 @@ DriveSession::DriveSession(const PropertyList& script, const DriveOptions& optio
   if (!script_.is_object()) {
     throw DriveError("a drive script is a JSON object with \"class\" and \"steps\"");
   }
-  if (!script_.contains("class") || !script_["class"].is_string()) {
-    throw DriveError("the script needs a \"class\" (see qva list)");
+  // Each patch as {"class": C, "settings": {...}}: the one of "class", or those of "patches".
+  std::vector<std::pair<std::string, PropertyList>> patches;
+  severalPatches_ = script_.contains("patches");
+  if (severalPatches_ == script_.contains("class")) {
+    throw DriveError("the script needs either a \"class\" (see qva list) or a \"patches\" array");
   }
-  const std::string className = script_["class"].get<std::string>();
-  if (options_.registry == nullptr || options_.registry->find(className) == nullptr) {
-    throw DriveError("unknown patch class \"" + className + "\" (see qva list)");
+  const PropertyList single = {{"class", script_.value("class", PropertyList())},
+                               {"settings", script_.value("settings", PropertyList::object())}};
+  const PropertyList entries = severalPatches_ ? script_["patches"] : PropertyList::array({single});
+  if (!entries.is_array() || entries.empty()) {
+    throw DriveError("\"patches\" must be an array of {\"class\": ..., \"settings\": {...}}");
   }
-  if (script_.contains("settings") && !script_["settings"].is_object()) {
-    throw DriveError("\"settings\" must be an object");
+  for (const PropertyList& entry : entries) {
+    if (!entry.is_object() || !entry.contains("class") || !entry["class"].is_string()) {
+      throw DriveError("every patch needs a \"class\" (see qva list)");
+    }
+    const std::string className = entry["class"].get<std::string>();
+    if (options_.registry == nullptr || options_.registry->find(className) == nullptr) {
+      throw DriveError("unknown patch class \"" + className + "\" (see qva list)");
+    }
+    if (entry.contains("settings") && !entry["settings"].is_object()) {
+      throw DriveError("\"settings\" must be an object");
+    }
+    patches.emplace_back(className, entry.value("settings", PropertyList::object()));
   }
   if (!script_.contains("steps") || !script_["steps"].is_array()) {
     throw DriveError("the script needs a \"steps\" array");
@@ -149,7 +171,7 @@ DriveSession::DriveSession(const PropertyList& script, const DriveOptions& optio
   applyContext(script_.value("context", PropertyList::object()), context_);
   const bool gl = script_.value("context", PropertyList::object()).value("gl", false);
   for (std::size_t i = 0; i < script_["steps"].size(); ++i) {
-    checkStep(script_["steps"][i], i, gl);
+    checkStep(script_["steps"][i], i, gl, patches.size());
   }
   if (gl) {
     // Consumers draw into a canvas of the viewport's size, with depth, over the script's bounds.
@@ -173,13 +195,16 @@ DriveSession::DriveSession(const PropertyList& script, const DriveOptions& optio
     std::lock_guard lock(logMutex_);
     processLog_.push_back(line);
   });
-  host_ = std::make_unique<PatchHost>(options_.registry->create(className), context_);
-  host_->patch().setHostLog(collectHostLog);
-  applySettings(script_.value("settings", PropertyList::object()));
+  for (const auto& [className, settings] : patches) {
+    hosts_.push_back(std::make_unique<PatchHost>(options_.registry->create(className), context_));
+    hosts_.back()->patch().setHostLog(collectHostLog);
+    applySettings(*hosts_.back(), settings);
+  }
+  startIssued_.assign(hosts_.size(), false);
 }
 
 DriveSession::~DriveSession() {
-  host_.reset();
+  hosts_.clear();
   ProcessLog::setSink(std::move(previousProcessLogSink_));
 }
 
@@ -190,17 +215,21 @@ std::vector<PropertyList> DriveSession::runScript(const PropertyList& script, co
   return lines;
 }
 
-void DriveSession::applySettings(const PropertyList& settings) {
+PatchHost& DriveSession::hostFor(const PropertyList& step) {
+  return *hosts_.at(step.value("patch", std::size_t{0}));
+}
+
+void DriveSession::applySettings(PatchHost& host, const PropertyList& settings) {
   for (const auto& [key, value] : settings.items()) {
-    host_->patch().setSerializedValueForKey(value, key);
+    host.patch().setSerializedValueForKey(value, key);
   }
 }
 
-void DriveSession::setInputs(const PropertyList& inputs) {
+void DriveSession::setInputs(PatchHost& host, const PropertyList& inputs) {
   const ValueJson::ImageDecoder decodeImage = [this](const PropertyList& imageValue) {
     return images_.imageForValue(imageValue);
   };
-  Patch& patch = host_->patch();
+  Patch& patch = host.patch();
   for (const auto& [key, json] : inputs.items()) {
     const Patch::InputPort* port = patch.findInputPort(key);
     if (port == nullptr) {
@@ -214,12 +243,12 @@ void DriveSession::setInputs(const PropertyList& inputs) {
   }
 }
 
-PropertyList DriveSession::outputs() {
+PropertyList DriveSession::outputs(PatchHost& host) {
   PropertyList outputs = PropertyList::object();
   const ValueJson::ImageEncoder encodeImage = [this](const ImageRef& image) {
     return images_.describe(image);
   };
-  for (const Patch::OutputPort& port : host_->patch().outputPorts()) {
+  for (const Patch::OutputPort& port : host.patch().outputPorts()) {
     outputs[port.description.key] = ValueJson::encode(port.value, encodeImage);
   }
   return outputs;
@@ -236,11 +265,13 @@ void DriveSession::finishLine(PropertyList& line) {
 
 PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step) {
   const double time = step["time"].get<double>();
-  setInputs(step.value("inputs", PropertyList::object()));
-  if (!startIssued_) {
-    startIssued_ = true;
-    host_->start();
-    host_->enable();
+  PatchHost& host = hostFor(step);
+  const std::size_t patchIndex = step.value("patch", std::size_t{0});
+  setInputs(host, step.value("inputs", PropertyList::object()));
+  if (!startIssued_[patchIndex]) {
+    startIssued_[patchIndex] = true;
+    host.start();
+    host.enable();
   }
   if (renderer_) {
     // The host's drawing state for every frame; the pixels stay unless the step clears them.
@@ -251,15 +282,18 @@ PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step)
     }
   }
   const PatchHost::FrameOutcome outcome =
-      host_->runFrame(time, step.value("arguments", PropertyList()), step.value("force", false));
+      host.runFrame(time, step.value("arguments", PropertyList()), step.value("force", false));
   PropertyList line = PropertyList::object();
   line["step"] = index;
+  if (severalPatches_) {
+    line["patch"] = patchIndex;
+  }
   line["time"] = ValueJson::encodeNumber(time);
   line["executed"] = outcome.executed;
   line["result"] = outcome.result ? PropertyList(*outcome.result) : PropertyList();
   line["executionTime"] =
       outcome.executionTime ? ValueJson::encodeNumber(*outcome.executionTime) : PropertyList();
-  line["outputs"] = outputs();
+  line["outputs"] = outputs(host);
   finishLine(line);
   if (step.value("canvas", false)) {
     line["canvas"] = canvasImage();
@@ -280,9 +314,14 @@ PropertyList DriveSession::canvasImage() {
 PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
   const std::string op = step["op"].get<std::string>();
   PropertyList line = {{"step", index}, {"op", op}};
-  Patch& patch = host_->patch();
+  if (severalPatches_) {
+    line["patch"] = step.value("patch", std::size_t{0});
+  }
+  PatchHost& host = hostFor(step);
+  Patch& patch = host.patch();
+  const bool everyPatch = (op == "start" || op == "stop") && !step.contains("patch");
   if (op == "settings") {
-    applySettings(step["settings"]);
+    applySettings(host, step["settings"]);
     line["settings"] = step["settings"];
   } else if (op == "serialize") {
     PropertyList settings = PropertyList::object();
@@ -297,17 +336,27 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
   } else if (op == "attributes") {
     line.update(PatchClassJson::attributes(patch.patchClass()));
   } else if (op == "start") {
-    startIssued_ = true;
-    line["result"] = host_->start();
+    startPatches(step, line);
   } else if (op == "enable") {
-    host_->enable();
+    host.enable();
   } else if (op == "disable") {
-    host_->disable();
+    host.disable();
   } else if (op == "stop") {
-    host_->stop();
+    for (auto& each : hosts_) {
+      if (everyPatch || each.get() == &host) {
+        each->stop();
+      }
+    }
   } else if (op == "wait") {
-    queue_.pumpFor(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-        std::chrono::duration<double>(step["seconds"].get<double>())));
+    const auto seconds = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<double>(step["seconds"].get<double>()));
+    if (step.contains("until")) {
+      // Deliveries the step's own pump ran count: they arrived after the previous step.
+      line["delivered"] =
+          queue_.pumpUntil(seconds, [this] { return queue_.backgroundTasksRun() > deliveriesBeforeStep_; });
+    } else {
+      queue_.pumpFor(seconds);
+    }
   } else if (op == "fs") {
     const FileAction action(step, options_.scriptFolder);
     std::vector<std::string> roots = options_.fileRoots;
@@ -324,9 +373,21 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
   return line;
 }
 
+void DriveSession::startPatches(const PropertyList& step, PropertyList& line) {
+  bool started = true;
+  for (std::size_t index = 0; index < hosts_.size(); ++index) {
+    if (!step.contains("patch") || step["patch"] == index) {
+      startIssued_[index] = true;
+      started = hosts_[index]->start() && started;
+    }
+  }
+  line["result"] = started;
+}
+
 void DriveSession::run(const Emit& emit) {
   const PropertyList& steps = script_["steps"];
   for (std::size_t index = 0; index < steps.size(); ++index) {
+    deliveriesBeforeStep_ = queue_.backgroundTasksRun();
     queue_.pump();
     const PropertyList& step = steps[index];
     emit(step.contains("op") ? runOp(index, step) : runFrame(index, step));

@@ -34,8 +34,8 @@ struct DriveOptions {
   std::optional<std::string> imagesFolder;
 };
 
-// `qva drive`: creates one patch, plays a script of host calls against it and reports every step as
-// one JSON object.
+// `qva drive`: creates the script's patch (or patches, sharing one context and the process's state),
+// plays a script of host calls against them and reports every step as one JSON object.
 class DriveSession {
  public:
   using Emit = std::function<void(const PropertyList& line)>;
@@ -54,9 +54,14 @@ class DriveSession {
  private:
   PropertyList runFrame(std::size_t index, const PropertyList& step);
   PropertyList runOp(std::size_t index, const PropertyList& step);
-  void applySettings(const PropertyList& settings);
-  void setInputs(const PropertyList& inputs);
-  PropertyList outputs();
+  void createPatch(const std::string& className, const PropertyList& settings);
+  // The host of the patch a step names ("patch", 0 when absent).
+  PatchHost& hostFor(const PropertyList& step);
+  void applySettings(PatchHost& host, const PropertyList& settings);
+  void setInputs(PatchHost& host, const PropertyList& inputs);
+  PropertyList outputs(PatchHost& host);
+  // Starts every patch the step names ("start" and "stop" without "patch" name them all).
+  void startPatches(const PropertyList& step, PropertyList& line);
   // The canvas read back, described as an output image.
   PropertyList canvasImage();
   // Adds the host log, process log and user information gathered since the last step.
@@ -69,9 +74,13 @@ class DriveSession {
   // Declared before the patch so that the patch is gone before the GL context it may hold objects in.
   std::unique_ptr<Renderer> renderer_;
   DriveImages images_;
-  std::unique_ptr<PatchHost> host_;
-  // Whether the script has started the patch itself (or the first frame started it).
-  bool startIssued_ = false;
+  std::vector<std::unique_ptr<PatchHost>> hosts_;
+  // Whether the script gave "patches": its lines then name the patch.
+  bool severalPatches_ = false;
+  // Per patch: whether the script has started it itself (or its first frame started it).
+  std::vector<bool> startIssued_;
+  // Background deliveries counted when the previous step ended, for `wait` until a delivery.
+  std::size_t deliveriesBeforeStep_ = 0;
   std::mutex logMutex_;
   std::vector<std::string> hostLog_;
   std::vector<std::string> processLog_;

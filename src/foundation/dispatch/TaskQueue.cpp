@@ -9,7 +9,7 @@ TaskQueue::TaskQueue() : hostThread_(std::this_thread::get_id()) {}
 void TaskQueue::post(Task task) {
   {
     std::lock_guard lock(mutex_);
-    tasks_.push_back(std::move(task));
+    tasks_.emplace_back(std::move(task), !isHostThread());
   }
   arrived_.notify_all();
 }
@@ -29,27 +29,33 @@ void TaskQueue::postAndWait(Task task) {
 }
 
 std::size_t TaskQueue::pump() {
-  std::deque<Task> ready;
+  std::deque<std::pair<Task, bool>> ready;
   {
     std::lock_guard lock(mutex_);
     ready.swap(tasks_);
   }
-  for (Task& task : ready) {
+  for (auto& [task, fromBackground] : ready) {
     task();
+    backgroundTasksRun_ += fromBackground ? 1 : 0;
   }
   return ready.size();
 }
 
 void TaskQueue::pumpFor(std::chrono::steady_clock::duration duration) {
+  pumpUntil(duration, [] { return false; });
+}
+
+bool TaskQueue::pumpUntil(std::chrono::steady_clock::duration duration, const std::function<bool()>& done) {
   const auto deadline = std::chrono::steady_clock::now() + duration;
   pump();
-  while (std::chrono::steady_clock::now() < deadline) {
+  while (!done() && std::chrono::steady_clock::now() < deadline) {
     {
       std::unique_lock lock(mutex_);
       arrived_.wait_until(lock, deadline, [this] { return !tasks_.empty(); });
     }
     pump();
   }
+  return done();
 }
 
 }  // namespace qva
