@@ -3,6 +3,9 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
+#include <algorithm>
+#include <filesystem>
+
 #include "foundation/xml/QVAXMLPlugInCache.h"
 #include "framework/PathAdditions.h"
 
@@ -165,7 +168,10 @@ std::optional<std::string> QVAXMLPlugIn::resolvedURL(const std::string& url,
   if (!compositionPath) {
     return std::nullopt;
   }
-  return "file://" + deletingLastPathComponent(replacingSpaces(*compositionPath)) + "/" + url;
+  // A composition opened by a relative path lies below the working folder.
+  std::error_code noWorkingFolder;
+  const std::string composition = std::filesystem::absolute(*compositionPath, noWorkingFolder).string();
+  return "file://" + deletingLastPathComponent(replacingSpaces(composition)) + "/" + url;
 }
 
 // Settings -----------------------------------------------------------------------------------------

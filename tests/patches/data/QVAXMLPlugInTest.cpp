@@ -130,6 +130,8 @@ TEST(QVAXMLPlugIn, URLsResolveAgainstTheComposition) {
   EXPECT_EQ(QVAXMLPlugIn::resolvedURL("/feeds/a.xml", std::nullopt), "file:///feeds/a.xml");
   EXPECT_EQ(QVAXMLPlugIn::resolvedURL("http://127.0.0.1:9/a.xml", std::nullopt), "http://127.0.0.1:9/a.xml");
   EXPECT_EQ(QVAXMLPlugIn::resolvedURL("feeds/a.xml", std::nullopt), std::nullopt);
+  EXPECT_EQ(QVAXMLPlugIn::resolvedURL("a.xml", "shows/main.qvc"),
+            "file://" + (std::filesystem::current_path() / "shows" / "a.xml").string());
 }
 
 class XmlFeedTest : public ::testing::Test {
