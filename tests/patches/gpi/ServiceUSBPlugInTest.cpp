@@ -5,6 +5,7 @@
 #include "host/Composition.h"
 #include "host/CompositionGraph.h"
 #include "host/DriveSession.h"
+#include "host/HostPatches.h"
 #include "patches/AllPatches.h"
 #include "patches/gpi/ServiceUSBPlugIn.h"
 
@@ -148,6 +149,22 @@ TEST(ServiceUSBPlugIn, ACompositionCanRunOnTheSimulatedBox) {
       "gpiBox": {"inputValue": "on"}})",
                                   "a.qvc"),
                CompositionError);
+}
+
+TEST(ServiceUSBPlugIn, TheTallyExampleSwitchesItsOutputWhileHeldOnAir) {
+  const Composition composition = Composition::load(QVA_SOURCE_DIR "/examples/gpi-tally.qvc");
+  TaskQueue queue;
+  ExecutionContext context(queue);
+  CompositionGraph graph(composition, availablePatches(), context, queue);
+  std::vector<std::uint32_t> values;
+  for (const double time : {0.0, 1.0, 2.0, 3.0}) {
+    graph.evaluate(time);
+    values.push_back(graph.outputValue({"tally", "outputCurrentValue"}).indexValue());
+  }
+  // Input 9 of the simulated box is pressed; output 0 goes on once the timeline holds at its stop frame.
+  EXPECT_EQ(values, (std::vector<std::uint32_t>{0x0100, 0x0100, 0x0101, 0x0101}));
+  EXPECT_EQ(graph.outputValue({"tally", "outputStatusMessage"}).stringValue(), "Device Status OK.");
+  graph.stop();
 }
 
 }  // namespace
