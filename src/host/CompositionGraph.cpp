@@ -29,7 +29,7 @@ CompositionGraph::CompositionGraph(const Composition& composition, const PatchRe
   // GPI patches take the driver in place when they are created; the simulated box lives as long as they do.
   std::optional<ScopedGpiDriver> simulatedGpi;
   if (composition.simulatedGpiBox()) {
-    auto box = std::make_shared<SimulatedGpiBox>();
+    auto box = std::make_shared<SimulatedGpiBox>(false);
     SimulatedGpiSettings::apply(*composition.simulatedGpiBox(), *box);
     simulatedGpi.emplace(std::move(box));
   }

@@ -8,10 +8,13 @@ namespace qva::SimulatedGpiSettings {
 
 namespace {
 
+// Whether value is an integer from minimum (at most 0) to maximum.
 bool isIntegerIn(const PropertyList& value, std::int64_t minimum, std::int64_t maximum) {
+  if (value.is_number_unsigned()) {
+    return value.get<std::uint64_t>() <= static_cast<std::uint64_t>(maximum);
+  }
   return value.is_number_integer() && value.get<std::int64_t>() >= minimum &&
-         value.get<std::int64_t>() <= maximum &&
-         !(value.is_number_unsigned() && value.get<std::uint64_t>() > static_cast<std::uint64_t>(maximum));
+         value.get<std::int64_t>() <= maximum;
 }
 
 }  // namespace

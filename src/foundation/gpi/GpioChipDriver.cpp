@@ -31,6 +31,7 @@ std::vector<std::string> chipPaths() {
 
 template <std::size_t N>
 bool linesOf(gpiod_chip* chip, const std::array<unsigned, N>& offsets, gpiod_line_bulk& bulk) {
+  // libgpiod only reads the offsets, though its signature does not say so.
   return gpiod_chip_get_lines(chip, const_cast<unsigned*>(offsets.data()), N, &bulk) == 0;
 }
 

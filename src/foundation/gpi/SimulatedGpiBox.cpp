@@ -6,8 +6,7 @@ namespace qva {
 
 std::int32_t SimulatedGpiBox::registerNotification(const std::string& deviceType) {
   std::lock_guard lock(mutex_);
-  calls_.push_back(
-      {{"call", "RegisterNotification"}, {"deviceType", deviceType}, {"status", registerStatus_}});
+  record({{"call", "RegisterNotification"}, {"deviceType", deviceType}, {"status", registerStatus_}});
   return registerStatus_;
 }
 
@@ -15,14 +14,14 @@ GpiDeviceId SimulatedGpiBox::nextDeviceIdentifier(GpiDeviceId previous) {
   std::lock_guard lock(mutex_);
   // One box at most: there is nothing after it.
   const GpiDeviceId device = previous == kNoGpiDevice ? current_ : kNoGpiDevice;
-  calls_.push_back({{"call", "GetNextDeviceIdentifier"}, {"device", device != kNoGpiDevice}});
+  record({{"call", "GetNextDeviceIdentifier"}, {"device", device != kNoGpiDevice}});
   return device;
 }
 
 std::uint16_t SimulatedGpiBox::inputValue(GpiDeviceId device) {
   std::lock_guard lock(mutex_);
   const std::uint16_t value = isCurrent(device) ? inputValue_ : 0;
-  calls_.push_back({{"call", "GetInputValue"}, {"value", value}});
+  record({{"call", "GetInputValue"}, {"value", value}});
   return value;
 }
 
@@ -32,17 +31,17 @@ std::int32_t SimulatedGpiBox::setOutputValue(std::uint16_t value, GpiDeviceId de
   if (status == GpiStatus::kOK) {
     outputValue_ = value;
   }
-  calls_.push_back({{"call", "SetOutputValue"},
-                    {"value", value},
-                    {"device", device != kNoGpiDevice},
-                    {"timeout", timeout},
-                    {"status", status}});
+  record({{"call", "SetOutputValue"},
+          {"value", value},
+          {"device", device != kNoGpiDevice},
+          {"timeout", timeout},
+          {"status", status}});
   return status;
 }
 
 void SimulatedGpiBox::releaseDevice(GpiDeviceId) {
   std::lock_guard lock(mutex_);
-  calls_.push_back({{"call", "ReleaseDevice"}});
+  record({{"call", "ReleaseDevice"}});
 }
 
 bool SimulatedGpiBox::attached() const {
@@ -86,6 +85,12 @@ std::uint16_t SimulatedGpiBox::outputValue() const {
 std::vector<PropertyList> SimulatedGpiBox::takeCalls() {
   std::lock_guard lock(mutex_);
   return std::exchange(calls_, {});
+}
+
+void SimulatedGpiBox::record(PropertyList call) {
+  if (recordCalls_) {
+    calls_.push_back(std::move(call));
+  }
 }
 
 bool SimulatedGpiBox::isCurrent(GpiDeviceId device) const {

@@ -14,6 +14,9 @@ namespace qva {
 // Every driver call is recorded, so that tests and `qva drive` can show what a patch asked of the box.
 class SimulatedGpiBox final : public GpiDriver {
  public:
+  // A box that nobody reads the calls of (a composition playing for hours) keeps no record of them.
+  explicit SimulatedGpiBox(bool recordCalls = true) : recordCalls_(recordCalls) {}
+
   std::int32_t registerNotification(const std::string& deviceType) override;
   GpiDeviceId nextDeviceIdentifier(GpiDeviceId previous) override;
   std::uint16_t inputValue(GpiDeviceId device) override;
@@ -35,6 +38,7 @@ class SimulatedGpiBox final : public GpiDriver {
 
  private:
   bool isCurrent(GpiDeviceId device) const;
+  void record(PropertyList call);
 
   mutable std::mutex mutex_;
   // The identifier of the box while plugged in; each plugging in makes a new one.
@@ -44,6 +48,7 @@ class SimulatedGpiBox final : public GpiDriver {
   std::uint16_t outputValue_ = 0;
   std::int32_t registerStatus_ = GpiStatus::kOK;
   std::int32_t writeStatus_ = GpiStatus::kOK;
+  const bool recordCalls_;
   std::vector<PropertyList> calls_;
 };
 

@@ -56,6 +56,11 @@ TEST(SimulatedGpiBox, InjectedStatusesAreReturnedAndEveryCallIsRecordedOnce) {
   EXPECT_EQ(calls[3]["device"], false);
   EXPECT_EQ(calls[4], PropertyList::parse(R"({"call": "ReleaseDevice"})"));
   EXPECT_TRUE(box.takeCalls().empty());
+
+  SimulatedGpiBox unrecorded(false);
+  unrecorded.setAttached(true);
+  EXPECT_EQ(unrecorded.setOutputValue(1, unrecorded.nextDeviceIdentifier(kNoGpiDevice), 60), GpiStatus::kOK);
+  EXPECT_TRUE(unrecorded.takeCalls().empty());
 }
 
 }  // namespace
