@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "foundation/dispatch/TaskQueue.h"
+#include "foundation/gpi/SimulatedGpiBox.h"
 #include "framework/ExecutionContext.h"
 #include "framework/PatchRegistry.h"
 #include "framework/PropertyList.h"
@@ -54,7 +55,8 @@ class DriveSession {
  private:
   PropertyList runFrame(std::size_t index, const PropertyList& step);
   PropertyList runOp(std::size_t index, const PropertyList& step);
-  void createPatch(const std::string& className, const PropertyList& settings);
+  // Sets the simulated GPI box as a gpi step says and adds the box and its calls to the step's line.
+  void runGpiOp(const PropertyList& step, PropertyList& line);
   // The host of the patch a step names ("patch", 0 when absent).
   PatchHost& hostFor(const PropertyList& step);
   void applySettings(PatchHost& host, const PropertyList& settings);
@@ -74,6 +76,8 @@ class DriveSession {
   // Declared before the patch so that the patch is gone before the GL context it may hold objects in.
   std::unique_ptr<Renderer> renderer_;
   DriveImages images_;
+  // The GPI box the patch talks to when the context asks for the simulated one.
+  std::shared_ptr<SimulatedGpiBox> gpiBox_;
   std::vector<std::unique_ptr<PatchHost>> hosts_;
   // Whether the script gave "patches": its lines then name the patch.
   bool severalPatches_ = false;
