@@ -4,11 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "foundation/dispatch/TaskQueue.h"
-#include "foundation/image/Bitmap.h"
-#include "host/CompositionGraph.h"
-#include "host/FrameRenderer.h"
-#include "host/HostPatches.h"
+#include "support/CompositionFrames.h"
 #include "support/TemporaryFolder.h"
 
 namespace qva {
@@ -38,27 +34,18 @@ TEST(NewsTickerExampleTest, TitlesCrawlAndTheTickerOutlivesItsFeed) {
     std::filesystem::copy_file(std::filesystem::path(QVA_SOURCE_DIR) / "examples" / file, folder / file);
   }
   const auto feed = folder / "news-feed.rss";
-  const Composition composition = Composition::load((folder / "news-ticker.qvc").string());
-  TaskQueue queue;
-  ExecutionContext context(queue);
-  context.setCompositionPath(composition.path());
-  creation.renderer->beginFrame(context, composition.background());
-  CompositionGraph graph(composition, availablePatches(), context, queue);
-  FrameRenderer frames(*creation.renderer, context, composition.background(), composition.frameRate(),
-                       FieldOrder::Progressive);
-  auto frame = Bitmap::allocate(1920, 1080, 1920 * 4);
-  const auto scene = [&graph](double time, const Arguments& arguments) { graph.evaluate(time, arguments); };
+  CompositionFrames ticker(*creation.renderer, (folder / "news-ticker.qvc").string());
   // Frames at 50 per second; the feed is asked again just before every 30 s mark.
   const auto renderAt = [&](long long index) {
-    ASSERT_EQ(frames.render(index, scene, *frame), "");
-    queue.pumpFor(300ms);
+    ASSERT_EQ(ticker.render(index), "");
+    ticker.queue().pumpFor(300ms);
   };
 
   // The feed arrives between frames; the titles start at the next frame and crawl 200 pixels a second.
   renderAt(0);
   renderAt(100);
   renderAt(300);
-  EXPECT_GT(letteringPixels(*frame), 500) << "titles crawl in from the right";
+  EXPECT_GT(letteringPixels(ticker.frame()), 500) << "titles crawl in from the right";
 
   // Truncated, removed and restored: the ticker renders on through every reload.
   const std::string whole = [&] {
@@ -72,13 +59,12 @@ TEST(NewsTickerExampleTest, TitlesCrawlAndTheTickerOutlivesItsFeed) {
   renderAt(2990);
   renderAt(2991);
   renderAt(3400);
-  EXPECT_GT(letteringPixels(*frame), 500) << "the crawl keeps the titles it has";
+  EXPECT_GT(letteringPixels(ticker.frame()), 500) << "the crawl keeps the titles it has";
   std::ofstream(feed) << whole;
   renderAt(4490);
   renderAt(4491);
   renderAt(4800);
-  EXPECT_GT(letteringPixels(*frame), 500);
-  graph.stop();
+  EXPECT_GT(letteringPixels(ticker.frame()), 500);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "host/FrameRenderer.h"
 #include "host/HostPatches.h"
 #include "patches/AllPatches.h"
+#include "support/CompositionFrames.h"
 #include "support/GLTest.h"
 #include "support/TemporaryFolder.h"
 
@@ -283,26 +284,17 @@ TEST(TickerExampleTest, HeadlinesCrawlAlongTheBar) {
   if (!creation.renderer) {
     GTEST_SKIP() << creation.error;
   }
-  const Composition composition = Composition::load(QVA_SOURCE_DIR "/examples/ticker.qvc");
-  TaskQueue queue;
-  ExecutionContext context(queue);
-  context.setCompositionPath(composition.path());
-  creation.renderer->beginFrame(context, composition.background());
-  CompositionGraph graph(composition, availablePatches(), context, queue);
-  FrameRenderer frames(*creation.renderer, context, composition.background(), composition.frameRate(),
-                       FieldOrder::Progressive);
-  auto frame = Bitmap::allocate(1920, 1080, 1920 * 4);
-  const auto scene = [&graph](double time, const Arguments& arguments) { graph.evaluate(time, arguments); };
+  CompositionFrames ticker(*creation.renderer, QVA_SOURCE_DIR "/examples/ticker.qvc");
   // At 200 pixels a second the strip has come 800 pixels in from the right edge after 4 seconds.
   for (const long long index : {0, 200}) {
-    ASSERT_EQ(frames.render(index, scene, *frame), "");
+    ASSERT_EQ(ticker.render(index), "");
   }
-  graph.stop();
+  const Bitmap& frame = ticker.frame();
   int leftmost = 1920;
   int lettering = 0;
   for (int y = 940; y < 1040; ++y) {
     for (int x = 0; x < 1920; ++x) {
-      const std::uint8_t* pixel = frame->row(y) + x * 4;
+      const std::uint8_t* pixel = frame.row(y) + x * 4;
       if (pixel[0] > 200 && pixel[1] > 200 && pixel[2] > 200) {
         leftmost = std::min(leftmost, x);
         ++lettering;
