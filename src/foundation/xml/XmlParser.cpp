@@ -15,9 +15,8 @@ namespace {
 
 // Every load of an external resource the parser would make (entities, DTDs) is refused: documents are
 // parsed from memory, so the parser itself never needs one.
-xmlParserInputPtr refuseExternalResource(const char* url, const char*, xmlParserCtxtPtr context) {
+xmlParserInputPtr refuseExternalResource(const char* url, const char*, xmlParserCtxtPtr) {
   ProcessLog::write(std::string("XML: refused to load the external resource ") + (url ? url : "(none)"));
-  (void)context;
   return nullptr;
 }
 
