@@ -38,11 +38,7 @@ std::optional<std::string> refusalOf(const HTTPTransfer& transfer) {
 }
 
 bool hasHeader(const HTTPTransfer& transfer, const std::string& name) {
-  return std::any_of(transfer.headers.begin(), transfer.headers.end(), [&](const auto& field) {
-    return field.first.size() == name.size() &&
-           std::equal(name.begin(), name.end(), field.first.begin(),
-                      [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
-  });
+  return findHeaderField(transfer.headers, name) != transfer.headers.end();
 }
 
 std::string describe(CURLcode code, const char* detail) {

@@ -32,7 +32,7 @@ enum class HTTPCachePolicy {
 struct HTTPTransfer {
   std::string url;
   std::string method = "GET";
-  std::vector<std::pair<std::string, std::string>> headers;
+  HTTPHeaderFields headers;
   std::string body;
   // No limit when 0.
   double timeoutSeconds = 60;

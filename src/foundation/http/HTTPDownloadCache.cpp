@@ -109,12 +109,10 @@ std::optional<HTTPResponse> HTTPDownloadCache::refresh(const std::string& url,
   if (found == byURL_.end()) {
     return std::nullopt;
   }
-  Entry entry = std::move(*found->second);
+  Entry entry = *found->second;
   erase(found->second);
   for (const auto& [name, value] : notModified.headers) {
-    auto existing =
-        std::find_if(entry.response.headers.begin(), entry.response.headers.end(),
-                     [&](const auto& field) { return lowercased(field.first) == lowercased(name); });
+    const auto existing = findHeaderField(entry.response.headers, name);
     if (existing != entry.response.headers.end()) {
       existing->second = value;
     } else {

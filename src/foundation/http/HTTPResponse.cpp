@@ -5,16 +5,13 @@
 #include <algorithm>
 #include <cctype>
 #include <map>
+#include <utility>
 
 #include "foundation/encodings/StringEncodings.h"
 
 namespace qva {
 
 namespace {
-
-bool sameName(const std::string& a, const std::string& b) {
-  return a.size() == b.size() && ::strncasecmp(a.c_str(), b.c_str(), a.size()) == 0;
-}
 
 std::string trimmed(const std::string& text) {
   const auto first = text.find_first_not_of(" \t\"'");
@@ -38,23 +35,27 @@ std::string charsetOf(const std::string& contentType) {
 
 }  // namespace
 
+HTTPHeaderFields::const_iterator findHeaderField(const HTTPHeaderFields& fields, const std::string& name) {
+  return std::find_if(fields.begin(), fields.end(), [&](const auto& field) {
+    return ::strcasecmp(field.first.c_str(), name.c_str()) == 0;
+  });
+}
+
+HTTPHeaderFields::iterator findHeaderField(HTTPHeaderFields& fields, const std::string& name) {
+  return fields.begin() + (findHeaderField(std::as_const(fields), name) - fields.cbegin());
+}
+
 std::optional<std::string> HTTPResponse::header(const std::string& name) const {
-  for (const auto& [fieldName, value] : headers) {
-    if (sameName(fieldName, name)) {
-      return value;
-    }
-  }
-  return std::nullopt;
+  const auto found = findHeaderField(headers, name);
+  return found == headers.end() ? std::nullopt : std::optional<std::string>(found->second);
 }
 
 void HTTPResponse::addHeader(const std::string& name, const std::string& value) {
-  for (auto& [fieldName, existing] : headers) {
-    if (sameName(fieldName, name)) {
-      existing += ", " + value;
-      return;
-    }
+  if (const auto found = findHeaderField(headers, name); found != headers.end()) {
+    found->second += ", " + value;
+  } else {
+    headers.emplace_back(name, value);
   }
-  headers.emplace_back(name, value);
 }
 
 std::string HTTPResponse::bodyString() const {

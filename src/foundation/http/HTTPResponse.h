@@ -12,6 +12,10 @@ namespace qva {
 // by ", ".
 using HTTPHeaderFields = std::vector<std::pair<std::string, std::string>>;
 
+// The first field with that name, compared without case, or the end.
+HTTPHeaderFields::iterator findHeaderField(HTTPHeaderFields& fields, const std::string& name);
+HTTPHeaderFields::const_iterator findHeaderField(const HTTPHeaderFields& fields, const std::string& name);
+
 // What a server answered to one request, after redirects and content decoding.
 struct HTTPResponse {
   long statusCode = 0;

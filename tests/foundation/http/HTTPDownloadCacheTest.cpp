@@ -52,6 +52,10 @@ TEST(HTTPDownloadCacheTest, FreshnessFollowsMaxAgeAndExpires) {
   EXPECT_EQ(refreshed->header("cache-control"), "max-age=100");
   EXPECT_TRUE(cache.find("http://a/max-age", now + 120s)->fresh);
   EXPECT_FALSE(cache.refresh("http://a/gone", notModified, now));
+  notModified.headers = {{"Cache-Control", "no-store"}};
+  EXPECT_EQ(cache.refresh("http://a/plain", notModified, now)->body, "a");  // answered, then forgotten
+  EXPECT_FALSE(cache.find("http://a/plain", now));
+  EXPECT_EQ(cache.entryCount(), 4u);
 }
 
 TEST(HTTPDownloadCacheTest, LeastRecentlyUsedEntriesLeaveWhenTheBudgetIsSpent) {
