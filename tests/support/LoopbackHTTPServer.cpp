@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <stdexcept>
 
 namespace qva {
@@ -100,6 +101,11 @@ std::string LoopbackHTTPServer::response(int status, std::string_view body, std:
   text += "\r\n";
   text.append(body);
   return text;
+}
+
+void LoopbackHTTPServer::bypassProxiesForLoopback() {
+  ::setenv("no_proxy", "127.0.0.1,localhost", 1);
+  ::setenv("NO_PROXY", "127.0.0.1,localhost", 1);
 }
 
 std::uint16_t LoopbackHTTPServer::closedPort() {

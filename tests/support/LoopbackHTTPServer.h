@@ -52,6 +52,8 @@ class LoopbackHTTPServer {
 
   // A whole response with a Content-Length and "Connection: close"; extra header lines end in "\r\n".
   static std::string response(int status, std::string_view body, std::string_view extraHeaders = {});
+  // Keeps proxies named in the environment (a CI machine's, say) away from loopback URLs.
+  static void bypassProxiesForLoopback();
   // A port on the loopback interface on which nothing listens.
   static std::uint16_t closedPort();
 

@@ -42,6 +42,8 @@ void pause(std::chrono::milliseconds duration, const std::atomic<bool>& release)
 
 class HTTPRequestTest : public ::testing::Test {
  protected:
+  HTTPRequestTest() { LoopbackHTTPServer::bypassProxiesForLoopback(); }
+
   std::unique_ptr<HTTPRequest> request(const std::string& url) {
     return std::make_unique<HTTPRequest>(url, client_);
   }

@@ -6,6 +6,8 @@
 
 #include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
+#include "host/DriveSession.h"
+#include "patches/AllPatches.h"
 #include "patches/network/QVAHTTPRequestPlugIn.h"
 #include "support/LoopbackHTTPServer.h"
 #include "support/PatchExecution.h"
@@ -20,6 +22,7 @@ using ServedRequest = LoopbackHTTPServer::Request;
 class HTTPRequestPlugInTest : public ::testing::Test {
  protected:
   HTTPRequestPlugInTest() : context_(queue_) {
+    LoopbackHTTPServer::bypassProxiesForLoopback();
     patch_->setHostLog([this](const std::string& line) { hostLog_.push_back(line); });
     EXPECT_TRUE(patch_->startExecution(context_));
     patch_->enableExecution(context_);
@@ -208,6 +211,23 @@ TEST_F(HTTPRequestPlugInTest, ANewSendOrAStopCancelsTheRequestInFlight) {
   queue_.pumpFor(200ms);
   EXPECT_FALSE(patch_->shouldRender());
   EXPECT_FALSE(patch_->finishedLoading());
+}
+
+TEST_F(HTTPRequestPlugInTest, RunsThroughTheDriverWithTheBundle) {
+  DriveOptions options;
+  options.registry = &bundledPatches();
+  const auto lines =
+      DriveSession::runScript(PropertyList::parse(R"({"class": "QVAHTTPRequestPlugIn", "steps": [
+      {"time": 0, "inputs": {"inputURL": ")" + server_.url("/feed") +
+                                                  R"("}},
+      {"op": "wait", "seconds": 1}, {"time": 1}, {"time": 2}]})"),
+                              options);
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_EQ(lines[0]["outputs"]["outputFinished"], false);
+  EXPECT_EQ(lines[2]["executed"], true);
+  EXPECT_EQ(lines[2]["outputs"]["outputStatusCode"], 200);
+  EXPECT_EQ(lines[2]["outputs"]["outputContent"], "<rss>é</rss>");
+  EXPECT_EQ(lines[3]["executed"], false);
 }
 
 }  // namespace
