@@ -78,8 +78,8 @@ LoopbackHTTPServer::LoopbackHTTPServer(Handler handler) : handler_(std::move(han
 LoopbackHTTPServer::~LoopbackHTTPServer() {
   stopping_ = true;
   acceptor_.join();
-  for (std::thread& connection : connections_) {
-    connection.join();
+  for (ConnectionThread& connection : connections_) {
+    connection.thread.join();
   }
   ::close(listener_);
 }
@@ -123,9 +123,25 @@ void LoopbackHTTPServer::acceptConnections() {
     }
     const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (socket >= 0) {
-      connections_.emplace_back([this, socket] { serve(socket); });
+      reapEndedConnections();
+      auto done = std::make_shared<std::atomic<bool>>(false);
+      connections_.push_back({std::thread([this, socket, done] {
+                                serve(socket);
+                                *done = true;
+                              }),
+                              done});
     }
   }
+}
+
+void LoopbackHTTPServer::reapEndedConnections() {
+  std::erase_if(connections_, [](ConnectionThread& connection) {
+    if (!*connection.done) {
+      return false;
+    }
+    connection.thread.join();
+    return true;
+  });
 }
 
 void LoopbackHTTPServer::serve(int socket) {

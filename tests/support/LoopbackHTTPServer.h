@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -67,7 +68,14 @@ class LoopbackHTTPServer {
   std::atomic<bool> stopping_{false};
   mutable std::mutex mutex_;
   std::vector<Request> requests_;
-  std::vector<std::thread> connections_;
+  struct ConnectionThread {
+    std::thread thread;
+    std::shared_ptr<std::atomic<bool>> done;
+  };
+  // Joins the threads of connections that have ended, so that long runs do not pile them up.
+  void reapEndedConnections();
+
+  std::vector<ConnectionThread> connections_;
   std::thread acceptor_;
 };
 

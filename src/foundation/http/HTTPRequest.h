@@ -36,7 +36,8 @@ class HTTPRequest {
   void setFailureCallback(Callback callback);
   void clearCallbacks();
 
-  // Sends the request with the settings made so far; the callbacks run on that queue's thread.
+  // Sends the request with the settings made so far; the callbacks run on that queue's thread. The
+  // queue must outlive the request (its destruction cancels) or the request's cancel.
   void startAsynchronous(MainThreadQueue& queue);
   void cancel();
 
