@@ -92,6 +92,7 @@ struct HTTPClient::Transfer {
   HTTPResponse response;
   // The cached response being revalidated with a conditional request.
   std::optional<HTTPResponse> revalidating;
+  std::size_t maxBodyBytes = 0;
   bool bodyTooLarge = false;
   char errorBuffer[CURL_ERROR_SIZE] = {};
 
@@ -116,7 +117,7 @@ struct HTTPClient::Transfer {
 
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* user) {
     auto& transfer = *static_cast<Transfer*>(user);
-    if (transfer.response.body.size() + size * count > kMaxBodyBytes) {
+    if (transfer.response.body.size() + size * count > transfer.maxBodyBytes) {
       transfer.bodyTooLarge = true;
       return 0;
     }
@@ -125,7 +126,8 @@ struct HTTPClient::Transfer {
   }
 };
 
-HTTPClient::HTTPClient(HTTPDownloadCache& cache) : cache_(cache) {
+HTTPClient::HTTPClient(HTTPDownloadCache& cache, std::size_t maxBodyBytes)
+    : cache_(cache), maxBodyBytes_(maxBodyBytes) {
   initializeCurlOnce();
   multi_ = curl_multi_init();
   thread_ = std::thread([this] { run(); });
@@ -227,6 +229,7 @@ void HTTPClient::begin(Pending pending) {
 
   auto transfer = std::make_unique<Transfer>();
   transfer->id = pending.id;
+  transfer->maxBodyBytes = maxBodyBytes_;
   transfer->completion = std::move(pending.completion);
   transfer->request = std::move(pending.transfer);
   transfer->revalidating = std::move(revalidating);
@@ -295,9 +298,9 @@ void HTTPClient::finishCompletedTransfers() {
 
 void HTTPClient::finish(Transfer& transfer, CURLcode code) {
   if (code != CURLE_OK) {
-    const std::string error =
-        transfer.bodyTooLarge ? "The response is larger than " + std::to_string(kMaxBodyBytes >> 20) + " MB."
-                              : describe(code, transfer.errorBuffer);
+    const std::string error = transfer.bodyTooLarge
+                                  ? "The response is larger than " + std::to_string(maxBodyBytes_) + " bytes."
+                                  : describe(code, transfer.errorBuffer);
     transfer.completion(HTTPResult{error, {}, false});
     return;
   }

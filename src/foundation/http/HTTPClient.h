@@ -56,7 +56,9 @@ class HTTPClient {
   using Completion = std::function<void(HTTPResult)>;
   using TransferId = std::uint64_t;
 
-  explicit HTTPClient(HTTPDownloadCache& cache = HTTPDownloadCache::shared());
+  // Bodies above maxBodyBytes end their transfer with an error.
+  explicit HTTPClient(HTTPDownloadCache& cache = HTTPDownloadCache::shared(),
+                      std::size_t maxBodyBytes = kDefaultMaxBodyBytes);
   // Drops every transfer without calling its completion.
   ~HTTPClient();
   HTTPClient(const HTTPClient&) = delete;
@@ -71,8 +73,7 @@ class HTTPClient {
 
   HTTPDownloadCache& cache() { return cache_; }
 
-  // Bodies above this size end the transfer with an error.
-  static constexpr std::size_t kMaxBodyBytes = 128u << 20;
+  static constexpr std::size_t kDefaultMaxBodyBytes = 128u << 20;
 
  private:
   struct Transfer;
@@ -89,6 +90,7 @@ class HTTPClient {
   void drop(TransferId id);
 
   HTTPDownloadCache& cache_;
+  const std::size_t maxBodyBytes_;
   CURLM* multi_ = nullptr;
   std::mutex mutex_;
   bool stopping_ = false;

@@ -210,6 +210,21 @@ TEST_F(HTTPRequestTest, ErrorStatusesAreResponsesButTransportFailuresAreErrors) 
   EXPECT_TRUE(notHTTP->response().body.empty());
 }
 
+TEST_F(HTTPRequestTest, ABodyPastTheClientsLimitFails) {
+  LoopbackHTTPServer server([](const ServedRequest&, Connection& connection) {
+    connection.write("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n");
+    const std::string chunk = "400\r\n" + std::string(1024, 'x') + "\r\n";
+    for (int i = 0; i < 64 && connection.write(chunk); ++i) {
+    }
+    connection.write("0\r\n\r\n");
+  });
+  HTTPClient smallClient(cache_, 10000);
+  HTTPRequest endless(server.url("/endless"), smallClient);
+  ASSERT_TRUE(send(endless));
+  EXPECT_EQ(endless.error(), "The response is larger than 10000 bytes.");
+  EXPECT_TRUE(endless.response().body.empty());
+}
+
 TEST_F(HTTPRequestTest, ASlowServerPastTheTimeOutFails) {
   LoopbackHTTPServer server([this](const ServedRequest&, Connection& connection) {
     pause(5000ms, release_);
