@@ -3,6 +3,7 @@
 #include "framework/PatchRegistry.h"
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
+#include "patches/gpi/GpiPatches.h"
 #include "patches/network/NetworkPatches.h"
 #include "patches/render/RenderPatches.h"
 #include "patches/richtext/RichTextPatches.h"
@@ -21,6 +22,7 @@ void registerAllPatches(PatchRegistry& registry) {
   registerRenderPatches(registry);
   registerScrollerPatches(registry);
   registerNetworkPatches(registry);
+  registerGpiPatches(registry);
 }
 
 const PatchRegistry& bundledPatches() {
