@@ -4,6 +4,7 @@
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
 #include "patches/gpi/GpiPatches.h"
+#include "patches/network/NetworkPatches.h"
 #include "patches/render/RenderPatches.h"
 #include "patches/richtext/RichTextPatches.h"
 #include "patches/scroller/ScrollerPatches.h"
@@ -20,6 +21,7 @@ void registerAllPatches(PatchRegistry& registry) {
   registerFilePatches(registry);
   registerRenderPatches(registry);
   registerScrollerPatches(registry);
+  registerNetworkPatches(registry);
   registerGpiPatches(registry);
 }
 

@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "foundation/dispatch/TaskQueue.h"
+#include "framework/Structure.h"
+#include "host/DriveSession.h"
+#include "patches/AllPatches.h"
+#include "patches/network/QVAHTTPRequestPlugIn.h"
+#include "support/LoopbackHTTPServer.h"
+#include "support/PatchExecution.h"
+
+namespace qva {
+namespace {
+
+using namespace std::chrono_literals;
+using Connection = LoopbackHTTPServer::Connection;
+using ServedRequest = LoopbackHTTPServer::Request;
+
+class HTTPRequestPlugInTest : public ::testing::Test {
+ protected:
+  HTTPRequestPlugInTest() : context_(queue_) {
+    LoopbackHTTPServer::bypassProxiesForLoopback();
+    patch_->setHostLog([this](const std::string& line) { hostLog_.push_back(line); });
+    EXPECT_TRUE(patch_->startExecution(context_));
+    patch_->enableExecution(context_);
+  }
+  ~HTTPRequestPlugInTest() override {
+    release_ = true;
+    patch_->disableExecution(context_);
+    patch_->stopExecution(context_);
+  }
+
+  // Sets inputs, then executes when an input changed or the patch asks to run, as a host does with an
+  // idle-mode patch; answers whether it ran.
+  bool frame(std::initializer_list<std::pair<const char*, Value>> inputs = {}) {
+    for (const auto& [key, value] : inputs) {
+      patch_->setInputValue(key, value);
+    }
+    patch_->updateInputChangeFlags();
+    const bool due = patch_->executionTimeForContext(context_, 1, Arguments()) == 1;
+    if (!due && !patch_->anyInputChanged()) {
+      return false;
+    }
+    EXPECT_TRUE(patch_->execute(context_, 1, Arguments()));
+    patch_->finishExecution();
+    return true;
+  }
+  // Pumps the host queue until the patch asks to run, then runs it; false when it never asked.
+  bool frameAfterDelivery(std::chrono::milliseconds limit = 10000ms) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!patch_->shouldRender() && std::chrono::steady_clock::now() < end) {
+      queue_.pumpFor(5ms);
+    }
+    return frame();
+  }
+  const Value& output(const std::string& key) const { return patch_->findOutputPort(key)->value; }
+
+  TaskQueue queue_;
+  ExecutionContext context_;
+  std::unique_ptr<QVAHTTPRequestPlugIn> patch_ = std::make_unique<QVAHTTPRequestPlugIn>();
+  std::vector<std::string> hostLog_;
+  std::atomic<bool> release_{false};
+  LoopbackHTTPServer server_{[this](const ServedRequest& served, Connection& connection) {
+    if (served.target == "/slow") {
+      for (int i = 0; i < 1000 && !release_; ++i) {
+        std::this_thread::sleep_for(5ms);
+      }
+      connection.write(LoopbackHTTPServer::response(200, "slow"));
+    } else if (served.target == "/chunked") {
+      connection.write(
+          "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n"
+          "4\r\nbody\r\n0\r\n\r\n");
+    } else if (served.target == "/missing") {
+      connection.write(LoopbackHTTPServer::response(404, "gone"));
+    } else {
+      connection.write(LoopbackHTTPServer::response(
+          200, "<rss>é</rss>",
+          "Content-Type: text/xml; charset=utf-8\r\nX-Served-For: " + served.method + "\r\n"));
+    }
+  }};
+};
+
+TEST_F(HTTPRequestPlugInTest, SendsWithTheUsersHeadersAndShowsTheResponse) {
+  ASSERT_TRUE(frame(
+      {{"inputURL", Value(server_.url("/feed"))},
+       {"inputHeaderFields", Value("Accept: text/xml\nX-Token:\nbad line\r\n X-A : 1 \n\nX-Empty: \t")}}));
+  EXPECT_FALSE(output("outputFinished").booleanValue());
+  EXPECT_FALSE(frame());  // nothing to do until the response arrives
+  ASSERT_TRUE(frameAfterDelivery());
+  EXPECT_TRUE(output("outputFinished").booleanValue());
+  EXPECT_FALSE(output("outputError").booleanValue());
+  EXPECT_EQ(output("outputErrorDescription").stringValue(), "");
+  EXPECT_EQ(output("outputStatusCode").indexValue(), 200u);
+  EXPECT_EQ(output("outputStatusString").stringValue(), "OK");
+  EXPECT_EQ(output("outputContentLength").indexValue(), 13u);
+  EXPECT_EQ(output("outputContent").stringValue(), "<rss>é</rss>");
+  const StructureRef headers = output("outputHeaderFields").structureValue();
+  ASSERT_NE(headers, nullptr);
+  EXPECT_EQ(headers->find("X-Served-For")->stringValue(), "GET");
+  EXPECT_EQ(headers->find("Content-Length")->stringValue(), "13");
+  EXPECT_FALSE(frame());
+
+  const auto sent = server_.requests().at(0);
+  EXPECT_EQ(sent.header("Accept"), "text/xml");
+  EXPECT_EQ(sent.header("X-A"), "1");
+  EXPECT_FALSE(sent.header("X-Token"));
+  EXPECT_FALSE(sent.header("X-Empty"));
+  EXPECT_EQ(hostLog_, (std::vector<std::string>{"Invalid header field line ignored: X-Token:",
+                                                "Invalid header field line ignored: bad line"}));
+}
+
+TEST_F(HTTPRequestPlugInTest, OnlyAPostCarriesTheContent) {
+  frame({{"inputURL", Value(server_.url("/post"))},
+         {"inputMethod", Value(1u)},
+         {"inputContent", Value("a=1")}});
+  ASSERT_TRUE(frameAfterDelivery());
+  frame({{"inputMethod", Value(2u)}});
+  ASSERT_TRUE(frameAfterDelivery());
+  frame({{"inputMethod", Value(1u)}, {"inputContent", Value("")}});
+  ASSERT_TRUE(frameAfterDelivery());
+  frame({{"inputMethod", Value(7u)}});
+  ASSERT_TRUE(frameAfterDelivery());
+
+  const auto sent = server_.requests();
+  ASSERT_EQ(sent.size(), 4u);
+  EXPECT_EQ(sent[0].method, "POST");
+  EXPECT_EQ(sent[0].body, "a=1");
+  EXPECT_EQ(sent[0].header("Content-Type"), "text/plain; charset=\"utf-8\"");
+  EXPECT_EQ(sent[1].method, "PUT");
+  EXPECT_EQ(sent[1].body, "");
+  EXPECT_EQ(sent[2].method, "POST");
+  EXPECT_EQ(sent[2].body, "");
+  EXPECT_FALSE(sent[2].header("Content-Type"));
+  EXPECT_EQ(sent[3].method, "GET");
+}
+
+TEST_F(HTTPRequestPlugInTest, ErrorStatusesFinishAndChunkedBodiesShowNoContent) {
+  frame({{"inputURL", Value(server_.url("/missing"))}});
+  ASSERT_TRUE(frameAfterDelivery());
+  EXPECT_TRUE(output("outputFinished").booleanValue());
+  EXPECT_FALSE(output("outputError").booleanValue());
+  EXPECT_EQ(output("outputStatusCode").indexValue(), 404u);
+  EXPECT_EQ(output("outputStatusString").stringValue(), "Not Found");
+  EXPECT_EQ(output("outputContent").stringValue(), "gone");
+
+  frame({{"inputURL", Value(server_.url("/chunked"))}});
+  ASSERT_TRUE(frameAfterDelivery());
+  EXPECT_EQ(output("outputStatusCode").indexValue(), 200u);
+  EXPECT_EQ(output("outputContentLength").indexValue(), 0u);
+  EXPECT_EQ(output("outputContent").stringValue(), "");
+}
+
+TEST_F(HTTPRequestPlugInTest, TransportFailuresSetTheErrorOutputsAndAnEmptyURLClearsThem) {
+  const std::string unreachable =
+      "http://127.0.0.1:" + std::to_string(LoopbackHTTPServer::closedPort()) + "/";
+  frame({{"inputURL", Value(unreachable)}});
+  ASSERT_TRUE(frameAfterDelivery());
+  EXPECT_TRUE(output("outputError").booleanValue());
+  EXPECT_NE(output("outputErrorDescription").stringValue().find("Could not connect"), std::string::npos);
+  EXPECT_FALSE(output("outputFinished").booleanValue());
+  EXPECT_EQ(output("outputStatusCode").indexValue(), 0u);
+  EXPECT_TRUE(output("outputContent").isNone());
+  ASSERT_EQ(hostLog_.size(), 1u);
+  EXPECT_EQ(hostLog_[0].rfind("Error loading URL: " + unreachable + "\n", 0), 0u);
+
+  frame({{"inputURL", Value(server_.url("/slow"))}, {"inputTimeout", Value(0.2)}});
+  ASSERT_TRUE(frameAfterDelivery(4000ms));
+  EXPECT_NE(output("outputErrorDescription").stringValue().find("timed out"), std::string::npos);
+
+  frame({{"inputURL", Value("")}});
+  EXPECT_FALSE(output("outputError").booleanValue());
+  EXPECT_TRUE(output("outputErrorDescription").isNone());
+  EXPECT_FALSE(output("outputFinished").booleanValue());
+}
+
+TEST_F(HTTPRequestPlugInTest, UpdateSendsAgainOnlyWhenItRises) {
+  frame({{"inputURL", Value(server_.url("/feed"))}});
+  ASSERT_TRUE(frameAfterDelivery());
+  frame({{"inputUpdate", Value(true)}});
+  ASSERT_TRUE(frameAfterDelivery());
+  EXPECT_FALSE(frame({{"inputUpdate", Value(true)}}));
+  EXPECT_TRUE(frame({{"inputUpdate", Value(false)}}));  // a change, but no send
+  queue_.pumpFor(100ms);
+  EXPECT_FALSE(patch_->shouldRender());
+  frame({{"inputUpdate", Value(true)}});
+  ASSERT_TRUE(frameAfterDelivery());
+  EXPECT_EQ(server_.requests().size(), 3u);
+}
+
+TEST_F(HTTPRequestPlugInTest, ANewSendOrAStopCancelsTheRequestInFlight) {
+  frame({{"inputURL", Value(server_.url("/slow"))}});
+  while (server_.requests().empty()) {
+    queue_.pumpFor(5ms);
+  }
+  frame({{"inputURL", Value(server_.url("/feed"))}});
+  ASSERT_TRUE(frameAfterDelivery());
+  EXPECT_EQ(output("outputContent").stringValue(), "<rss>é</rss>");
+  release_ = true;
+  queue_.pumpFor(200ms);
+  EXPECT_FALSE(patch_->shouldRender());
+  EXPECT_FALSE(frame());
+  EXPECT_EQ(output("outputContent").stringValue(), "<rss>é</rss>");
+
+  release_ = false;
+  frame({{"inputURL", Value(server_.url("/slow"))}});
+  patch_->stopExecution(context_);
+  release_ = true;
+  queue_.pumpFor(200ms);
+  EXPECT_FALSE(patch_->shouldRender());
+  EXPECT_FALSE(patch_->finishedLoading());
+}
+
+TEST_F(HTTPRequestPlugInTest, RunsThroughTheDriverWithTheBundle) {
+  DriveOptions options;
+  options.registry = &bundledPatches();
+  const auto lines =
+      DriveSession::runScript(PropertyList::parse(R"({"class": "QVAHTTPRequestPlugIn", "steps": [
+      {"time": 0, "inputs": {"inputURL": ")" + server_.url("/feed") +
+                                                  R"("}},
+      {"op": "wait", "seconds": 1}, {"time": 1}, {"time": 2}]})"),
+                              options);
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_EQ(lines[0]["outputs"]["outputFinished"], false);
+  EXPECT_EQ(lines[2]["executed"], true);
+  EXPECT_EQ(lines[2]["outputs"]["outputStatusCode"], 200);
+  EXPECT_EQ(lines[2]["outputs"]["outputContent"], "<rss>é</rss>");
+  EXPECT_EQ(lines[3]["executed"], false);
+}
+
+}  // namespace
+}  // namespace qva
