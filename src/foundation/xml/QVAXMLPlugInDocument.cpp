@@ -4,7 +4,6 @@
 #include <future>
 #include <thread>
 
-#include "foundation/xml/XmlSource.h"
 #include "framework/ProcessLog.h"
 
 namespace qva {
@@ -17,12 +16,13 @@ std::string QVAXMLPlugInDocument::storedURL(const std::string& url) {
   return url;
 }
 
-QVAXMLPlugInDocument::QVAXMLPlugInDocument(std::string url, MainThreadQueue& queue)
-    : url_(storedURL(url)), queue_(queue) {}
+QVAXMLPlugInDocument::QVAXMLPlugInDocument(std::string url, MainThreadQueue& queue,
+                                           std::chrono::milliseconds downloadTimeout)
+    : url_(storedURL(url)), queue_(queue), downloadTimeout_(downloadTimeout) {}
 
-std::shared_ptr<QVAXMLPlugInDocument> QVAXMLPlugInDocument::documentWithURL(const std::string& url,
-                                                                            MainThreadQueue& queue) {
-  return std::shared_ptr<QVAXMLPlugInDocument>(new QVAXMLPlugInDocument(url, queue));
+std::shared_ptr<QVAXMLPlugInDocument> QVAXMLPlugInDocument::documentWithURL(
+    const std::string& url, MainThreadQueue& queue, std::chrono::milliseconds downloadTimeout) {
+  return std::shared_ptr<QVAXMLPlugInDocument>(new QVAXMLPlugInDocument(url, queue, downloadTimeout));
 }
 
 QVAXMLPlugInDocument::~QVAXMLPlugInDocument() {
@@ -129,7 +129,7 @@ void QVAXMLPlugInDocument::loadXMLInBackground() {
   std::string error;
   const std::optional<std::filesystem::file_time_type> modified = XmlSource::modificationDate(url_);
   XmlDocumentRef xml;
-  if (XmlSource::fetch(url_, bytes, error)) {
+  if (XmlSource::fetch(url_, bytes, error, downloadTimeout_)) {
     xml = XmlParser::parse(bytes, error);
   }
   {

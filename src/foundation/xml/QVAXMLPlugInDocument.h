@@ -11,6 +11,7 @@
 
 #include "foundation/xml/XmlDocumentUser.h"
 #include "foundation/xml/XmlParser.h"
+#include "foundation/xml/XmlSource.h"
 #include "framework/MainThreadQueue.h"
 
 namespace qva {
@@ -24,9 +25,11 @@ class QVAXMLPlugInDocument : public std::enable_shared_from_this<QVAXMLPlugInDoc
   // A load younger than this is handed to new users as it is.
   static constexpr std::chrono::duration<double> kFreshSpan{10.0};
 
-  // "feed://" URLs are stored as "http://". Deliveries go through the queue.
-  static std::shared_ptr<QVAXMLPlugInDocument> documentWithURL(const std::string& url,
-                                                               MainThreadQueue& queue);
+  // "feed://" URLs are stored as "http://". Deliveries go through the queue; a download that takes
+  // longer than the time-out fails.
+  static std::shared_ptr<QVAXMLPlugInDocument> documentWithURL(
+      const std::string& url, MainThreadQueue& queue,
+      std::chrono::milliseconds downloadTimeout = XmlSource::kDownloadTimeout);
   // The URL a document for url stores and is found under.
   static std::string storedURL(const std::string& url);
   ~QVAXMLPlugInDocument();
@@ -49,7 +52,7 @@ class QVAXMLPlugInDocument : public std::enable_shared_from_this<QVAXMLPlugInDoc
   void setLoadTime(std::optional<Clock::time_point> loadTime);
 
  private:
-  QVAXMLPlugInDocument(std::string url, MainThreadQueue& queue);
+  QVAXMLPlugInDocument(std::string url, MainThreadQueue& queue, std::chrono::milliseconds downloadTimeout);
   // Call with both user locks held.
   void startLoad();
   void loadXMLInBackground();
@@ -58,6 +61,7 @@ class QVAXMLPlugInDocument : public std::enable_shared_from_this<QVAXMLPlugInDoc
 
   const std::string url_;
   MainThreadQueue& queue_;
+  const std::chrono::milliseconds downloadTimeout_;
   // Locked in this order, around every use of the user lists and of the load's results.
   mutable std::recursive_mutex usersMutex_;
   mutable std::recursive_mutex newUsersMutex_;

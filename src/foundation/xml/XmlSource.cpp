@@ -48,7 +48,8 @@ size_t appendLimited(char* data, size_t size, size_t count, void* target) {
   return size * count;
 }
 
-bool download(const std::string& url, std::string& bytes, std::string& error) {
+bool download(const std::string& url, std::string& bytes, std::string& error,
+              std::chrono::milliseconds timeout) {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
   CURL* curl = curl_easy_init();
@@ -62,7 +63,7 @@ bool download(const std::string& url, std::string& bytes, std::string& error) {
   curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(curl, CURLOPT_MAXREDIRS, 10L);
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT, XmlSource::kDownloadTimeoutSeconds);
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(curl, CURLOPT_FAILONERROR, 1L);
@@ -97,13 +98,14 @@ std::optional<std::string> XmlSource::filePath(const std::string& url) {
   return percentDecode(rest);
 }
 
-bool XmlSource::fetch(const std::string& url, std::string& bytes, std::string& error) {
+bool XmlSource::fetch(const std::string& url, std::string& bytes, std::string& error,
+                      std::chrono::milliseconds downloadTimeout) {
   bytes.clear();
   if (const std::optional<std::string> path = filePath(url)) {
     return readFile(*path, bytes, error);
   }
   if (startsWith(url, "http://") || startsWith(url, "https://")) {
-    return download(url, bytes, error);
+    return download(url, bytes, error, downloadTimeout);
   }
   error = "unsupported URL (file, http and https are read)";
   return false;
