@@ -265,19 +265,12 @@ std::optional<TextureView> GLContext::textureForImage(const Image& image, Textur
   } else if (image.canRender()) {
     if (auto framebuffer = Framebuffer::create(width, height, target, false)) {
       framebuffer->bind();
-      glMatrixMode(GL_PROJECTION);
-      glPushMatrix();
-      glLoadIdentity();
-      glMatrixMode(GL_MODELVIEW);
-      glPushMatrix();
-      glLoadIdentity();
-      glClearColor(0, 0, 0, 0);
-      glClear(GL_COLOR_BUFFER_BIT);
-      const bool drawn = image.render(*this);
-      glMatrixMode(GL_PROJECTION);
-      glPopMatrix();
-      glMatrixMode(GL_MODELVIEW);
-      glPopMatrix();
+      glDisable(GL_BLEND);
+      if (!image.rendersEveryPixelOnce()) {
+        glClearColor(0, 0, 0, 0);
+        glClear(GL_COLOR_BUFFER_BIT);
+      }
+      const bool drawn = renderImage(image, 1, 1);
       framebuffer->unbind();
       if (drawn) {
         made = framebuffer->texture();
@@ -295,6 +288,38 @@ std::optional<TextureView> GLContext::textureForImage(const Image& image, Textur
     return std::nullopt;
   }
   return made;
+}
+
+bool GLContext::renderImage(const Image& image, double xSign, double ySign) {
+  glMatrixMode(GL_PROJECTION);
+  glPushMatrix();
+  glLoadIdentity();
+  glScaled(xSign, ySign, 1);
+  glMatrixMode(GL_MODELVIEW);
+  glPushMatrix();
+  glLoadIdentity();
+  const bool drawn = image.render(*this);
+  glMatrixMode(GL_PROJECTION);
+  glPopMatrix();
+  glMatrixMode(GL_MODELVIEW);
+  glPopMatrix();
+  return drawn;
+}
+
+bool GLContext::renderImageInPlace(const Image& image, int x, int y, bool mirrored, bool upsideDown) {
+  GLint largest[2] = {0, 0};
+  glGetIntegerv(GL_MAX_VIEWPORT_DIMS, largest);
+  const int width = image.width();
+  const int height = image.height();
+  if (!image.rendersEveryPixelOnce() || !image.canRender() || width <= 0 || height <= 0 ||
+      width > largest[0] || height > largest[1]) {
+    return false;
+  }
+  glPushAttrib(GL_VIEWPORT_BIT);
+  glViewport(x, y, width, height);
+  const bool drawn = renderImage(image, mirrored ? -1 : 1, upsideDown ? -1 : 1);
+  glPopAttrib();
+  return drawn;
 }
 
 std::optional<PixelBufferView> GLContext::pixelsForImage(const Image& image) {

@@ -43,6 +43,12 @@ class GLContext {
                                              TextureTarget target = TextureTarget::Rectangle);
   // The image's pixels: its own, or read back from its texture or drawing.
   std::optional<PixelBufferView> pixelsForImage(const Image& image);
+  // Draws an image that renders every pixel once (Image::rendersEveryPixelOnce) straight into the bound
+  // framebuffer, over the window rectangle of its own size whose lower-left pixel is (x, y), mirrored
+  // and upside down as asked, with the blending the caller set: the pixels that drawing its texture
+  // there with nearest sampling gives, without making the texture. False for other images, images
+  // larger than the driver's viewports, and drawing that fails.
+  bool renderImageInPlace(const Image& image, int x, int y, bool mirrored, bool upsideDown);
 
   // Binds a texture to a texture unit and enables its target, with a texture matrix under which (0, 0)
   // is the image's lower-left corner and (1, 1) its upper-right one (with normalizedCoordinates; texel
@@ -85,6 +91,8 @@ class GLContext {
     void* readSurface = nullptr;
   };
   Converted& converted(const Image& image);
+  // Lets the image draw itself into the viewport with the projection scaled by the given signs.
+  bool renderImage(const Image& image, double xSign, double ySign);
 
   void* display_;
   void* context_;
