@@ -66,6 +66,9 @@ class GLContext {
   // BGRA words lets the driver store BGRA, so uploads and reads as BGRA are plain copies and Mesa's
   // fast path for textured quads can read the texture; a sized RGBA8 request gets RGBA storage.
   static void specifyTexture(unsigned target, int width, int height, const void* bgra);
+  // Gives the texture what the textures the context makes start with: linear filtering without
+  // mipmaps, edges clamped. The texture bound before stays bound.
+  static void resetSampling(const TextureView& texture);
 
   // A program of the two GLSL texts, compiled and linked once and kept as long as the context; 0 when
   // the driver refuses them.
@@ -83,6 +86,7 @@ class GLContext {
 
  private:
   class Converted;
+  class SpareTextures;
   GLContext(void* display, void* context, std::string description);
   struct Binding {
     void* display = nullptr;
@@ -98,8 +102,9 @@ class GLContext {
   void* context_;
   std::string description_;
   Binding previous_;
-  // Lets cached textures of images that outlive the context know not to touch it.
-  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  // Textures of drawn images that have gone, for the next ones to draw into: a crawl makes a new image
+  // every frame. Cached textures of images that outlive the context find it gone.
+  std::shared_ptr<SpareTextures> spareTextures_;
   std::map<std::pair<std::string, std::string>, unsigned> programs_;
 };
 
