@@ -274,13 +274,15 @@ TEST_F(RendererTest, ImagesThatRenderEveryPixelOnceDrawInPlaceAsTheirTextureWoul
           << "blending " << blending << ", width " << width;
     }
   }
-  // Tinted or off whole pixels it is shown through its texture.
-  for (const bool tinted : {true, false}) {
-    billboard.setInputValue("inputColor", Value(Color{1, 1, 1, tinted ? 0.5 : 1}));
-    billboard.setInputValue("inputX", Value(tinted ? 0 : 0.25 / 32));
+  // Tinted, off whole pixels or further out than viewports reach, it is shown through its texture.
+  const Color tints[] = {{1, 1, 1, 0.5}, {1, 1, 1, 1}, {1, 1, 1, 1}};
+  const double xs[] = {0, 0.25 / 32, -100000.0 / 32};
+  for (int i = 0; i < 3; ++i) {
+    billboard.setInputValue("inputColor", Value(tints[i]));
+    billboard.setInputValue("inputX", Value(xs[i]));
     const auto drawn = std::make_shared<SwappedHalvesImage>(*texture);
     frameShowing(drawn);
-    EXPECT_NE(drawn->convertedRepresentation(), nullptr);
+    EXPECT_NE(drawn->convertedRepresentation(), nullptr) << i;
   }
 }
 

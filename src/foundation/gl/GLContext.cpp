@@ -371,8 +371,13 @@ bool GLContext::renderImageInPlace(const Image& image, int x, int y, bool mirror
   glGetIntegerv(GL_MAX_VIEWPORT_DIMS, largest);
   const int width = image.width();
   const int height = image.height();
-  if (!image.rendersEveryPixelOnce() || !image.canRender() || width <= 0 || height <= 0 ||
-      width > largest[0] || height > largest[1]) {
+  // Within the largest viewport's size of the origin, the viewport lies where it is put: drivers clamp
+  // its corner to a range at least twice that size.
+  const auto fits = [](int start, int length, int limit) {
+    return length > 0 && start >= -limit && start <= limit - length;
+  };
+  if (!image.rendersEveryPixelOnce() || !image.canRender() || !fits(x, width, largest[0]) ||
+      !fits(y, height, largest[1])) {
     return false;
   }
   glPushAttrib(GL_VIEWPORT_BIT);

@@ -46,8 +46,8 @@ class GLContext {
   // Draws an image that renders every pixel once (Image::rendersEveryPixelOnce) straight into the bound
   // framebuffer, over the window rectangle of its own size whose lower-left pixel is (x, y), mirrored
   // and upside down as asked, with the blending the caller set: the pixels that drawing its texture
-  // there with nearest sampling gives, without making the texture. False for other images, images
-  // larger than the driver's viewports, and drawing that fails.
+  // there with nearest sampling gives, without making the texture. False for other images, places
+  // beyond the driver's viewports, and drawing that fails.
   bool renderImageInPlace(const Image& image, int x, int y, bool mirrored, bool upsideDown);
 
   // Binds a texture to a texture unit and enables its target, with a texture matrix under which (0, 0)
