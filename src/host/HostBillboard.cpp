@@ -48,12 +48,11 @@ std::optional<PixelPlacement> wholePixelPlacement(double left, double bottom, do
                         y1 < y0};
 }
 
-// Draws the texture over the quad with the bound blending, multiplied by the tint unless it is white.
+// Draws the texture over the quad with the bound blending, multiplied by the tint if there is one.
 bool drawTexture(GLContext& gl, const TextureView& texture, double left, double bottom, double right,
-                 double top, bool nearest, const Color& tint) {
-  const bool tinted = tint.red != 1 || tint.green != 1 || tint.blue != 1 || tint.alpha != 1;
+                 double top, bool nearest, const std::optional<Color>& tint) {
   // Through GLSL rather than fixed-function texturing: see GLContext::texturingProgram.
-  const unsigned program = gl.texturingProgram(texture.target, tinted);
+  const unsigned program = gl.texturingProgram(texture.target, tint.has_value());
   if (program == 0) {
     return false;
   }
@@ -66,11 +65,11 @@ bool drawTexture(GLContext& gl, const TextureView& texture, double left, double 
   glGetIntegerv(GL_CURRENT_PROGRAM, &previousProgram);
   glUseProgram(program);
   glUniform1i(glGetUniformLocation(program, "image"), 0);
-  if (tinted) {
+  if (tint) {
     // The texture holds premultiplied colour, so the tint is premultiplied too.
-    glUniform4f(glGetUniformLocation(program, "tint"), static_cast<GLfloat>(tint.red * tint.alpha),
-                static_cast<GLfloat>(tint.green * tint.alpha), static_cast<GLfloat>(tint.blue * tint.alpha),
-                static_cast<GLfloat>(tint.alpha));
+    glUniform4f(glGetUniformLocation(program, "tint"), static_cast<GLfloat>(tint->red * tint->alpha),
+                static_cast<GLfloat>(tint->green * tint->alpha),
+                static_cast<GLfloat>(tint->blue * tint->alpha), static_cast<GLfloat>(tint->alpha));
   }
   glBegin(GL_QUADS);
   glTexCoord2d(0, 0);
@@ -133,8 +132,10 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   const double right = x + width / 2;
   const double bottom = y - height / 2;
   const double top = y + height / 2;
-  const Color tint = valueForInputKey("inputColor").colorValue().value_or(Color{1, 1, 1, 1});
-  const bool white = tint.red == 1 && tint.green == 1 && tint.blue == 1 && tint.alpha == 1;
+  std::optional<Color> tint = valueForInputKey("inputColor").colorValue();
+  if (tint && tint->red == 1 && tint->green == 1 && tint->blue == 1 && tint->alpha == 1) {
+    tint.reset();  // white leaves the image as it is
+  }
   const auto placement = wholePixelPlacement(left, bottom, right, top, image->width(), image->height());
 
   glPushAttrib(GL_ALL_ATTRIB_BITS);
@@ -155,7 +156,7 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   // An image that renders every pixel once, shown pixel for pixel, draws itself in place: its texture
   // would only be copied there.
   bool drawn =
-      white && placement &&
+      !tint && placement &&
       gl->renderImageInPlace(*image, placement->x, placement->y, placement->mirrored, placement->upsideDown);
   if (!drawn) {
     // Images without a texture of their own get a 2D one, which the fast path reads (see
