@@ -7,14 +7,16 @@
 #include <set>
 #include <sstream>
 
+#include "host/SimulatedGpiSettings.h"
+
 namespace qva {
 
 namespace {
 
 const std::set<std::string>& knownTopLevelKeys() {
-  static const std::set<std::string> keys = {"format",      "canvas",          "fps",
-                                             "duration",    "background",      "patches",
-                                             "connections", "publishedInputs", "publishedOutputs"};
+  static const std::set<std::string> keys = {
+      "format",          "canvas",           "fps",       "duration", "background", "patches", "connections",
+      "publishedInputs", "publishedOutputs", "gpiDriver", "gpiBox"};
   return keys;
 }
 
@@ -126,6 +128,16 @@ Composition Composition::parse(const std::string& text, const std::string& path)
     }
     composition.background_ = {background[0].get<double>(), background[1].get<double>(),
                                background[2].get<double>(), background[3].get<double>()};
+  }
+  try {
+    if (SimulatedGpiSettings::selectsSimulatedBox(json)) {
+      composition.simulatedGpiBox_ = json.value("gpiBox", PropertyList::object());
+      SimulatedGpiSettings::check(*composition.simulatedGpiBox_);
+    } else if (json.contains("gpiBox")) {
+      throw std::invalid_argument("\"gpiBox\" needs \"gpiDriver\": \"simulated\"");
+    }
+  } catch (const std::invalid_argument& error) {
+    throw fail(error.what(), json.contains("gpiBox") ? "gpiBox" : "gpiDriver");
   }
 
   std::set<std::string> ids;

@@ -62,6 +62,9 @@ class Composition {
   const std::vector<PatchEntry>& patches() const { return patches_; }
   const std::vector<Connection>& connections() const { return connections_; }
   const std::map<std::string, PortReference>& publishedInputs() const { return publishedInputs_; }
+  // With "gpiDriver": "simulated", the state the simulated GPI box starts in ("gpiBox", checked);
+  // without it, none, and GPI patches use the real driver.
+  const std::optional<PropertyList>& simulatedGpiBox() const { return simulatedGpiBox_; }
   // Published outputs in the order the file gives them.
   const std::vector<std::pair<std::string, PortReference>>& publishedOutputs() const {
     return publishedOutputs_;
@@ -84,6 +87,7 @@ class Composition {
   std::vector<Connection> connections_;
   std::map<std::string, PortReference> publishedInputs_;
   std::vector<std::pair<std::string, PortReference>> publishedOutputs_;
+  std::optional<PropertyList> simulatedGpiBox_;
 };
 
 }  // namespace qva

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "foundation/gpi/GpiDriverSelection.h"
+#include "host/SimulatedGpiSettings.h"
 #include "host/ValueJson.h"
 
 namespace qva {
@@ -24,6 +26,13 @@ bool connectable(PortType from, PortType to) {
 CompositionGraph::CompositionGraph(const Composition& composition, const PatchRegistry& registry,
                                    ExecutionContext& context, TaskQueue& queue)
     : queue_(queue), publishedInputs_(composition.publishedInputs()) {
+  // GPI patches take the driver in place when they are created; the simulated box lives as long as they do.
+  std::optional<ScopedGpiDriver> simulatedGpi;
+  if (composition.simulatedGpiBox()) {
+    auto box = std::make_shared<SimulatedGpiBox>(false);
+    SimulatedGpiSettings::apply(*composition.simulatedGpiBox(), *box);
+    simulatedGpi.emplace(std::move(box));
+  }
   for (const Composition::PatchEntry& entry : composition.patches()) {
     std::unique_ptr<Patch> patch = registry.create(entry.className);
     if (!patch) {

@@ -5,10 +5,12 @@
 #include <limits>
 #include <set>
 
+#include "foundation/gpi/GpiDriverSelection.h"
 #include "foundation/image/Bitmap.h"
 #include "framework/ProcessLog.h"
 #include "host/FileAction.h"
 #include "host/PatchClassJson.h"
+#include "host/SimulatedGpiSettings.h"
 #include "host/ValueJson.h"
 
 namespace qva {
@@ -16,8 +18,8 @@ namespace qva {
 namespace {
 
 const std::set<std::string>& knownOps() {
-  static const std::set<std::string> ops = {"settings",  "stop",  "start", "enable", "disable",
-                                            "serialize", "ports", "wait",  "fs",     "attributes"};
+  static const std::set<std::string> ops = {"settings", "stop", "start", "enable",     "disable", "serialize",
+                                            "ports",    "wait", "fs",    "attributes", "gpi"};
   return ops;
 }
 
@@ -146,10 +148,30 @@ DriveSession::DriveSession(const PropertyList& script, const DriveOptions& optio
   if (!script_.contains("steps") || !script_["steps"].is_array()) {
     throw DriveError("the script needs a \"steps\" array");
   }
-  applyContext(script_.value("context", PropertyList::object()), context_);
-  const bool gl = script_.value("context", PropertyList::object()).value("gl", false);
+  const PropertyList scriptContext = script_.value("context", PropertyList::object());
+  applyContext(scriptContext, context_);
+  const bool gl = scriptContext.value("gl", false);
+  try {
+    if (SimulatedGpiSettings::selectsSimulatedBox(scriptContext)) {
+      gpiBox_ = std::make_shared<SimulatedGpiBox>();
+    }
+  } catch (const std::invalid_argument& error) {
+    throw DriveError(std::string("context ") + error.what());
+  }
   for (std::size_t i = 0; i < script_["steps"].size(); ++i) {
-    checkStep(script_["steps"][i], i, gl);
+    const PropertyList& step = script_["steps"][i];
+    checkStep(step, i, gl);
+    if (step.value("op", "") == "gpi") {
+      if (!gpiBox_) {
+        throw DriveError("step " + std::to_string(i) +
+                         ": the gpi op needs context \"gpiDriver\": \"simulated\"");
+      }
+      try {
+        SimulatedGpiSettings::check(step);
+      } catch (const std::invalid_argument& error) {
+        throw DriveError("step " + std::to_string(i) + ": " + error.what());
+      }
+    }
   }
   if (gl) {
     // Consumers draw into a canvas of the viewport's size, with depth, over the script's bounds.
@@ -173,7 +195,14 @@ DriveSession::DriveSession(const PropertyList& script, const DriveOptions& optio
     std::lock_guard lock(logMutex_);
     processLog_.push_back(line);
   });
-  host_ = std::make_unique<PatchHost>(options_.registry->create(className), context_);
+  {
+    // Only the patch created here takes the simulated box; the process keeps its own driver.
+    std::optional<ScopedGpiDriver> simulatedGpi;
+    if (gpiBox_) {
+      simulatedGpi.emplace(gpiBox_);
+    }
+    host_ = std::make_unique<PatchHost>(options_.registry->create(className), context_);
+  }
   host_->patch().setHostLog(collectHostLog);
   applySettings(script_.value("settings", PropertyList::object()));
 }
@@ -319,9 +348,18 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
       throw DriveError("step " + std::to_string(index) + ": " + refusal);
     }
     line["ok"] = action.apply();
+  } else if (op == "gpi") {
+    runGpiOp(step, line);
   }
   finishLine(line);
   return line;
+}
+
+void DriveSession::runGpiOp(const PropertyList& step, PropertyList& line) {
+  SimulatedGpiSettings::apply(step, *gpiBox_);
+  line["attached"] = gpiBox_->attached();
+  line["inputValue"] = gpiBox_->currentInputValue();
+  line["calls"] = gpiBox_->takeCalls();
 }
 
 void DriveSession::run(const Emit& emit) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "foundation/dispatch/TaskQueue.h"
+#include "foundation/gpi/SimulatedGpiBox.h"
 #include "framework/ExecutionContext.h"
 #include "framework/PatchRegistry.h"
 #include "framework/PropertyList.h"
@@ -54,6 +55,8 @@ class DriveSession {
  private:
   PropertyList runFrame(std::size_t index, const PropertyList& step);
   PropertyList runOp(std::size_t index, const PropertyList& step);
+  // Sets the simulated GPI box as a gpi step says and adds the box and its calls to the step's line.
+  void runGpiOp(const PropertyList& step, PropertyList& line);
   void applySettings(const PropertyList& settings);
   void setInputs(const PropertyList& inputs);
   PropertyList outputs();
@@ -69,6 +72,8 @@ class DriveSession {
   // Declared before the patch so that the patch is gone before the GL context it may hold objects in.
   std::unique_ptr<Renderer> renderer_;
   DriveImages images_;
+  // The GPI box the patch talks to when the context asks for the simulated one.
+  std::shared_ptr<SimulatedGpiBox> gpiBox_;
   std::unique_ptr<PatchHost> host_;
   // Whether the script has started the patch itself (or the first frame started it).
   bool startIssued_ = false;

@@ -3,6 +3,7 @@
 #include "framework/PatchRegistry.h"
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
+#include "patches/gpi/GpiPatches.h"
 #include "patches/render/RenderPatches.h"
 #include "patches/richtext/RichTextPatches.h"
 #include "patches/scroller/ScrollerPatches.h"
@@ -19,6 +20,7 @@ void registerAllPatches(PatchRegistry& registry) {
   registerFilePatches(registry);
   registerRenderPatches(registry);
   registerScrollerPatches(registry);
+  registerGpiPatches(registry);
 }
 
 const PatchRegistry& bundledPatches() {

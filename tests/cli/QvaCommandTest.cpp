@@ -228,6 +228,11 @@ TEST(QvaCommand, TheExamplesRun) {
                                          "/examples/countdown.qvc --frames 2 --fps 1 --set duration=0:10");
   ASSERT_EQ(countdown.status, 0) << countdown.output;
   EXPECT_NE(countdown.output.find("\"remaining\":\"00:09\""), std::string::npos) << countdown.output;
+
+  const CommandResult lowerThird =
+      runQva("run " + std::string(QVA_SOURCE_DIR) + "/examples/lower-third.qvc --frames 40 --fps 10");
+  ASSERT_EQ(lowerThird.status, 0) << lowerThird.output;
+  EXPECT_NE(lowerThird.output.rfind("\"waiting\":true"), std::string::npos) << "the lower third holds on air";
 }
 
 TEST(QvaCommand, RenderWritesInterlacedVideo) {

@@ -11,9 +11,14 @@
 namespace qva {
 namespace {
 
-// Keys a class's port order names on purpose although the class has no such port.
+// Keys a class's port order names on purpose although the class has no such static port: ports added at
+// run time, and the empty key that stands where the reader's output would be expected.
 const std::set<std::pair<std::string, std::string>> kDeliberatelyDanglingSortedKeys = {
     {"QVALoggerPlugIn", "inputString"},
+    {"Image_With_RTF_StringPlugIn", "outputCharacterCount"},
+    {"Image_With_RTF_StringPlugIn", "outputWordCount"},
+    {"Image_With_RTF_StringPlugIn", "outputLineCount"},
+    {"RTF_File_ReaderPlugIn", ""},
 };
 
 // What every class a composition can use must hold to: the host finds it by its name, its ports have a

@@ -437,6 +437,7 @@ void RtfReader::resetCharacterAttributes() {
   current.font = defaultFont_;
   current.colors = ColorReferences{};
   current.shadow = ShadowState{};
+  current.hidden = false;
 }
 
 bool RtfReader::textWord(std::string_view word, std::optional<int> parameter) {
@@ -503,7 +504,14 @@ bool RtfReader::textWord(std::string_view word, std::optional<int> parameter) {
       {"shadc", [](RtfReader&, GroupState& s, Word w) { s.colors.shadow = w.value; }},
       {"up", [](RtfReader&, GroupState& s, Word w) { s.attributes.baselineOffset = w.value / 2.0; }},
       {"dn", [](RtfReader&, GroupState& s, Word w) { s.attributes.baselineOffset = -w.value / 2.0; }},
-      {"nosupersub", [](RtfReader&, GroupState& s, Word) { s.attributes.baselineOffset = 0; }},
+      {"super", [](RtfReader&, GroupState& s, Word w) { s.attributes.superscript = w.on ? 1 : 0; }},
+      {"sub", [](RtfReader&, GroupState& s, Word w) { s.attributes.superscript = w.on ? -1 : 0; }},
+      {"nosupersub",
+       [](RtfReader&, GroupState& s, Word) {
+         s.attributes.superscript = 0;
+         s.attributes.baselineOffset = 0;
+       }},
+      {"v", [](RtfReader&, GroupState& s, Word w) { s.hidden = w.on; }},
       {"obliqueness", [](RtfReader&, GroupState& s, Word w) { s.attributes.obliqueness = w.value / 2000.0; }},
       {"expansion", [](RtfReader&, GroupState& s, Word w) { s.attributes.expansion = w.value / 2000.0; }},
       {"CocoaLigature",
@@ -512,7 +520,7 @@ bool RtfReader::textWord(std::string_view word, std::optional<int> parameter) {
        [](RtfReader&, GroupState& s, Word) {
          s.attributes.paragraphStyle = ParagraphStyle{};
          s.lineSpacing = 0;
-         s.nextTabAlignment = TextAlignment::Left;
+         s.nextTab = TabStop{};
        }},
       {"ql",
        [](RtfReader&, GroupState& s, Word) { s.attributes.paragraphStyle.alignment = TextAlignment::Left; }},
@@ -564,12 +572,32 @@ bool RtfReader::textWord(std::string_view word, std::optional<int> parameter) {
        [](RtfReader&, GroupState& s, Word w) { s.attributes.paragraphStyle.tailIndent = -twips(w.value); }},
       {"pardeftab", [](RtfReader&, GroupState& s,
                        Word w) { s.attributes.paragraphStyle.defaultTabInterval = twips(w.value); }},
-      {"tqr", [](RtfReader&, GroupState& s, Word) { s.nextTabAlignment = TextAlignment::Right; }},
-      {"tqc", [](RtfReader&, GroupState& s, Word) { s.nextTabAlignment = TextAlignment::Center; }},
+      {"tqr",
+       [](RtfReader&, GroupState& s, Word) {
+         s.nextTab = TabStop{0, TextAlignment::Right};
+       }},
+      {"tqc",
+       [](RtfReader&, GroupState& s, Word) {
+         s.nextTab = TabStop{0, TextAlignment::Center};
+       }},
+      {"tqdec",
+       [](RtfReader&, GroupState& s, Word) {
+         s.nextTab = TabStop{0, TextAlignment::Right, true};
+       }},
       {"tx",
        [](RtfReader&, GroupState& s, Word w) {
-         s.attributes.paragraphStyle.tabStops.push_back(TabStop{twips(w.value), s.nextTabAlignment});
-         s.nextTabAlignment = TextAlignment::Left;
+         s.nextTab.location = twips(w.value);
+         s.attributes.paragraphStyle.tabStops.push_back(s.nextTab);
+         s.nextTab = TabStop{};
+       }},
+      // This system's own word (other readers skip it): the paragraph's line break mode, numbered as
+      // LineBreakMode.
+      {"qvalinebreakmode",
+       [](RtfReader&, GroupState& s, Word w) {
+         if (w.value >= static_cast<int>(LineBreakMode::WordWrap) &&
+             w.value <= static_cast<int>(LineBreakMode::TruncateMiddle)) {
+           s.attributes.paragraphStyle.lineBreakMode = static_cast<LineBreakMode>(w.value);
+         }
        }},
   };
   auto handler = kHandlers.find(word);
@@ -629,7 +657,7 @@ void RtfReader::textByte(char byte, bool escaped) {
 }
 
 void RtfReader::appendUnit(char16_t unit) {
-  if (groups_.empty() || state().destination != Destination::Text) {
+  if (groups_.empty() || state().destination != Destination::Text || state().hidden) {
     return;
   }
   flushText();
@@ -638,6 +666,10 @@ void RtfReader::appendUnit(char16_t unit) {
 
 void RtfReader::flushText() {
   if (pendingBytes_.empty()) {
+    return;
+  }
+  if (!groups_.empty() && state().hidden) {
+    pendingBytes_.clear();
     return;
   }
   std::u16string text = textEncoding().decode(pendingBytes_);

@@ -54,7 +54,10 @@ class RtfReader {
     ShadowState shadow;
     int unicodeSkip = 1;
     int lineSpacing = 0;
-    TextAlignment nextTabAlignment = TextAlignment::Left;
+    // The kind of the tab stop that the next \tx places.
+    TabStop nextTab;
+    // Hidden text (\v) is not part of the text read.
+    bool hidden = false;
   };
 
   struct Font {

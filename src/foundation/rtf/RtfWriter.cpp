@@ -166,8 +166,13 @@ void writeParagraph(std::string& out, const ParagraphStyle& paragraph) {
   if (paragraph.defaultTabInterval != 0) {
     word(out, "pardeftab", scaled(paragraph.defaultTabInterval, 20));
   }
+  if (paragraph.lineBreakMode != ParagraphStyle{}.lineBreakMode) {
+    word(out, "qvalinebreakmode", static_cast<long>(paragraph.lineBreakMode));
+  }
   for (const TabStop& tab : paragraph.tabStops) {
-    if (tab.alignment == TextAlignment::Right) {
+    if (tab.decimal) {
+      word(out, "tqdec");
+    } else if (tab.alignment == TextAlignment::Right) {
       word(out, "tqr");
     } else if (tab.alignment == TextAlignment::Center) {
       word(out, "tqc");
@@ -262,6 +267,12 @@ void writeCharacter(std::string& out, const TextAttributes& attributes, FontTabl
     word(out, "up", scaled(attributes.baselineOffset, 2));
   } else if (attributes.baselineOffset < 0) {
     word(out, "dn", scaled(-attributes.baselineOffset, 2));
+  }
+  // Levels beyond the first have no RTF word; they are written as the first.
+  if (attributes.superscript > 0) {
+    word(out, "super");
+  } else if (attributes.superscript < 0) {
+    word(out, "sub");
   }
   if (attributes.shadow) {
     const TextShadow& shadow = *attributes.shadow;

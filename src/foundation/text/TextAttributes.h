@@ -55,6 +55,9 @@ enum class LineBreakMode {
 struct TabStop {
   double location = 0;
   TextAlignment alignment = TextAlignment::Left;
+  // Aligned on the decimal separator. Such a stop also says Right, where a number stands best when the
+  // separator is not looked for.
+  bool decimal = false;
 
   bool operator==(const TabStop&) const = default;
 };

@@ -31,6 +31,11 @@ constexpr double kDefaultTabInterval = 28;
 constexpr int kMaximumTabStops = 256;
 // Cairo's image surfaces take at most this many pixels on a side; larger bitmaps are drawn in tiles.
 constexpr int kMaximumSurfaceSide = 32767;
+// Pango spends time quadratic in the paragraphs of one layout, and its integer units overflow on lines
+// of millions of pixels: a block takes paragraphs up to this many characters, and a wrapped paragraph
+// longer than the other limit continues in a new block after a space.
+constexpr std::size_t kBlockCharacters = 4096;
+constexpr std::size_t kWrappedChunkCharacters = 16384;
 
 double fromPango(int units) {
   return static_cast<double>(units) / PANGO_SCALE;
@@ -65,8 +70,11 @@ void insertAttribute(PangoAttrList* list, PangoAttribute* attribute, int start, 
   pango_attr_list_insert(list, attribute);
 }
 
-PangoTabAlign tabAlign(TextAlignment alignment) {
-  switch (alignment) {
+PangoTabAlign tabAlign(const TabStop& stop) {
+  if (stop.decimal) {
+    return PANGO_TAB_DECIMAL;
+  }
+  switch (stop.alignment) {
     case TextAlignment::Right:
       return PANGO_TAB_RIGHT;
     case TextAlignment::Center:
@@ -97,7 +105,7 @@ PangoTabArray* newTabArray(const ParagraphStyle& style, double left, double widt
   }
   PangoTabArray* tabs = pango_tab_array_new(static_cast<int>(stops.size()), FALSE);
   for (std::size_t i = 0; i < stops.size(); ++i) {
-    pango_tab_array_set_tab(tabs, static_cast<int>(i), tabAlign(stops[i].alignment),
+    pango_tab_array_set_tab(tabs, static_cast<int>(i), tabAlign(stops[i]),
                             toPango(std::max(stops[i].location - left, 0.0)));
   }
   return tabs;
@@ -121,6 +129,8 @@ struct TextLayout::Lines {
     double height;
     double baseline;
     double width;
+    // What the line's glyphs cover beyond its own rectangle, from its left edge and its top.
+    TextRect ink;
   };
   // Consecutive paragraphs with one paragraph style share one Pango layout.
   struct Block {
@@ -129,6 +139,8 @@ struct TextLayout::Lines {
     std::vector<Segment> segments;
     std::vector<Line> lines;
     ParagraphStyle style;
+    // The block goes on with the paragraph the block before it left unfinished.
+    bool continuation = false;
     double left = 0;
     double width = 0;
   };
@@ -138,6 +150,8 @@ struct TextLayout::Lines {
   std::vector<Block> blocks;
   PangoContext* context = nullptr;
   TextRect used;
+  // The rectangle the glyphs of all lines cover, with their line rectangles.
+  TextRect inked;
   std::size_t lineCount = 0;
   double fittedHeight = 0;
 
@@ -172,7 +186,7 @@ struct TextLayout::Lines {
   }
 
   void build(const AttributedString& text);
-  void addBlock(const AttributedString& text, std::size_t start, std::size_t end);
+  void addBlock(const AttributedString& text, std::size_t start, std::size_t end, bool continuation);
   void layOutBlock(Block& block);
   void placeLines();
   void forEachRun(const Block& block, const Line& line, double left, double top,
@@ -199,10 +213,19 @@ void TextLayout::Lines::build(const AttributedString& text) {
   if (characters.empty()) {
     return;
   }
-  // Split into blocks where the paragraph style changes; a block holds its inner separators.
+  // Split into blocks where the paragraph style changes or a block grows long; a block holds its inner
+  // separators.
   std::size_t blockStart = 0;
+  bool continuation = false;
   for (std::size_t i = 0; i < characters.size(); ++i) {
     if (!isParagraphSeparator(characters[i])) {
+      const LineBreakMode mode = text.attributesAt(blockStart).paragraphStyle.lineBreakMode;
+      if (characters[i] == u' ' && i - blockStart >= kWrappedChunkCharacters && container.width &&
+          (mode == LineBreakMode::WordWrap || mode == LineBreakMode::CharWrap)) {
+        addBlock(text, blockStart, i + 1, continuation);
+        blockStart = i + 1;
+        continuation = true;
+      }
       continue;
     }
     std::size_t separatorEnd = i + 1;
@@ -210,21 +233,25 @@ void TextLayout::Lines::build(const AttributedString& text) {
       ++separatorEnd;
     }
     if (separatorEnd < characters.size() &&
-        !(text.attributesAt(separatorEnd).paragraphStyle == text.attributesAt(blockStart).paragraphStyle)) {
-      addBlock(text, blockStart, i);
+        (i - blockStart >= kBlockCharacters ||
+         !(text.attributesAt(separatorEnd).paragraphStyle == text.attributesAt(blockStart).paragraphStyle))) {
+      addBlock(text, blockStart, i, continuation);
       blockStart = separatorEnd;
+      continuation = false;
     }
     i = separatorEnd - 1;
   }
-  addBlock(text, blockStart, characters.size());
+  addBlock(text, blockStart, characters.size(), continuation);
   for (Block& block : blocks) {
     layOutBlock(block);
   }
   placeLines();
 }
 
-void TextLayout::Lines::addBlock(const AttributedString& text, std::size_t start, std::size_t end) {
+void TextLayout::Lines::addBlock(const AttributedString& text, std::size_t start, std::size_t end,
+                                 bool continuation) {
   Block& block = blocks.emplace_back();
+  block.continuation = continuation;
   const TextAttributes& first = text.attributesAt(std::min(start, text.length() - 1));
   block.style = first.paragraphStyle;
   PangoAttrList* list = pango_attr_list_new();
@@ -321,7 +348,7 @@ void TextLayout::Lines::layOutBlock(Block& block) {
     }
   }
   const double firstLine = std::isfinite(style.firstLineHeadIndent) ? style.firstLineHeadIndent : 0.0;
-  pango_layout_set_indent(layout, toPango(std::max(firstLine, 0.0) - head));
+  pango_layout_set_indent(layout, block.continuation ? 0 : toPango(std::max(firstLine, 0.0) - head));
   PangoTabArray* tabs = newTabArray(style, head, block.width);
   pango_layout_set_tabs(layout, tabs);
   pango_tab_array_free(tabs);
@@ -371,8 +398,9 @@ void TextLayout::Lines::placeLines() {
     PangoLayoutIter* iter = pango_layout_get_iter(block.layout);
     do {
       PangoLayoutLine* line = pango_layout_iter_get_line_readonly(iter);
+      PangoRectangle ink;
       PangoRectangle logical;
-      pango_layout_iter_get_line_extents(iter, nullptr, &logical);
+      pango_layout_iter_get_line_extents(iter, &ink, &logical);
       const double baseline = fromPango(pango_layout_iter_get_baseline(iter));
       const bool rightToLeft = pango_layout_line_get_resolved_direction(line) == PANGO_DIRECTION_RTL;
       double alignment = rightToLeft ? 1.0 : 0.0;
@@ -411,14 +439,17 @@ void TextLayout::Lines::placeLines() {
       }
       if (!firstLine) {
         y += finitePositive(style.lineSpacing) ? style.lineSpacing : 0.0;
-        if (pango_layout_line_is_paragraph_start(line)) {
+        if (pango_layout_line_is_paragraph_start(line) && !(block.continuation && block.lines.empty())) {
           y += spacingAfterParagraph +
                (finitePositive(style.paragraphSpacingBefore) ? style.paragraphSpacingBefore : 0.0);
         }
       }
       firstLine = false;
       spacingAfterParagraph = finitePositive(style.paragraphSpacing) ? style.paragraphSpacing : 0.0;
-      block.lines.push_back(Line{line, x, y, height, height - descent, width});
+      const double inkTop = height - descent + fromPango(ink.y) - baseline;
+      const TextRect inkRect{fromPango(ink.x - logical.x), inkTop, fromPango(ink.width) + width - pangoWidth,
+                             fromPango(ink.height)};
+      block.lines.push_back(Line{line, x, y, height, height - descent, width, inkRect});
       y += height;
     } while (pango_layout_iter_next_line(iter));
     pango_layout_iter_free(iter);
@@ -426,24 +457,33 @@ void TextLayout::Lines::placeLines() {
 
   double left = std::numeric_limits<double>::max();
   double right = std::numeric_limits<double>::lowest();
+  double inkLeft = left;
+  double inkRight = right;
+  double inkTop = 0;
+  double inkBottom = 0;
   for (const Block& block : blocks) {
     for (const Line& line : block.lines) {
       left = std::min(left, line.x);
       right = std::max(right, line.x + line.width);
+      inkLeft = std::min({inkLeft, line.x, line.x + line.ink.x});
+      inkRight = std::max({inkRight, line.x + line.width, line.x + line.ink.x + line.ink.width});
+      inkTop = std::min(inkTop, line.top + line.ink.y);
+      inkBottom = std::max({inkBottom, line.top + line.height, line.top + line.ink.y + line.ink.height});
       ++lineCount;
       const double bottom = line.top + line.height;
-      if (!container.height || bottom <= *container.height || fittedHeight == 0) {
+      if (lineVisible(line)) {
         fittedHeight = std::max(fittedHeight, bottom);
       }
     }
   }
   if (lineCount > 0) {
     used = TextRect{left, 0, std::max(right - left, 0.0), y};
+    inked = TextRect{inkLeft, inkTop, inkRight - inkLeft, inkBottom - inkTop};
   }
 }
 
 bool TextLayout::Lines::lineVisible(const Line& line) const {
-  return !container.height || line.top < *container.height;
+  return !container.height || line.top + line.height <= *container.height;
 }
 
 void TextLayout::Lines::forEachRun(const Block& block, const Line& line, double left, double top,
@@ -470,21 +510,23 @@ void TextLayout::Lines::drawShadow(cairo_t* cairo, const TextShadow& shadow, dou
       std::isfinite(shadow.offsetX) ? std::clamp(shadow.offsetX, -kMaximumExtent, kMaximumExtent) : 0.0;
   const double dy =
       std::isfinite(shadow.offsetY) ? std::clamp(-shadow.offsetY, -kMaximumExtent, kMaximumExtent) : 0.0;
-  // The part of the text whose shadow can reach the tile, with room for glyphs that reach beyond their
-  // line (overhangs, strokes, slants) and for the blur.
-  double largestFont = 0;
+  // The part of the text whose shadow can reach the tile, with room for what glyph outlines do not
+  // cover (strokes, slants) and for the blur.
+  double reach = 0;
   for (const TextAttributes& attributes : attributeSets) {
     if (attributes.shadow == shadow) {
-      largestFont = std::max(
-          largestFont, std::min(attributes.font.pointSize, kMaximumFontSize) *
-                           (1 + std::abs(attributes.obliqueness) + std::abs(attributes.strokeWidth) / 100));
+      reach =
+          std::max(reach, std::min(attributes.font.pointSize, kMaximumFontSize) *
+                              (std::abs(attributes.obliqueness) + std::abs(attributes.strokeWidth) / 100));
     }
   }
-  const double margin = 3 * sigma + largestFont + 2;
-  const double fromX = std::max(left + used.x - margin, tile.x - dx - 3 * sigma - 1);
-  const double toX = std::min(left + used.x + used.width + margin, tile.x + tile.width - dx + 3 * sigma + 1);
-  const double fromY = std::max(top - margin, tile.y - dy - 3 * sigma - 1);
-  const double toY = std::min(top + used.height + margin, tile.y + tile.height - dy + 3 * sigma + 1);
+  const double margin = 3 * sigma + reach + 2;
+  const double fromX = std::max(left + inked.x - margin, tile.x - dx - 3 * sigma - 1);
+  const double toX =
+      std::min(left + inked.x + inked.width + margin, tile.x + tile.width - dx + 3 * sigma + 1);
+  const double fromY = std::max(top + inked.y - margin, tile.y - dy - 3 * sigma - 1);
+  const double toY =
+      std::min(top + inked.y + inked.height + margin, tile.y + tile.height - dy + 3 * sigma + 1);
   if (toX <= fromX || toY <= fromY) {
     return;
   }

@@ -1,6 +1,9 @@
 #include "patches/richtext/RichTextPatches.h"
 
 #include "framework/PatchRegistry.h"
+#include "patches/richtext/Image_With_RTF_StringPlugIn.h"
+#include "patches/richtext/RTF_File_ReaderPlugIn.h"
+#include "patches/richtext/RTF_File_to_ImagePlugIn.h"
 #include "patches/richtext/RTF_String_CheckerPlugIn.h"
 #include "patches/richtext/RTF_String_LengthPlugIn.h"
 #include "patches/richtext/RTF_String_PrinterPlugIn.h"
@@ -19,6 +22,9 @@ void registerRichTextPatches(PatchRegistry& registry) {
   registry.add(RTF_String_SubrangePlugIn::patchClass());
   registry.add(RTF_String_With_StringPlugIn::patchClass());
   registry.add(RTF_String_to_Plain_TextPlugIn::patchClass());
+  registry.add(Image_With_RTF_StringPlugIn::patchClass());
+  registry.add(RTF_File_ReaderPlugIn::patchClass());
+  registry.add(RTF_File_to_ImagePlugIn::patchClass());
 }
 
 }  // namespace qva

@@ -159,6 +159,37 @@ TEST(RtfReaderTest, HostileInputStaysBounded) {
   EXPECT_FALSE(read("{\\rtf1 {\\colortbl;\\red999\\green-1\\blue3}{\\fonttbl{\\f0 A}}\\cf1\\f0 y}").error);
 }
 
+TEST(RtfReaderTest, SuperscriptsHiddenTextAndTabKinds) {
+  auto result = read(
+      "{\\rtf1\\ansi{\\fonttbl\\f0 Helvetica;}"
+      "\\pard\\tqc\\tx720\\tqdec\\tx1440\\tqr\\tx2160\\tx2880\\qvalinebreakmode4 "
+      "E=mc{\\super 2}H{\\sub 2}O\\super x\\nosupersub y{\\up6\\sub z\\nosupersub w}"
+      " shown{\\v hidden\\u8364?{\\b nested}}\\v also hidden\\v0  again\\v gone\\plain  after plain"
+      "\\par\\pard\\qvalinebreakmode99 next}");
+  ASSERT_FALSE(result.error) << result.message;
+  const AttributedString& text = result.text;
+  EXPECT_EQ(text.utf8(), "E=mc2H2Oxyzw shown again after plain\nnext");
+  auto at = [&](std::u16string_view what) { return text.attributesAt(text.text().find(what)); };
+  EXPECT_EQ(at(u"2H").superscript, 1);
+  EXPECT_EQ(at(u"2O").superscript, -1);
+  EXPECT_EQ(at(u"O").superscript, 0);
+  EXPECT_EQ(at(u"x").superscript, 1);
+  EXPECT_EQ(at(u"y").superscript, 0);
+  EXPECT_EQ(at(u"z").superscript, -1);
+  EXPECT_EQ(at(u"z").baselineOffset, 3);
+  // \nosupersub ends raising and lowering of either kind.
+  EXPECT_EQ(at(u"w").superscript, 0);
+  EXPECT_EQ(at(u"w").baselineOffset, 0);
+  const ParagraphStyle& first = at(u"E").paragraphStyle;
+  EXPECT_EQ(first.lineBreakMode, LineBreakMode::TruncateTail);
+  EXPECT_EQ(first.tabStops, (std::vector<TabStop>{{36, TextAlignment::Center},
+                                                  {72, TextAlignment::Right, true},
+                                                  {108, TextAlignment::Right},
+                                                  {144, TextAlignment::Left}}));
+  // An unknown mode leaves the paragraph's own.
+  EXPECT_EQ(at(u"next").paragraphStyle.lineBreakMode, LineBreakMode::WordWrap);
+}
+
 TEST(RtfReaderTest, EveryCorpusDocumentReadsSensibly) {
   std::filesystem::path corpus = std::filesystem::path(QVA_CORPUS_DIR) / "rtf";
   if (!std::filesystem::is_directory(corpus)) {
@@ -175,6 +206,8 @@ TEST(RtfReaderTest, EveryCorpusDocumentReadsSensibly) {
       {"rtfjs-pile-of-poo-source.rtf", "\xF0\x9F\x92\xA9"},  // surrogate pair
       {"tika-testRTF-ms932.rtf", "\xE3"},
       {"macports-ReadMe.rtf", "MacPorts"},
+      // The word "hidden" between them is hidden text.
+      {"rtfjs-sample-source.rtf", "And a bit of  text"},
   };
   int documents = 0;
   for (const auto& entry : std::filesystem::directory_iterator(corpus)) {

@@ -98,6 +98,22 @@ const std::vector<AttributeCase>& attributeCases() {
       {"LigatureAll", [](TextAttributes& a) { a.ligature = 2; }},
       {"Superscript", [](TextAttributes& a) { a.baselineOffset = 3; }},
       {"Subscript", [](TextAttributes& a) { a.baselineOffset = -2.5; }},
+      {"SuperscriptLevel", [](TextAttributes& a) { a.superscript = 1; }},
+      {"SubscriptLevel", [](TextAttributes& a) { a.superscript = -1; }},
+      {"SuperscriptOverBaselineOffset",
+       [](TextAttributes& a) {
+         a.superscript = 1;
+         a.baselineOffset = 2;
+       }},
+      {"LineBreakCharWrap",
+       [](TextAttributes& a) { a.paragraphStyle.lineBreakMode = LineBreakMode::CharWrap; }},
+      {"LineBreakClip", [](TextAttributes& a) { a.paragraphStyle.lineBreakMode = LineBreakMode::Clip; }},
+      {"LineBreakTruncateHead",
+       [](TextAttributes& a) { a.paragraphStyle.lineBreakMode = LineBreakMode::TruncateHead; }},
+      {"LineBreakTruncateMiddle",
+       [](TextAttributes& a) { a.paragraphStyle.lineBreakMode = LineBreakMode::TruncateMiddle; }},
+      {"LineBreakTruncateTail",
+       [](TextAttributes& a) { a.paragraphStyle.lineBreakMode = LineBreakMode::TruncateTail; }},
       {"AlignLeft", [](TextAttributes& a) { a.paragraphStyle.alignment = TextAlignment::Left; }},
       {"AlignCenter", [](TextAttributes& a) { a.paragraphStyle.alignment = TextAlignment::Center; }},
       {"AlignRight", [](TextAttributes& a) { a.paragraphStyle.alignment = TextAlignment::Right; }},
@@ -117,8 +133,10 @@ const std::vector<AttributeCase>& attributeCases() {
       {"Tabs",
        [](TextAttributes& a) {
          a.paragraphStyle.defaultTabInterval = 36;
-         a.paragraphStyle.tabStops = {
-             {28, TextAlignment::Left}, {100, TextAlignment::Right}, {150.5, TextAlignment::Center}};
+         a.paragraphStyle.tabStops = {{28, TextAlignment::Left},
+                                      {100, TextAlignment::Right},
+                                      {150.5, TextAlignment::Center},
+                                      {220, TextAlignment::Right, true}};
        }},
   };
   return cases;
@@ -177,6 +195,20 @@ TEST(RtfRoundTripTest, TextWithEscapesLineBreaksAndUnicodeSurvives) {
   EXPECT_EQ(roundTrip(AttributedString(u" leading space and 12 digits")).text(),
             u" leading space and 12 digits");
   EXPECT_TRUE(roundTrip(AttributedString()).empty());
+}
+
+TEST(RtfRoundTripTest, ParagraphsKeepTheirOwnLineBreakModesAndTabs) {
+  TextAttributes clipped;
+  clipped.paragraphStyle.lineBreakMode = LineBreakMode::Clip;
+  clipped.paragraphStyle.tabStops = {{72, TextAlignment::Right, true}};
+  TextAttributes truncated;
+  truncated.paragraphStyle.lineBreakMode = LineBreakMode::TruncateMiddle;
+  truncated.paragraphStyle.tabStops = {{36, TextAlignment::Center}};
+  AttributedString text;
+  text.append(u"clipped\t1.5\n", clipped);
+  text.append(u"truncated\n", truncated);
+  text.append(u"wrapped", TextAttributes{});
+  EXPECT_EQ(roundTrip(text), text) << RtfWriter::write(text);
 }
 
 TEST(RtfRoundTripTest, HostileNumbersAreKeptWithinRange) {

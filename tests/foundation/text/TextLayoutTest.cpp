@@ -177,12 +177,15 @@ TEST(TextLayoutTest, LineHeightsSpacingAndFittedHeight) {
   spaced.paragraphStyle.paragraphSpacing = 12;
   EXPECT_DOUBLE_EQ(TextLayout::naturalSize(text("A\nB", spaced)).height, 2 * natural + 12);
 
-  // Only the lines that fit count, and the first line always does.
+  // Only the lines that fit whole count, and only they are drawn.
   const TextLayout three(text("A\nB\nC"), {100, natural * 2.5});
   EXPECT_EQ(three.lineCount(), 3u);
   EXPECT_DOUBLE_EQ(three.fittedHeight(), 2 * natural);
-  EXPECT_DOUBLE_EQ(TextLayout(text("A\nB"), {100, 10}).fittedHeight(), natural);
+  EXPECT_DOUBLE_EQ(TextLayout(text("A\nB"), {100, 10}).fittedHeight(), 0);
   EXPECT_DOUBLE_EQ(TextLayout(text("A\nB"), {100, std::nullopt}).fittedHeight(), 2 * natural);
+  Bitmap pixels = bitmap(100, 200);
+  three.draw(pixels, 0, 0);
+  EXPECT_LE(ink(pixels).bottom, static_cast<int>(2 * natural));
 }
 
 TEST(TextLayoutTest, DrawsColoursStrokesAndShadows) {
@@ -412,6 +415,13 @@ TEST(TextLayoutTest, TabStopsAlignText) {
   const Ink b = ink(drawn(text("a\tb", tabbed), {400, std::nullopt}, 400, 30), 100);
   EXPECT_GE(b.right, 100);
   EXPECT_LE(b.right, 115);
+
+  // A decimal stop lines numbers up on their decimal point: "12.5" and "1.555" end apart.
+  TextAttributes decimal = style(20);
+  decimal.paragraphStyle.tabStops = {TabStop{200, TextAlignment::Right, true}};
+  const Ink shortFraction = ink(drawn(text("a\t12.5", decimal), {400, std::nullopt}, 400, 30), 100);
+  const Ink longFraction = ink(drawn(text("a\t1.555", decimal), {400, std::nullopt}, 400, 30), 100);
+  EXPECT_GT(longFraction.right - shortFraction.right, 15);
 }
 
 TEST(TextLayoutTest, DrawsIntoBitmapsWiderThanOneSurface) {
@@ -428,6 +438,24 @@ TEST(TextLayoutTest, DrawsIntoBitmapsWiderThanOneSurface) {
   Bitmap reference = bitmap(200, 50);
   TextLayout(text("seam"), {}).draw(reference, 10, 0);
   EXPECT_NEAR(ink(seam).coverage, ink(reference).coverage, ink(reference).coverage * 0.01);
+}
+
+TEST(TextLayoutTest, LongTextsLayOutWhole) {
+  // Many paragraphs, and one paragraph far wider than Pango's units reach, wrapped in a column.
+  std::string paragraphs;
+  for (int i = 0; i < 3000; ++i) {
+    paragraphs += "Line " + std::to_string(i) + "\n";
+  }
+  const TextLayout lines(text(paragraphs.c_str(), style(10)), {400, std::nullopt});
+  EXPECT_EQ(lines.lineCount(), 3001u);
+  std::string words;
+  for (int i = 0; i < 12000; ++i) {
+    words += "Breaking news ";
+  }
+  const TextLayout column(text(words.c_str(), style(40)), {1920, std::nullopt});
+  EXPECT_GT(column.lineCount(), 300u);
+  EXPECT_GT(column.usedRect().width, 1800);
+  EXPECT_LE(column.usedRect().width, 1920);
 }
 
 TEST(TextLayoutTest, CountsWords) {

@@ -263,7 +263,8 @@ TEST(RichTextPatchesTest, EveryPatchIsRegistered) {
   registerRichTextPatches(registry);
   for (const char* name :
        {"RTF_StylePlugIn", "RTF_String_PrinterPlugIn", "RTF_String_CheckerPlugIn", "RTF_String_LengthPlugIn",
-        "RTF_String_SubrangePlugIn", "RTF_String_With_StringPlugIn", "RTF_String_to_Plain_TextPlugIn"}) {
+        "RTF_String_SubrangePlugIn", "RTF_String_With_StringPlugIn", "RTF_String_to_Plain_TextPlugIn",
+        "Image_With_RTF_StringPlugIn", "RTF_File_ReaderPlugIn", "RTF_File_to_ImagePlugIn"}) {
     ASSERT_NE(registry.create(name), nullptr) << name;
   }
 }

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace qva {
+
+class PatchRegistry;
+
+void registerGpiPatches(PatchRegistry& registry);
+
+}  // namespace qva

@@ -1,0 +1,29 @@
+#include "patches/richtext/RichTextBitmap.h"
+
+#include <cmath>
+#include <limits>
+
+#include "framework/ProcessLog.h"
+#include "framework/StringFormat.h"
+
+namespace qva {
+
+std::optional<Bitmap> RichTextBitmap::allocate(std::uint32_t width, std::uint32_t height,
+                                               const std::string& origin) {
+  constexpr auto kLargestSide = static_cast<std::uint32_t>(std::numeric_limits<int>::max());
+  std::optional<Bitmap> bitmap;
+  if (width <= kLargestSide && height <= kLargestSide) {
+    bitmap =
+        Bitmap::allocate(static_cast<int>(width), static_cast<int>(height), Bitmap::paddedRowBytes(width));
+  }
+  if (!bitmap) {
+    const double mebibytes = static_cast<double>(Bitmap::paddedRowBytes(width)) * height / (1 << 20);
+    ProcessLog::write(
+        formatString("%s no image: %ux%u pixels (%.0f MiB) cannot be allocated; an image takes at "
+                     "most %zu MiB",
+                     origin.c_str(), width, height, std::ceil(mebibytes), Bitmap::maximumBytes >> 20));
+  }
+  return bitmap;
+}
+
+}  // namespace qva
