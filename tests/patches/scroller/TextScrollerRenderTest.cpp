@@ -282,7 +282,7 @@ TEST_F(TextScrollerRenderTest, PositionsThroughTheDrive) {
 // Shown pixel for pixel, the crawl draws itself straight onto the canvas: in either direction, across
 // the tiles' seam and with each blending, the frame is the one its texture drawn there gives.
 TEST(TextScrollerCanvasTest, DrawnInPlaceAsItsTextureWouldBe) {
-  auto creation = Renderer::create(96, 40);
+  auto creation = Renderer::create(96, 80);
   if (!creation.renderer) {
     GTEST_SKIP() << creation.error;
   }
@@ -291,11 +291,11 @@ TEST(TextScrollerCanvasTest, DrawnInPlaceAsItsTextureWouldBe) {
   ExecutionContext& context = driver.context();
   context.setGLContext(&renderer.gl());
   driver.set("inputWidth", Value(std::uint32_t{kWidth}));
-  driver.set("inputHeight", Value(std::uint32_t{kHeight}));
+  driver.set("inputHeight", Value(std::uint32_t{60}));
   driver.set("inputSpeed", Value(kSpeed));
   driver.set("inputStrings", stringArray({"Crawling news text", "crosses tiles"}));
   HostBillboard billboard;
-  auto frame = Bitmap::allocate(96, 40, 96 * 4);
+  auto frame = Bitmap::allocate(96, 80, 96 * 4);
   const auto frameShowing = [&](const ImageRef& image) {
     renderer.beginFrame(context, Color{0.2, 0.4, 0.6, 0.5});
     billboard.setInputValue("inputImage", Value(image));
@@ -303,7 +303,7 @@ TEST(TextScrollerCanvasTest, DrawnInPlaceAsItsTextureWouldBe) {
     EXPECT_TRUE(billboard.execute(context, 0, Arguments()));
     billboard.finishExecution();
     renderer.readFrame(frame->bytes(), frame->rowBytes());
-    return std::vector<std::uint8_t>(frame->bytes(), frame->bytes() + 96 * 4 * 40);
+    return std::vector<std::uint8_t>(frame->bytes(), frame->bytes() + 96 * 4 * 80);
   };
   int inked = 0;
   for (const std::uint32_t direction : {0u, 1u}) {
