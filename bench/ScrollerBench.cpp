@@ -45,7 +45,8 @@ void runOnce(Patch& patch, ExecutionContext& context, double time) {
   patch.finishExecution();
 }
 
-void BM_ScrollerCrawl(benchmark::State& state) {
+// The crawl, shown that many pixels (or fractions of one) right of the canvas's middle.
+void crawl(benchmark::State& state, double offset) {
   auto creation = Renderer::create(kWidth, kHeight);
   if (!creation.renderer) {
     state.SkipWithError(creation.error.c_str());
@@ -72,8 +73,9 @@ void BM_ScrollerCrawl(benchmark::State& state) {
   for (const char* key : {"inputRTFStyle", "inputSeparatorRTFStyle"}) {
     scroller.setInputValue(key, Value(RTF_StylePlugIn::styleString(style).value_or("")));
   }
-  // Width 0 draws the image pixel for pixel, here on whole pixels in the canvas's middle.
+  // Width 0 draws the image pixel for pixel, on whole pixels in the canvas's middle when not offset.
   HostBillboard billboard;
+  billboard.setInputValue("inputX", Value(offset * 2 / kWidth));
   renderer.beginFrame(context, Color{0, 0, 0, 0});
   scroller.startExecution(context);
   billboard.startExecution(context);
@@ -105,7 +107,17 @@ void BM_ScrollerCrawl(benchmark::State& state) {
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
   state.counters["build_ms"] = buildSeconds * 1000;
 }
+
+void BM_ScrollerCrawl(benchmark::State& state) {
+  crawl(state, 0);
+}
 BENCHMARK(BM_ScrollerCrawl)->Arg(10)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// A quarter of a pixel off the pixel grid, the crawl is drawn into a texture each frame and filtered.
+void BM_ScrollerCrawlOffGrid(benchmark::State& state) {
+  crawl(state, 0.25);
+}
+BENCHMARK(BM_ScrollerCrawlOffGrid)->Arg(100)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // FFmpeg's drawtext crawling the same text at the same size and speed over a transparent 1080p source,
 // its frames thrown away: frames a second of the whole run, start-up included. The second argument 0

@@ -52,10 +52,17 @@ class Image {
   virtual std::optional<PixelBufferView> pixelBuffer() const = 0;
   // The GL texture, when that is the image's own representation.
   virtual std::optional<TextureView> texture() const { return std::nullopt; }
-  // Images drawn on demand draw themselves into the framebuffer the host has bound (the image's size,
-  // viewport set, projection the identity); false when the image cannot be drawn.
+  // Images drawn on demand draw themselves from -1 to 1 on both axes under the host's matrices, into
+  // the viewport the host has set: a framebuffer of the image's size, cleared and without blending,
+  // or for images that render every pixel once perhaps their place on a canvas. False when the image
+  // cannot be drawn.
   virtual bool canRender() const { return false; }
   virtual bool render(GLContext& context) const;
+  // Whether render() sets every pixel of its frame exactly once, with quads that cover the frame without
+  // overlapping, and leaves blending as the host set it. The host then clears nothing for the image,
+  // and may draw it straight onto a canvas, blended as its texture would be: the same pixels without
+  // the texture.
+  virtual bool rendersEveryPixelOnce() const { return false; }
 
   Representation* convertedRepresentation() const { return converted_.get(); }
   void setConvertedRepresentation(std::unique_ptr<Representation> representation) const;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "foundation/gl/GLContext.h"
 #include "foundation/gl/WindowTransform.h"
@@ -12,17 +13,26 @@ namespace qva {
 
 namespace {
 
-// Whether the quad from (left, bottom) to (right, top) covers exactly width × height whole window pixels
-// under the current matrices and viewport. Then every pixel centre meets a texel centre, and nearest
-// sampling gives what linear sampling does from a quarter of the texel reads: artwork made at the
-// output's size is the common case, and large images are what costs most to draw.
-bool coversWholePixels(double left, double bottom, double right, double top, int width, int height) {
+// Where the quad from (left, bottom) to (right, top) lies in the window when it covers exactly width ×
+// height whole window pixels under the current matrices and viewport: its lower-left pixel, and which
+// ways its corners are swapped. Then every pixel centre meets a texel centre, and nearest sampling gives
+// what linear sampling does from a quarter of the texel reads: artwork made at the output's size is
+// the common case, and large images are what costs most to draw.
+struct PixelPlacement {
+  int x = 0;
+  int y = 0;
+  bool mirrored = false;
+  bool upsideDown = false;
+};
+
+std::optional<PixelPlacement> wholePixelPlacement(double left, double bottom, double right, double top,
+                                                  int width, int height) {
   const auto transform = WindowTransform::current();
   // A sub-texel offset below 1/10,000 is below any sampler's weight precision.
   constexpr double tolerance = 1e-4;
   const auto near = [](double a, double b) { return std::abs(a - b) < tolerance; };
   if (!transform || !near(transform->xy, 0) || !near(transform->yx, 0)) {
-    return false;  // in perspective or turned
+    return std::nullopt;  // in perspective or turned
   }
   const double x0 = transform->xx * left + transform->x0;
   const double x1 = transform->xx * right + transform->x0;
@@ -30,8 +40,50 @@ bool coversWholePixels(double left, double bottom, double right, double top, int
   const double y1 = transform->yy * top + transform->y0;
   const double startX = std::min(x0, x1);
   const double startY = std::min(y0, y1);
-  return near(std::abs(x1 - x0), width) && near(std::abs(y1 - y0), height) &&
-         near(startX, std::round(startX)) && near(startY, std::round(startY));
+  if (!near(std::abs(x1 - x0), width) || !near(std::abs(y1 - y0), height) ||
+      !near(startX, std::round(startX)) || !near(startY, std::round(startY))) {
+    return std::nullopt;
+  }
+  return PixelPlacement{static_cast<int>(std::lround(startX)), static_cast<int>(std::lround(startY)), x1 < x0,
+                        y1 < y0};
+}
+
+// Draws the texture over the quad with the bound blending, multiplied by the tint if there is one.
+bool drawTexture(GLContext& gl, const TextureView& texture, double left, double bottom, double right,
+                 double top, bool nearest, const std::optional<Color>& tint) {
+  // Through GLSL rather than fixed-function texturing: see GLContext::texturingProgram.
+  const unsigned program = gl.texturingProgram(texture.target, tint.has_value());
+  if (program == 0) {
+    return false;
+  }
+  GLContext::bindTexture(texture, 0, true);
+  const GLenum target = GLContext::glTarget(texture.target);
+  const GLint filter = nearest ? GL_NEAREST : GL_LINEAR;
+  glTexParameteri(target, GL_TEXTURE_MIN_FILTER, filter);
+  glTexParameteri(target, GL_TEXTURE_MAG_FILTER, filter);
+  GLint previousProgram = 0;
+  glGetIntegerv(GL_CURRENT_PROGRAM, &previousProgram);
+  glUseProgram(program);
+  glUniform1i(glGetUniformLocation(program, "image"), 0);
+  if (tint) {
+    // The texture holds premultiplied colour, so the tint is premultiplied too.
+    glUniform4f(glGetUniformLocation(program, "tint"), static_cast<GLfloat>(tint->red * tint->alpha),
+                static_cast<GLfloat>(tint->green * tint->alpha),
+                static_cast<GLfloat>(tint->blue * tint->alpha), static_cast<GLfloat>(tint->alpha));
+  }
+  glBegin(GL_QUADS);
+  glTexCoord2d(0, 0);
+  glVertex2d(left, bottom);
+  glTexCoord2d(1, 0);
+  glVertex2d(right, bottom);
+  glTexCoord2d(1, 1);
+  glVertex2d(right, top);
+  glTexCoord2d(0, 1);
+  glVertex2d(left, top);
+  glEnd();
+  glUseProgram(static_cast<GLuint>(previousProgram));
+  GLContext::unbindTexture(texture, 0);
+  return true;
 }
 
 }  // namespace
@@ -66,29 +118,25 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
     return false;
   }
   const ImageRef image = valueForInputKey("inputImage").imageValue();
-  if (!image) {
-    return true;
-  }
-  // Images without a texture of their own get a 2D one, which the fast path reads (see
-  // GLContext::texturingProgram).
-  const auto texture = gl->textureForImage(*image, TextureTarget::Texture2D);
-  if (!texture) {
+  if (!image || image->width() <= 0 || image->height() <= 0) {
     return true;
   }
   double width = inputNumber("inputWidth");
   if (width == 0 && context.viewport().width > 0) {
-    width = static_cast<double>(texture->width) / context.viewport().width * context.bounds().width;
+    width = static_cast<double>(image->width()) / context.viewport().width * context.bounds().width;
   }
-  const double height = width * texture->height / texture->width;
+  const double height = width * image->height() / image->width();
   const double x = inputNumber("inputX");
   const double y = inputNumber("inputY");
-  const Color tint = valueForInputKey("inputColor").colorValue().value_or(Color{1, 1, 1, 1});
-  const bool tinted = tint.red != 1 || tint.green != 1 || tint.blue != 1 || tint.alpha != 1;
-  // Through GLSL rather than fixed-function texturing: see GLContext::texturingProgram.
-  const unsigned program = gl->texturingProgram(texture->target, tinted);
-  if (program == 0) {
-    return false;
+  const double left = x - width / 2;
+  const double right = x + width / 2;
+  const double bottom = y - height / 2;
+  const double top = y + height / 2;
+  std::optional<Color> tint = valueForInputKey("inputColor").colorValue();
+  if (tint && tint->red == 1 && tint->green == 1 && tint->blue == 1 && tint->alpha == 1) {
+    tint.reset();  // white leaves the image as it is
   }
+  const auto placement = wholePixelPlacement(left, bottom, right, top, image->width(), image->height());
 
   glPushAttrib(GL_ALL_ATTRIB_BITS);
   switch (inputIndex("inputBlending")) {
@@ -105,38 +153,19 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
       break;
   }
   glDisable(GL_DEPTH_TEST);
-  GLContext::bindTexture(*texture, 0, true);
-  const GLenum target = GLContext::glTarget(texture->target);
-  const GLint filter = coversWholePixels(x - width / 2, y - height / 2, x + width / 2, y + height / 2,
-                                         texture->width, texture->height)
-                           ? GL_NEAREST
-                           : GL_LINEAR;
-  glTexParameteri(target, GL_TEXTURE_MIN_FILTER, filter);
-  glTexParameteri(target, GL_TEXTURE_MAG_FILTER, filter);
-  GLint previousProgram = 0;
-  glGetIntegerv(GL_CURRENT_PROGRAM, &previousProgram);
-  glUseProgram(program);
-  glUniform1i(glGetUniformLocation(program, "image"), 0);
-  if (tinted) {
-    // The texture holds premultiplied colour, so the tint is premultiplied too.
-    glUniform4f(glGetUniformLocation(program, "tint"), static_cast<GLfloat>(tint.red * tint.alpha),
-                static_cast<GLfloat>(tint.green * tint.alpha), static_cast<GLfloat>(tint.blue * tint.alpha),
-                static_cast<GLfloat>(tint.alpha));
+  // An image that renders every pixel once, shown pixel for pixel, draws itself in place: its texture
+  // would only be copied there.
+  bool drawn =
+      !tint && placement &&
+      gl->renderImageInPlace(*image, placement->x, placement->y, placement->mirrored, placement->upsideDown);
+  if (!drawn) {
+    // Images without a texture of their own get a 2D one, which the fast path reads (see
+    // GLContext::texturingProgram).
+    const auto texture = gl->textureForImage(*image, TextureTarget::Texture2D);
+    drawn = !texture || drawTexture(*gl, *texture, left, bottom, right, top, placement.has_value(), tint);
   }
-  glBegin(GL_QUADS);
-  glTexCoord2d(0, 0);
-  glVertex2d(x - width / 2, y - height / 2);
-  glTexCoord2d(1, 0);
-  glVertex2d(x + width / 2, y - height / 2);
-  glTexCoord2d(1, 1);
-  glVertex2d(x + width / 2, y + height / 2);
-  glTexCoord2d(0, 1);
-  glVertex2d(x - width / 2, y + height / 2);
-  glEnd();
-  glUseProgram(static_cast<GLuint>(previousProgram));
-  GLContext::unbindTexture(*texture, 0);
   glPopAttrib();
-  return GLContext::takeError() == 0;
+  return drawn && GLContext::takeError() == 0;
 }
 
 }  // namespace qva

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <random>
+#include <vector>
 
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/image/Bitmap.h"
@@ -49,6 +51,28 @@ class RendererTest : public ::testing::Test {
       }
     }
     return std::move(*bitmap).toImage();
+  }
+
+  // Pixels of every alpha from transparent to opaque, each colour channel at most its alpha.
+  static ImageRef assorted(int width, int height, unsigned seed) {
+    auto bitmap = Bitmap::allocate(width, height, Bitmap::paddedRowBytes(width));
+    std::minstd_rand random(seed);
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        const auto alpha = static_cast<std::uint8_t>(x % 3 == 0 ? 255 * (y % 2) : random() % 256);
+        std::uint8_t* pixel = bitmap->row(y) + x * 4;
+        for (int channel = 0; channel < 3; ++channel) {
+          pixel[channel] = static_cast<std::uint8_t>(random() % (alpha + 1));
+        }
+        pixel[3] = alpha;
+      }
+    }
+    return std::move(*bitmap).toImage();
+  }
+
+  std::vector<std::uint8_t> frame() {
+    renderer_->readFrame(frame_->bytes(), frame_->rowBytes());
+    return {frame_->bytes(), frame_->bytes() + frame_->rowBytes() * 36};
   }
 
   TaskQueue queue_;
@@ -176,6 +200,90 @@ TEST_F(RendererTest, BillboardDrawsImagesWithRectangleTexturesAlike) {
   run(billboard);
   EXPECT_EQ(pixel(31, 18)[2], 0);
   EXPECT_NEAR(pixel(32, 17)[0], 64, 1);
+}
+
+// An image drawn on demand the way the text scroller's is: the two halves of a texture, swapped, as two
+// textured quads that cover it once.
+class SwappedHalvesImage final : public Image {
+ public:
+  explicit SwappedHalvesImage(const TextureView& texture) : texture_(texture) {}
+  int width() const override { return texture_.width; }
+  int height() const override { return texture_.height; }
+  std::optional<PixelBufferView> pixelBuffer() const override { return std::nullopt; }
+  bool canRender() const override { return true; }
+  bool rendersEveryPixelOnce() const override { return true; }
+  bool render(GLContext& context) const override {
+    const unsigned program = context.texturingProgram(texture_.target, false);
+    glUseProgram(program);
+    glUniform1i(glGetUniformLocation(program, "image"), 0);
+    GLContext::bindTexture(texture_, 0, true);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glBegin(GL_QUADS);
+    for (const double left : {-1.0, 0.0}) {
+      const double from = left < 0 ? 0.5 : 0;
+      glTexCoord2d(from, 0);
+      glVertex2d(left, -1);
+      glTexCoord2d(from + 0.5, 0);
+      glVertex2d(left + 1, -1);
+      glTexCoord2d(from + 0.5, 1);
+      glVertex2d(left + 1, 1);
+      glTexCoord2d(from, 1);
+      glVertex2d(left, 1);
+    }
+    glEnd();
+    GLContext::unbindTexture(texture_, 0);
+    glUseProgram(0);
+    return program != 0;
+  }
+
+ private:
+  TextureView texture_;
+};
+
+// Shown pixel for pixel, an image that renders every pixel once draws itself straight onto the canvas,
+// making no texture: over assorted pixels, with each blending, upright or turned round, the frame is
+// the one its texture drawn there gives.
+TEST_F(RendererTest, ImagesThatRenderEveryPixelOnceDrawInPlaceAsTheirTextureWould) {
+  const ImageRef source = assorted(6, 4, 1);
+  const auto texture = renderer_->gl().textureForImage(*source, TextureTarget::Texture2D);
+  ASSERT_TRUE(texture);
+  HostBillboard background;
+  background.setInputValue("inputImage", Value(assorted(64, 36, 2)));
+  background.setInputValue("inputBlending", Value(std::uint32_t{0}));
+  HostBillboard billboard;
+  // 34 to 40 across, 16 to 20 up.
+  billboard.setInputValue("inputX", Value(5.0 / 32));
+  const auto frameShowing = [&](const ImageRef& image) {
+    renderer_->beginFrame(context_, Color{0, 0, 0, 0});
+    run(background);
+    billboard.setInputValue("inputImage", Value(image));
+    run(billboard);
+    return frame();
+  };
+  for (const std::uint32_t blending : {0u, 1u, 2u}) {
+    for (const double width : {0.0, -6.0 / 32}) {
+      billboard.setInputValue("inputBlending", Value(blending));
+      billboard.setInputValue("inputWidth", Value(width));
+      const auto drawn = std::make_shared<SwappedHalvesImage>(*texture);
+      const auto inPlace = frameShowing(drawn);
+      EXPECT_EQ(drawn->convertedRepresentation(), nullptr);
+      const auto converted = renderer_->gl().textureForImage(*drawn, TextureTarget::Texture2D);
+      ASSERT_TRUE(converted);
+      EXPECT_EQ(inPlace, frameShowing(std::make_shared<TextureImage>(*converted, nullptr)))
+          << "blending " << blending << ", width " << width;
+    }
+  }
+  // Tinted, off whole pixels or further out than viewports reach, it is shown through its texture.
+  const Color tints[] = {{1, 1, 1, 0.5}, {1, 1, 1, 1}, {1, 1, 1, 1}};
+  const double xs[] = {0, 0.25 / 32, -100000.0 / 32};
+  for (int i = 0; i < 3; ++i) {
+    billboard.setInputValue("inputColor", Value(tints[i]));
+    billboard.setInputValue("inputX", Value(xs[i]));
+    const auto drawn = std::make_shared<SwappedHalvesImage>(*texture);
+    frameShowing(drawn);
+    EXPECT_NE(drawn->convertedRepresentation(), nullptr) << i;
+  }
 }
 
 TEST_F(RendererTest, ClearPaintsItsColourAndWithoutGLFails) {

@@ -18,30 +18,39 @@ std::optional<Framebuffer> Framebuffer::create(int width, int height, TextureTar
     return std::nullopt;
   }
   GLContext::takeError();
-  Framebuffer result;
-  result.width_ = width;
-  result.height_ = height;
-  result.target_ = target;
   const GLenum glTarget = GLContext::glTarget(target);
   GLint previousTexture = 0;
   glGetIntegerv(target == TextureTarget::Rectangle ? GL_TEXTURE_BINDING_RECTANGLE : GL_TEXTURE_BINDING_2D,
                 &previousTexture);
-  glGenTextures(1, &result.texture_);
-  glBindTexture(glTarget, result.texture_);
-  glTexParameteri(glTarget, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  glTexParameteri(glTarget, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-  glTexParameteri(glTarget, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  glTexParameteri(glTarget, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+  GLuint texture = 0;
+  glGenTextures(1, &texture);
+  glBindTexture(glTarget, texture);
   GLContext::specifyTexture(glTarget, width, height, nullptr);
   glBindTexture(glTarget, static_cast<GLuint>(previousTexture));
+  const TextureView made{texture, target, width, height, false};
+  GLContext::resetSampling(made);
+  auto result = adopt(made);
+  if (!result || (depth && !result->attachDepth())) {
+    return std::nullopt;
+  }
+  return result;
+}
+
+std::optional<Framebuffer> Framebuffer::adopt(const TextureView& texture) {
+  Framebuffer result;
+  result.width_ = texture.width;
+  result.height_ = texture.height;
+  result.target_ = texture.target;
+  result.texture_ = texture.name;
   GLint previousFramebuffer = 0;
   glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &previousFramebuffer);
   glGenFramebuffers(1, &result.framebuffer_);
   glBindFramebuffer(GL_FRAMEBUFFER, result.framebuffer_);
-  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, glTarget, result.texture_, 0);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GLContext::glTarget(texture.target),
+                         texture.name, 0);
   const bool complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
   glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(previousFramebuffer));
-  if (!complete || GLContext::takeError() != 0 || (depth && !result.attachDepth())) {
+  if (!complete || GLContext::takeError() != 0) {
     return std::nullopt;
   }
   return result;

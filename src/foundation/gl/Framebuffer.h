@@ -14,6 +14,9 @@ class Framebuffer {
  public:
   // Nothing when the size is empty or beyond the driver's limits, or the driver refuses the target.
   static std::optional<Framebuffer> create(int width, int height, TextureTarget target, bool depth);
+  // A target drawing into a texture made before, which it owns from now on; nothing (and the texture
+  // deleted) when the driver cannot draw into it.
+  static std::optional<Framebuffer> adopt(const TextureView& texture);
   Framebuffer(Framebuffer&& other) noexcept;
   Framebuffer& operator=(Framebuffer&& other) noexcept;
   Framebuffer(const Framebuffer&) = delete;

@@ -15,13 +15,48 @@
 
 namespace qva {
 
-// What the context made of an image: a texture it owns and/or pixels read back.
+// Textures of images drawn on demand that have gone, a few of them, newest last: taking one of the right
+// kind and size for the next image to draw into spares making a texture and the driver's first touch of
+// its memory. The context deletes its textures with itself.
+class GLContext::SpareTextures {
+ public:
+  void give(const TextureView& texture) {
+    if (textures_.size() == kKept) {
+      glDeleteTextures(1, &textures_.front().name);
+      textures_.erase(textures_.begin());
+    }
+    textures_.push_back(texture);
+  }
+
+  std::optional<TextureView> take(TextureTarget target, int width, int height) {
+    for (auto spare = textures_.rbegin(); spare != textures_.rend(); ++spare) {
+      if (spare->target == target && spare->width == width && spare->height == height) {
+        const TextureView taken = *spare;
+        textures_.erase(std::next(spare).base());
+        return taken;
+      }
+    }
+    return std::nullopt;
+  }
+
+ private:
+  static constexpr std::size_t kKept = 4;
+  std::vector<TextureView> textures_;
+};
+
+// What the context made of an image: textures it owns and/or pixels read back.
 class GLContext::Converted final : public Image::Representation {
  public:
-  explicit Converted(std::weak_ptr<bool> alive) : alive_(std::move(alive)) {}
+  explicit Converted(std::weak_ptr<SpareTextures> spares) : spares_(std::move(spares)) {}
   ~Converted() override {
+    const auto spares = spares_.lock();
+    if (!spares) {
+      return;
+    }
     for (TextureView& texture : textures) {
-      if (texture.name != 0 && !alive_.expired()) {
+      if (texture.name != 0 && drawn) {
+        spares->give(texture);
+      } else if (texture.name != 0) {
         glDeleteTextures(1, &texture.name);
       }
     }
@@ -31,10 +66,12 @@ class GLContext::Converted final : public Image::Representation {
 
   // One texture of each kind, indexed by TextureTarget.
   std::array<TextureView, 2> textures;
+  // Whether the textures hold a drawing rather than uploaded pixels.
+  bool drawn = false;
   std::optional<Bitmap> pixels;
 
  private:
-  std::weak_ptr<bool> alive_;
+  std::weak_ptr<SpareTextures> spares_;
 };
 
 namespace {
@@ -138,10 +175,13 @@ GLContext::Creation GLContext::create() {
 }
 
 GLContext::GLContext(void* display, void* context, std::string description)
-    : display_(display), context_(context), description_(std::move(description)) {}
+    : display_(display),
+      context_(context),
+      description_(std::move(description)),
+      spareTextures_(std::make_shared<SpareTextures>()) {}
 
 GLContext::~GLContext() {
-  alive_.reset();
+  spareTextures_.reset();
   if (eglGetCurrentContext() == context_) {
     const bool restored = previous_.context != EGL_NO_CONTEXT &&
                           eglMakeCurrent(previous_.display, previous_.drawSurface, previous_.readSurface,
@@ -189,6 +229,20 @@ void GLContext::specifyTexture(unsigned target, int width, int height, const voi
   glTexImage2D(target, 0, GL_RGBA, width, height, 0, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, bgra);
 }
 
+void GLContext::resetSampling(const TextureView& texture) {
+  const GLenum target = glTarget(texture.target);
+  GLint previous = 0;
+  glGetIntegerv(
+      texture.target == TextureTarget::Rectangle ? GL_TEXTURE_BINDING_RECTANGLE : GL_TEXTURE_BINDING_2D,
+      &previous);
+  glBindTexture(target, texture.name);
+  glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+  glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+  glBindTexture(target, static_cast<GLuint>(previous));
+}
+
 unsigned GLContext::texturingProgram(TextureTarget target, bool tinted) {
   static const std::string vertex =
       "varying vec2 position;"
@@ -222,7 +276,7 @@ GLContext::Converted& GLContext::converted(const Image& image) {
   if (existing != nullptr) {
     return *existing;
   }
-  auto made = std::make_unique<Converted>(alive_);
+  auto made = std::make_unique<Converted>(spareTextures_);
   Converted& result = *made;
   image.setConvertedRepresentation(std::move(made));
   return result;
@@ -237,11 +291,13 @@ std::optional<TextureView> GLContext::textureForImage(const Image& image, Textur
   if (width <= 0 || height <= 0) {
     return std::nullopt;
   }
-  TextureView& made = converted(image).textures[static_cast<std::size_t>(target)];
+  Converted& cache = converted(image);
+  TextureView& made = cache.textures[static_cast<std::size_t>(target)];
   if (made.name != 0) {
     return made;
   }
   const GLenum glTexture = glTarget(target);
+  std::optional<TextureView> spare;
   glPushAttrib(GL_ALL_ATTRIB_BITS);
   glPushClientAttrib(GL_CLIENT_ALL_ATTRIB_BITS);
   takeError();
@@ -253,40 +309,37 @@ std::optional<TextureView> GLContext::textureForImage(const Image& image, Textur
       GLuint name = 0;
       glGenTextures(1, &name);
       glBindTexture(glTexture, name);
-      glTexParameteri(glTexture, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-      glTexParameteri(glTexture, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-      glTexParameteri(glTexture, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-      glTexParameteri(glTexture, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+      resetSampling({name, target, width, height, true});
       glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
       glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(pixels->rowBytes / 4));
       specifyTexture(glTexture, width, height, pixels->bytes);
       made = {name, target, width, height, true};
     }
   } else if (image.canRender()) {
-    if (auto framebuffer = Framebuffer::create(width, height, target, false)) {
+    spare = spareTextures_->take(target, width, height);
+    if (auto framebuffer =
+            spare ? Framebuffer::adopt(*spare) : Framebuffer::create(width, height, target, false)) {
       framebuffer->bind();
-      glMatrixMode(GL_PROJECTION);
-      glPushMatrix();
-      glLoadIdentity();
-      glMatrixMode(GL_MODELVIEW);
-      glPushMatrix();
-      glLoadIdentity();
-      glClearColor(0, 0, 0, 0);
-      glClear(GL_COLOR_BUFFER_BIT);
-      const bool drawn = image.render(*this);
-      glMatrixMode(GL_PROJECTION);
-      glPopMatrix();
-      glMatrixMode(GL_MODELVIEW);
-      glPopMatrix();
+      glDisable(GL_BLEND);
+      if (!image.rendersEveryPixelOnce()) {
+        glClearColor(0, 0, 0, 0);
+        glClear(GL_COLOR_BUFFER_BIT);
+      }
+      const bool drawn = renderImage(image, 1, 1);
       framebuffer->unbind();
       if (drawn) {
         made = framebuffer->texture();
         framebuffer->releaseTexture();
+        cache.drawn = true;
       }
     }
   }
   glPopClientAttrib();
   glPopAttrib();
+  // After the pop, which gives back the sampling of whatever texture was bound at the push.
+  if (spare && made.name == spare->name) {
+    resetSampling(made);
+  }
   if (takeError() != 0 && made.name != 0) {
     glDeleteTextures(1, &made.name);
     made = {};
@@ -295,6 +348,43 @@ std::optional<TextureView> GLContext::textureForImage(const Image& image, Textur
     return std::nullopt;
   }
   return made;
+}
+
+bool GLContext::renderImage(const Image& image, double xSign, double ySign) {
+  glMatrixMode(GL_PROJECTION);
+  glPushMatrix();
+  glLoadIdentity();
+  glScaled(xSign, ySign, 1);
+  glMatrixMode(GL_MODELVIEW);
+  glPushMatrix();
+  glLoadIdentity();
+  const bool drawn = image.render(*this);
+  glMatrixMode(GL_PROJECTION);
+  glPopMatrix();
+  glMatrixMode(GL_MODELVIEW);
+  glPopMatrix();
+  return drawn;
+}
+
+bool GLContext::renderImageInPlace(const Image& image, int x, int y, bool mirrored, bool upsideDown) {
+  GLint largest[2] = {0, 0};
+  glGetIntegerv(GL_MAX_VIEWPORT_DIMS, largest);
+  const int width = image.width();
+  const int height = image.height();
+  // Within the largest viewport's size of the origin, the viewport lies where it is put: drivers clamp
+  // its corner to a range at least twice that size.
+  const auto fits = [](int start, int length, int limit) {
+    return length > 0 && start >= -limit && start <= limit - length;
+  };
+  if (!image.rendersEveryPixelOnce() || !image.canRender() || !fits(x, width, largest[0]) ||
+      !fits(y, height, largest[1])) {
+    return false;
+  }
+  glPushAttrib(GL_VIEWPORT_BIT);
+  glViewport(x, y, width, height);
+  const bool drawn = renderImage(image, mirrored ? -1 : 1, upsideDown ? -1 : 1);
+  glPopAttrib();
+  return drawn;
 }
 
 std::optional<PixelBufferView> GLContext::pixelsForImage(const Image& image) {

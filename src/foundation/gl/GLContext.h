@@ -43,6 +43,12 @@ class GLContext {
                                              TextureTarget target = TextureTarget::Rectangle);
   // The image's pixels: its own, or read back from its texture or drawing.
   std::optional<PixelBufferView> pixelsForImage(const Image& image);
+  // Draws an image that renders every pixel once (Image::rendersEveryPixelOnce) straight into the bound
+  // framebuffer, over the window rectangle of its own size whose lower-left pixel is (x, y), mirrored
+  // and upside down as asked, with the blending the caller set: the pixels that drawing its texture
+  // there with nearest sampling gives, without making the texture. False for other images, places
+  // beyond the driver's viewports, and drawing that fails.
+  bool renderImageInPlace(const Image& image, int x, int y, bool mirrored, bool upsideDown);
 
   // Binds a texture to a texture unit and enables its target, with a texture matrix under which (0, 0)
   // is the image's lower-left corner and (1, 1) its upper-right one (with normalizedCoordinates; texel
@@ -60,6 +66,9 @@ class GLContext {
   // BGRA words lets the driver store BGRA, so uploads and reads as BGRA are plain copies and Mesa's
   // fast path for textured quads can read the texture; a sized RGBA8 request gets RGBA storage.
   static void specifyTexture(unsigned target, int width, int height, const void* bgra);
+  // Gives the texture what the textures the context makes start with: linear filtering without
+  // mipmaps, edges clamped. The texture bound before stays bound.
+  static void resetSampling(const TextureView& texture);
 
   // A program of the two GLSL texts, compiled and linked once and kept as long as the context; 0 when
   // the driver refuses them.
@@ -77,6 +86,7 @@ class GLContext {
 
  private:
   class Converted;
+  class SpareTextures;
   GLContext(void* display, void* context, std::string description);
   struct Binding {
     void* display = nullptr;
@@ -85,13 +95,16 @@ class GLContext {
     void* readSurface = nullptr;
   };
   Converted& converted(const Image& image);
+  // Lets the image draw itself into the viewport with the projection scaled by the given signs.
+  bool renderImage(const Image& image, double xSign, double ySign);
 
   void* display_;
   void* context_;
   std::string description_;
   Binding previous_;
-  // Lets cached textures of images that outlive the context know not to touch it.
-  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  // Textures of drawn images that have gone, for the next ones to draw into: a crawl makes a new image
+  // every frame. Cached textures of images that outlive the context find it gone.
+  std::shared_ptr<SpareTextures> spareTextures_;
   std::map<std::pair<std::string, std::string>, unsigned> programs_;
 };
 

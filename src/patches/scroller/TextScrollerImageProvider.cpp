@@ -86,8 +86,7 @@ bool TextScrollerImageProvider::render(GLContext& context) const {
   if (program == 0) {
     return false;
   }
-  glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_TEXTURE_BIT);
-  glDisable(GL_BLEND);
+  glPushAttrib(GL_ENABLE_BIT | GL_TEXTURE_BIT);
   glDisable(GL_DEPTH_TEST);
   GLint previousProgram = 0;
   glGetIntegerv(GL_CURRENT_PROGRAM, &previousProgram);

@@ -49,6 +49,8 @@ class TextScrollerImageProvider final : public Image {
   // While attached to tiles that have textures.
   bool canRender() const override;
   bool render(GLContext& context) const override;
+  // The two slices of tiles side by side, each pixel from one of them.
+  bool rendersEveryPixelOnce() const override { return true; }
 
  private:
   // One slice of a tile: texels from offset to offset + sliceWidth drawn at image x.

@@ -53,6 +53,26 @@ class HalfRedImage final : public Image {
   mutable int renders = 0;
 };
 
+// An image drawn on demand that paints its whole frame one colour, each pixel once.
+class SolidImage final : public Image {
+ public:
+  SolidImage(int width, double green) : width_(width), green_(green) {}
+  int width() const override { return width_; }
+  int height() const override { return 2; }
+  std::optional<PixelBufferView> pixelBuffer() const override { return std::nullopt; }
+  bool canRender() const override { return true; }
+  bool rendersEveryPixelOnce() const override { return true; }
+  bool render(GLContext&) const override {
+    glColor4d(0, green_, 0, 1);
+    glRectd(-1, -1, 1, 1);
+    return true;
+  }
+
+ private:
+  int width_;
+  double green_;
+};
+
 TEST_F(GLContextTest, DescribesTheDriver) {
   EXPECT_FALSE(gl_->description().empty());
 }
@@ -132,6 +152,62 @@ TEST_F(GLContextTest, DrawnImagesRenderOnceIntoTheirOwnTexture) {
   EXPECT_EQ(shownPixels->bytes[2], 255);
   EXPECT_EQ(shownPixels->bytes[15], 0);
   EXPECT_EQ(shown->renders, 1);
+}
+
+// The texture of a drawn image that has gone is drawn into by the next one of its size, as a new one
+// would be: cleared unless the image paints every pixel, with the sampling a new texture has.
+TEST_F(GLContextTest, TexturesOfDrawnImagesGoneAreDrawnIntoAgain) {
+  auto green = std::make_shared<SolidImage>(4, 1);
+  const auto first = gl_->textureForImage(*green, TextureTarget::Texture2D);
+  ASSERT_TRUE(first);
+  glBindTexture(GL_TEXTURE_2D, first->name);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+  green.reset();
+
+  // Another size or kind makes a texture of its own.
+  const auto wider = std::make_shared<SolidImage>(6, 1);
+  EXPECT_NE(gl_->textureForImage(*wider, TextureTarget::Texture2D)->name, first->name);
+  const auto rectangle = std::make_shared<SolidImage>(4, 1);
+  EXPECT_NE(gl_->textureForImage(*rectangle, TextureTarget::Rectangle)->name, first->name);
+
+  auto halfRed = std::make_shared<HalfRedImage>();
+  const auto second = gl_->textureForImage(*halfRed, TextureTarget::Texture2D);
+  ASSERT_TRUE(second);
+  EXPECT_EQ(second->name, first->name);
+  GLint filter = 0;
+  glBindTexture(GL_TEXTURE_2D, second->name);
+  glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, &filter);
+  EXPECT_EQ(filter, GL_LINEAR);
+  const auto cleared = gl_->pixelsForImage(*halfRed);
+  ASSERT_TRUE(cleared);
+  EXPECT_EQ(cleared->bytes[2], 255);  // left: red
+  EXPECT_EQ(cleared->bytes[1], 0);
+  EXPECT_EQ(cleared->bytes[13], 0);  // right: transparent, no green left over
+  EXPECT_EQ(cleared->bytes[15], 0);
+  halfRed.reset();
+
+  const auto dark = std::make_shared<SolidImage>(4, 0.2);
+  const auto third = gl_->textureForImage(*dark, TextureTarget::Texture2D);
+  ASSERT_TRUE(third);
+  EXPECT_EQ(third->name, first->name);
+  const auto painted = gl_->pixelsForImage(*dark);
+  ASSERT_TRUE(painted);
+  for (int y = 0; y < 2; ++y) {
+    for (int x = 0; x < 4; ++x) {
+      const std::uint8_t* pixel = painted->bytes + y * painted->rowBytes + x * 4;
+      EXPECT_EQ(pixel[1], 51) << x << ", " << y;
+      EXPECT_EQ(pixel[2], 0) << x << ", " << y;
+    }
+  }
+
+  // Uploaded pixels are not kept once their image goes.
+  GLuint uploaded = 0;
+  {
+    const ImageRef pixels = quadrants();
+    uploaded = gl_->textureForImage(*pixels, TextureTarget::Texture2D)->name;
+  }
+  EXPECT_FALSE(glIsTexture(uploaded));
+  EXPECT_EQ(GLContext::takeError(), 0u);
 }
 
 TEST_F(GLContextTest, ProgramsAreBuiltOnceAndRefusedTextGivesNone) {

@@ -8,6 +8,7 @@
 #include "host/CompositionGraph.h"
 #include "host/DriveSession.h"
 #include "host/FrameRenderer.h"
+#include "host/HostBillboard.h"
 #include "host/HostPatches.h"
 #include "patches/AllPatches.h"
 #include "support/CompositionFrames.h"
@@ -277,6 +278,55 @@ TEST_F(TextScrollerRenderTest, PositionsThroughTheDrive) {
     EXPECT_EQ(alphaRow(decoded.bitmap->view(), 10), expectedRow(expected[step][0], expected[step][1]))
         << step;
   }
+}
+
+// Shown pixel for pixel, the crawl draws itself straight onto the canvas: in either direction, across
+// the tiles' seam and with each blending, the frame is the one its texture drawn there gives.
+TEST(TextScrollerCanvasTest, DrawnInPlaceAsItsTextureWouldBe) {
+  auto creation = Renderer::create(96, 80);
+  if (!creation.renderer) {
+    GTEST_SKIP() << creation.error;
+  }
+  Renderer& renderer = *creation.renderer;
+  PatchDriver driver(std::make_unique<TextScrollerPlugIn>());
+  ExecutionContext& context = driver.context();
+  context.setGLContext(&renderer.gl());
+  driver.set("inputWidth", Value(std::uint32_t{kWidth}));
+  driver.set("inputHeight", Value(std::uint32_t{60}));
+  driver.set("inputSpeed", Value(kSpeed));
+  driver.set("inputStrings", stringArray({"Crawling news text", "crosses tiles"}));
+  HostBillboard billboard;
+  auto frame = Bitmap::allocate(96, 80, 96 * 4);
+  const auto frameShowing = [&](const ImageRef& image) {
+    renderer.beginFrame(context, Color{0.2, 0.4, 0.6, 0.5});
+    billboard.setInputValue("inputImage", Value(image));
+    billboard.updateInputChangeFlags();
+    EXPECT_TRUE(billboard.execute(context, 0, Arguments()));
+    billboard.finishExecution();
+    renderer.readFrame(frame->bytes(), frame->rowBytes());
+    return std::vector<std::uint8_t>(frame->bytes(), frame->bytes() + 96 * 4 * 80);
+  };
+  int inked = 0;
+  for (const std::uint32_t direction : {0u, 1u}) {
+    driver.set("inputScrollingDirection", Value(direction));
+    for (const double p : {0.0, 30.0, 70.0, 101.0}) {
+      ASSERT_TRUE(driver.frame(p / kSpeed));
+      const ImageRef image = driver.output("outputImage").imageValue();
+      for (const std::uint32_t blending : {0u, 1u, 2u}) {
+        billboard.setInputValue("inputBlending", Value(blending));
+        const auto inPlace = frameShowing(image);
+        EXPECT_EQ(image->convertedRepresentation(), nullptr);
+        const auto texture = renderer.gl().textureForImage(*image, TextureTarget::Texture2D);
+        ASSERT_TRUE(texture);
+        EXPECT_EQ(inPlace, frameShowing(std::make_shared<TextureImage>(*texture, nullptr)))
+            << "direction " << direction << ", pixel " << p << ", blending " << blending;
+        image->setConvertedRepresentation(nullptr);
+        inked += static_cast<int>(
+            std::count_if(inPlace.begin(), inPlace.end(), [](std::uint8_t b) { return b > 200; }));
+      }
+    }
+  }
+  EXPECT_GT(inked, 500);
 }
 
 TEST(TickerExampleTest, HeadlinesCrawlAlongTheBar) {
