@@ -55,8 +55,8 @@ class LoopbackHTTPServer {
   static std::string response(int status, std::string_view body, std::string_view extraHeaders = {});
   // Keeps proxies named in the environment (a CI machine's, say) away from loopback URLs.
   static void bypassProxiesForLoopback();
-  // A port on the loopback interface on which nothing listens.
-  static std::uint16_t closedPort();
+  // A URL with the path on a loopback port on which nothing listens.
+  static std::string closedURL(const std::string& path);
 
  private:
   void acceptConnections();

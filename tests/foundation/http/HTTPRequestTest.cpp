@@ -201,7 +201,7 @@ TEST_F(HTTPRequestTest, ErrorStatusesAreResponsesButTransportFailuresAreErrors) 
   auto hungUp = request(server.url("/hang-up"));
   ASSERT_TRUE(send(*hungUp));
   EXPECT_NE(hungUp->error().value_or("").find("connection was lost"), std::string::npos);
-  auto unreachable = request("http://127.0.0.1:" + std::to_string(LoopbackHTTPServer::closedPort()) + "/");
+  auto unreachable = request(LoopbackHTTPServer::closedURL("/"));
   ASSERT_TRUE(send(*unreachable));
   EXPECT_NE(unreachable->error().value_or("").find("Could not connect"), std::string::npos);
   auto notHTTP = request("file:///etc/passwd");

@@ -134,8 +134,7 @@ TEST_F(XmlDownloadTest, ASlowOrEndlessFeedFailsAtItsTimeOutWhileTheHostRuns) {
 }
 
 TEST_F(XmlDownloadTest, AnUnreachableHostFailsWithALogLine) {
-  const std::string url =
-      "http://127.0.0.1:" + std::to_string(LoopbackHTTPServer::closedPort()) + "/feed.xml";
+  const std::string url = LoopbackHTTPServer::closedURL("/feed.xml");
   const auto document = QVAXMLPlugInDocument::documentWithURL(url, queue_);
   Reader reader;
   ASSERT_TRUE(load(*document, reader));

@@ -154,8 +154,7 @@ TEST_F(HTTPRequestPlugInTest, ErrorStatusesFinishAndChunkedBodiesShowNoContent) 
 }
 
 TEST_F(HTTPRequestPlugInTest, TransportFailuresSetTheErrorOutputsAndAnEmptyURLClearsThem) {
-  const std::string unreachable =
-      "http://127.0.0.1:" + std::to_string(LoopbackHTTPServer::closedPort()) + "/";
+  const std::string unreachable = LoopbackHTTPServer::closedURL("/");
   frame({{"inputURL", Value(unreachable)}});
   ASSERT_TRUE(frameAfterDelivery());
   EXPECT_TRUE(output("outputError").booleanValue());
