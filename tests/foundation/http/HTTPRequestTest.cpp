@@ -53,11 +53,7 @@ class HTTPRequestTest : public ::testing::Test {
     return waitUntilFinished(request, limit);
   }
   bool waitUntilFinished(HTTPRequest& request, std::chrono::milliseconds limit = 10000ms) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!request.isFinished() && std::chrono::steady_clock::now() < end) {
-      queue_.pumpFor(5ms);
-    }
-    return request.isFinished();
+    return queue_.pumpUntil(limit, [&] { return request.isFinished(); });
   }
 
   TaskQueue queue_;

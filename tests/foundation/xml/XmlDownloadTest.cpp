@@ -46,10 +46,14 @@ class XmlDownloadTest : public ::testing::Test {
   }
   ~XmlDownloadTest() override { ProcessLog::setSink(previousSink_); }
 
-  // Adds the reader and pumps the host queue until it has been told, for at most the limit.
-  bool load(QVAXMLPlugInDocument& document, Reader& reader, std::chrono::milliseconds limit = 5000ms) {
+  // Pumps the host queue until the reader has been told, for at most the limit.
+  bool delivered(const Reader& reader, std::chrono::milliseconds limit = 5000ms) {
+    return queue_.pumpUntil(limit, [&] { return reader.deliveries > 0; });
+  }
+  // Adds the reader and waits until it has been told.
+  bool load(QVAXMLPlugInDocument& document, Reader& reader) {
     document.addUser(&reader);
-    const bool told = queue_.pumpUntil(limit, [&] { return reader.deliveries > 0; });
+    const bool told = delivered(reader);
     document.removeUser(&reader);
     return told;
   }
@@ -86,7 +90,7 @@ TEST_F(XmlDownloadTest, AFeedServedOverHTTPIsDeliveredOnTheHostQueue) {
       std::this_thread::sleep_for(10ms);
     }
     EXPECT_EQ(reader.deliveries, 0);
-    ASSERT_TRUE(queue_.pumpUntil(5s, [&] { return reader.deliveries > 0; }));
+    ASSERT_TRUE(delivered(reader));
     document->removeUser(&reader);
     EXPECT_EQ(server.requests().back().target, "/feed.xml");
     EXPECT_EQ(reader.thread, std::this_thread::get_id());
@@ -122,7 +126,7 @@ TEST_F(XmlDownloadTest, ASlowOrEndlessFeedFailsAtItsTimeOutWhileTheHostRuns) {
     queue_.pumpFor(50ms);
     EXPECT_EQ(reader.deliveries, 0);
 
-    ASSERT_TRUE(queue_.pumpUntil(5s, [&] { return reader.deliveries > 0; })) << "the server never lets go";
+    ASSERT_TRUE(delivered(reader)) << "the server never lets go";
     document->removeUser(&reader);
     EXPECT_EQ(reader.xml, nullptr);
     EXPECT_EQ(document->state(), QVAXMLPlugInDocument::Failed);

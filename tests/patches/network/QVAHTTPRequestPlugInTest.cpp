@@ -44,16 +44,12 @@ class HTTPRequestPlugInTest : public ::testing::Test {
     if (!due && !patch_->anyInputChanged()) {
       return false;
     }
-    EXPECT_TRUE(patch_->execute(context_, 1, Arguments()));
-    patch_->finishExecution();
+    executeOnce(*patch_, context_, 1);
     return true;
   }
   // Pumps the host queue until the patch asks to run, then runs it; false when it never asked.
   bool frameAfterDelivery(std::chrono::milliseconds limit = 10000ms) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!patch_->shouldRender() && std::chrono::steady_clock::now() < end) {
-      queue_.pumpFor(5ms);
-    }
+    queue_.pumpUntil(limit, [this] { return patch_->shouldRender(); });
     return frame();
   }
   const Value& output(const std::string& key) const { return patch_->findOutputPort(key)->value; }
