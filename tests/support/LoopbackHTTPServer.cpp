@@ -112,6 +112,13 @@ void LoopbackHTTPServer::bypassProxiesForLoopback() {
   ::setenv("NO_PROXY", "127.0.0.1,localhost", 1);
 }
 
+void LoopbackHTTPServer::holdBack(std::chrono::milliseconds duration, const std::atomic<bool>& release) {
+  const auto end = std::chrono::steady_clock::now() + duration;
+  while (!release && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
 std::string LoopbackHTTPServer::closedURL(const std::string& path) {
   const int socket = boundLoopbackSocket();
   const std::uint16_t port = boundPort(socket);

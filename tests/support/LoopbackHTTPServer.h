@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -57,6 +58,9 @@ class LoopbackHTTPServer {
   static void bypassProxiesForLoopback();
   // A URL with the path on a loopback port on which nothing listens.
   static std::string closedURL(const std::string& path);
+  // Holds a handler back for the duration or until released, in small steps so that a server being
+  // torn down is not held up for long.
+  static void holdBack(std::chrono::milliseconds duration, const std::atomic<bool>& release);
 
  private:
   void acceptConnections();

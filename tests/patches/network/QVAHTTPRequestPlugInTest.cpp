@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <thread>
 
 #include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
@@ -61,9 +60,7 @@ class HTTPRequestPlugInTest : public ::testing::Test {
   std::atomic<bool> release_{false};
   LoopbackHTTPServer server_{[this](const ServedRequest& served, Connection& connection) {
     if (served.target == "/slow") {
-      for (int i = 0; i < 1000 && !release_; ++i) {
-        std::this_thread::sleep_for(5ms);
-      }
+      LoopbackHTTPServer::holdBack(5000ms, release_);
       connection.write(LoopbackHTTPServer::response(200, "slow"));
     } else if (served.target == "/chunked") {
       connection.write(
