@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "ExecuteOnce.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "patches/richtext/Image_With_RTF_StringPlugIn.h"
 #include "patches/richtext/RTF_StylePlugIn.h"
@@ -48,12 +49,7 @@ struct NameBar {
     patch.setInputValue("inputHeight", Value(height));
   }
 
-  bool execute(double time) {
-    patch.updateInputChangeFlags();
-    const bool done = patch.execute(context, time, Arguments());
-    patch.finishExecution();
-    return done;
-  }
+  bool execute(double time) { return executeOnce(patch, context, time); }
 };
 
 void countImages(benchmark::State& state) {

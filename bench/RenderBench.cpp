@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "ExecuteOnce.h"
 #include "cli/DemoComposition.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/image/Bitmap.h"
@@ -35,12 +36,6 @@ namespace {
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
 
-void runOnce(Patch& patch, ExecutionContext& context, double time) {
-  patch.updateInputChangeFlags();
-  patch.execute(context, time, Arguments());
-  patch.finishExecution();
-}
-
 template <typename Shape>
 void BM_ShapeRasterisation(benchmark::State& state) {
   TaskQueue queue;
@@ -53,7 +48,7 @@ void BM_ShapeRasterisation(benchmark::State& state) {
     // A changed input each time, as a host would run the processor.
     outline = outline == 4 ? 5 : 4;
     shape.setInputValue("inputOutlineWidth", Value(outline));
-    runOnce(shape, context, 0);
+    executeOnce(shape, context, 0);
   }
   state.counters["fps"] =
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
@@ -199,7 +194,7 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
   QVARoundedRectPlugIn shape;
   shape.setInputValue("inputWidth", Value(std::uint32_t{800}));
   shape.setInputValue("inputHeight", Value(std::uint32_t{160}));
-  runOnce(shape, context, 0);
+  executeOnce(shape, context, 0);
   HostBillboard billboard;
   billboard.setInputValue("inputImage", shape.outputPorts()[0].value);
   billboard.setInputValue("inputY", Value(-0.4));
@@ -219,9 +214,9 @@ void BM_ThreeSpriteComposition(benchmark::State& state) {
         pictures[i]->setInputValue("inputWidth", Value(0.6 * zoom));
         pictures[i]->setInputValue("inputHeight", Value(0.3375 * zoom));
       }
-      runOnce(*pictures[i], context, time);
+      executeOnce(*pictures[i], context, time);
     }
-    runOnce(billboard, context, time);
+    executeOnce(billboard, context, time);
     renderer.readFrame(frame->bytes(), frame->rowBytes());
   };
   // The driver compiles its shaders on the first frames; a long render never sees that again.

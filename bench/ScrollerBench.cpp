@@ -14,6 +14,7 @@
 #include <fstream>
 #include <string>
 
+#include "ExecuteOnce.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/image/Bitmap.h"
 #include "framework/Structure.h"
@@ -37,12 +38,6 @@ const bool kProjectFonts = setenv("FONTCONFIG_FILE", QVA_SOURCE_DIR "/data/fonts
 
 std::string headline(int index) {
   return "Headline number " + std::to_string(index) + " from the newsroom";
-}
-
-void runOnce(Patch& patch, ExecutionContext& context, double time) {
-  patch.updateInputChangeFlags();
-  patch.execute(context, time, Arguments());
-  patch.finishExecution();
 }
 
 // The crawl, shown that many pixels (or fractions of one) right of the canvas's middle.
@@ -85,9 +80,9 @@ void crawl(benchmark::State& state, double offset) {
   const auto render = [&] {
     const double time = static_cast<double>(index++) / kFrameRate;
     renderer.beginFrame(context, Color{0, 0, 0, 0});
-    runOnce(scroller, context, time);
+    executeOnce(scroller, context, time);
     billboard.setInputValue("inputImage", scroller.outputPorts()[0].value);
-    runOnce(billboard, context, time);
+    executeOnce(billboard, context, time);
     renderer.readFrame(frame->bytes(), frame->rowBytes());
   };
   // The first frame builds and measures the strip; the frames after it are what a crawl costs.

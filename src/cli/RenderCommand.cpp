@@ -65,15 +65,16 @@ void drawProgress(long long done, long long total) {
   std::fflush(stderr);
 }
 
-// The composition file, or the built-in demo, which reads its companion files (the ticker's headlines)
-// from the examples that ship in the data folder.
-Composition loadComposition(const RenderOptions& options) {
+// Where the composition lies: its file, or for the built-in demo the examples that ship in the data
+// folder, whose companion files (the ticker's headlines) it reads; none without a data folder.
+std::optional<std::string> compositionLocation(const RenderOptions& options) {
   if (!options.compositionPath.empty()) {
-    return Composition::load(options.compositionPath);
+    return options.compositionPath;
   }
-  const auto data = installedDataFolder();
-  return Composition::parse(demoCompositionText(),
-                            data ? (*data / "examples" / "demo.qvc").string() : "demo.qvc");
+  if (const auto data = installedDataFolder()) {
+    return (*data / "examples" / "demo.qvc").string();
+  }
+  return std::nullopt;
 }
 
 // A reader that closes its end of the pipe has taken what it wanted: the render ends without a
@@ -88,7 +89,11 @@ Composition loadComposition(const RenderOptions& options) {
 void render(const RenderOptions& options) {
   // From before the output exists, so that an interrupt never leaves an unfinished file.
   const InterruptRequest interrupt;
-  const Composition composition = loadComposition(options);
+  const std::optional<std::string> location = compositionLocation(options);
+  const Composition composition =
+      options.compositionPath.empty()
+          ? Composition::parse(demoCompositionText(), location.value_or("demo.qvc"))
+          : Composition::load(options.compositionPath);
   const auto [width, height] =
       options.size.empty() ? std::pair{composition.width(), composition.height()} : parseSize(options.size);
   const auto [frameRate, frames] =
@@ -102,10 +107,7 @@ void render(const RenderOptions& options) {
 
   TaskQueue queue;
   ExecutionContext context(queue);
-  // The built-in demo has a location only where the data folder is.
-  if (!options.compositionPath.empty() || installedDataFolder()) {
-    context.setCompositionPath(composition.path());
-  }
+  context.setCompositionPath(location);
   renderer.beginFrame(context, composition.background());
   CompositionGraph graph(composition, availablePatches(), context, queue);
   PublishedInputAssignment::applyAll(options.assignments, graph);

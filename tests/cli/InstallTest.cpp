@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -38,14 +39,11 @@ ShellResult runIn(const std::filesystem::path& folder, const std::string& comman
 class QvaInstall : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::filesystem::remove_all(root_);
     std::filesystem::create_directories(work_);
     std::filesystem::copy_file(std::string(QVA_SOURCE_DIR) + "/examples/demo.qvc", work_ / "demo.qvc");
   }
-  void TearDown() override { std::filesystem::remove_all(root_); }
 
-  const std::filesystem::path root_ =
-      std::filesystem::temp_directory_path() / ("qva-install-test-" + std::to_string(getpid()));
+  const TemporaryFolder root_{"install-test"};
   const std::filesystem::path prefix_ = root_ / "prefix";
   const std::filesystem::path work_ = root_ / "work";
 };

@@ -2,6 +2,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <zlib.h>
 
 #include <array>
 #include <chrono>
@@ -13,6 +14,7 @@
 #include <thread>
 
 #include "framework/PropertyList.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -89,10 +91,11 @@ TEST(QvaCommand, NamesItselfItsVersionAndUnknownCommands) {
 // value deep enough to overflow the stack is built.
 TEST(QvaCommand, DeeplyNestedJsonIsRefusedWithItsPosition) {
   const std::string nested = std::string(100000, '[') + std::string(100000, ']');
-  const std::string composition = ::testing::TempDir() + "qva-deep-" + std::to_string(getpid()) + ".qvc";
+  const TemporaryFolder folder("deep");
+  const std::string composition = (folder / "deep.qvc").string();
   std::ofstream(composition) << R"({"format": "qva-composition/1", "patches": [{"id": "a", "class": )"
                              << R"("QVAInterpolationPlugIn", "settings": {"deep": )" << nested << "}}]}";
-  const std::string script = ::testing::TempDir() + "qva-deep-" + std::to_string(getpid()) + ".json";
+  const std::string script = (folder / "deep.json").string();
   std::ofstream(script) << R"({"class": "QVAInterpolationPlugIn", "settings": {"deep": )" << nested
                         << R"(}, "steps": [{"time": 0}]})";
   for (const std::string& arguments : {"run " + composition + " --frames 1", "drive " + script}) {
@@ -101,23 +104,15 @@ TEST(QvaCommand, DeeplyNestedJsonIsRefusedWithItsPosition) {
     EXPECT_NE(result.output.find("line 1, column "), std::string::npos) << arguments << ": " << result.output;
     EXPECT_NE(result.output.find("nest more than"), std::string::npos) << arguments << ": " << result.output;
   }
-  std::remove(composition.c_str());
-  std::remove(script.c_str());
 }
 
 // A picture the decoder refuses for its size is named in the log; other failures stay silent.
 TEST(QvaCommand, AnImageRefusedForItsSizeIsLogged) {
   // A PNG header of 20000 × 20000 pixels, and no picture data.
   const auto chunk = [](const std::string& type, const std::string& data) {
-    std::string bytes = type + data;
-    std::uint32_t crc = 0xffffffffu;
-    for (const char c : bytes) {
-      crc ^= static_cast<std::uint8_t>(c);
-      for (int bit = 0; bit < 8; ++bit) {
-        crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
-      }
-    }
-    crc = ~crc;
+    const std::string bytes = type + data;
+    const auto crc = static_cast<std::uint32_t>(
+        crc32(0, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size())));
     const auto word = [](std::uint32_t value) {
       return std::string{static_cast<char>(value >> 24), static_cast<char>(value >> 16),
                          static_cast<char>(value >> 8), static_cast<char>(value)};
@@ -125,7 +120,8 @@ TEST(QvaCommand, AnImageRefusedForItsSizeIsLogged) {
     return word(static_cast<std::uint32_t>(data.size())) + bytes + word(crc);
   };
   const std::string header = std::string("\x00\x00\x4e\x20\x00\x00\x4e\x20\x08\x06\x00\x00\x00", 13);
-  const std::string png = ::testing::TempDir() + "qva-huge-" + std::to_string(getpid()) + ".png";
+  const TemporaryFolder folder("huge");
+  const std::string png = (folder / "huge.png").string();
   std::ofstream(png, std::ios::binary) << "\x89PNG\r\n\x1a\n"
                                        << chunk("IHDR", header) << chunk("IDAT", "") << chunk("IEND", "");
   const CommandResult result = runQva("drive -", R"({"class": "QVAImageLoaderPlugIn", "steps": [)"
@@ -137,7 +133,6 @@ TEST(QvaCommand, AnImageRefusedForItsSizeIsLogged) {
   EXPECT_NE(line["log"][0].get<std::string>().find("20000x20000 pixels is too large"), std::string::npos)
       << result.output;
   EXPECT_NE(line["outputs"]["outputImageLoaded"], true);
-  std::remove(png.c_str());
 }
 
 // A reader that stops reading raw frames ends the render without a message or a signal, with the

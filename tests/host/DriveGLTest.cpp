@@ -14,36 +14,9 @@
 namespace qva {
 namespace {
 
-// `qva drive` with "gl": true: patches get the GL context, images that only exist as textures are read
-// back for their digest, and --images writes them as PNG.
-TEST(DriveGLTest, TextureImagesAreReadBackAndWritten) {
-  if (!GLContext::create().context) {
-    GTEST_SKIP() << "no GL here";
-  }
-  const auto folder = std::filesystem::temp_directory_path() / ("qva-drive-gl-" + std::to_string(getpid()));
-  DriveOptions options;
-  options.registry = &bundledPatches();
-  options.scriptFolder = QVA_TEST_DATA_DIR;
-  options.imagesFolder = folder.string();
-  const auto lines = DriveSession::runScript(PropertyList::parse(R"({
-    "class": "QVADelayPlugIn", "context": {"gl": true, "viewport": [64, 36]}, "settings": {"typeIndex": 5},
-    "steps": [{"time": 0, "inputs": {"inputDelay": 0, "inputValue": {"imageFile": "image/pattern.png"}}}]})"),
-                                             options);
-  ASSERT_EQ(lines.size(), 1u);
-  const PropertyList& image = lines[0]["outputs"]["outputValue"]["image"];
-  ASSERT_TRUE(image.is_object()) << lines[0].dump();
-  EXPECT_EQ(image["width"], 5);
-  // The texture round trip keeps every pixel of the decoded file.
-  const auto decoded = ImageDecoder::decodeFile(std::string(QVA_TEST_DATA_DIR) + "/image/pattern.png");
-  ASSERT_TRUE(decoded.bitmap);
-  EXPECT_EQ(image["sha256"], DriveImages::visibleBytesDigest(decoded.bitmap->view()));
-  ASSERT_TRUE(image.contains("file"));
-  EXPECT_TRUE(std::filesystem::exists(image["file"].get<std::string>()));
-  std::filesystem::remove_all(folder);
-}
-
-// Runs a GL script, writing the canvases it asks for into a scratch folder, and reads them back.
-class DriveCanvasTest : public ::testing::Test {
+// Runs a GL script, with files named relative to the test data, writing the images and canvases it
+// asks for into a scratch folder, and reads them back.
+class DriveGLTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!GLContext::create().context) {
@@ -55,6 +28,7 @@ class DriveCanvasTest : public ::testing::Test {
   std::vector<PropertyList> drive(const std::string& script) {
     DriveOptions options;
     options.registry = &bundledPatches();
+    options.scriptFolder = QVA_TEST_DATA_DIR;
     options.imagesFolder = folder_.string();
     return DriveSession::runScript(PropertyList::parse(script), options);
   }
@@ -91,8 +65,26 @@ class DriveCanvasTest : public ::testing::Test {
   }
 
   const std::filesystem::path folder_ =
-      std::filesystem::temp_directory_path() / ("qva-drive-canvas-" + std::to_string(getpid()));
+      std::filesystem::temp_directory_path() / ("qva-drive-gl-" + std::to_string(getpid()));
 };
+
+// `qva drive` with "gl": true: patches get the GL context, images that only exist as textures are read
+// back for their digest, and --images writes them as PNG.
+TEST_F(DriveGLTest, TextureImagesAreReadBackAndWritten) {
+  const auto lines = drive(R"({
+    "class": "QVADelayPlugIn", "context": {"gl": true, "viewport": [64, 36]}, "settings": {"typeIndex": 5},
+    "steps": [{"time": 0, "inputs": {"inputDelay": 0, "inputValue": {"imageFile": "image/pattern.png"}}}]})");
+  ASSERT_EQ(lines.size(), 1u);
+  const PropertyList& image = lines[0]["outputs"]["outputValue"]["image"];
+  ASSERT_TRUE(image.is_object()) << lines[0].dump();
+  EXPECT_EQ(image["width"], 5);
+  // The texture round trip keeps every pixel of the decoded file.
+  const auto decoded = ImageDecoder::decodeFile(std::string(QVA_TEST_DATA_DIR) + "/image/pattern.png");
+  ASSERT_TRUE(decoded.bitmap);
+  EXPECT_EQ(image["sha256"], DriveImages::visibleBytesDigest(decoded.bitmap->view()));
+  ASSERT_TRUE(image.contains("file"));
+  EXPECT_TRUE(std::filesystem::exists(image["file"].get<std::string>()));
+}
 
 constexpr std::array<int, 4> kRed = {0, 0, 255, 255};
 constexpr std::array<int, 4> kBlue = {255, 0, 0, 255};
@@ -101,7 +93,7 @@ constexpr std::array<int, 4> kClear = {0, 0, 0, 0};
 // A sprite of 0.5 × 0.25 units in a 64 × 36 canvas over the default bounds (32 pixels a unit): centred
 // on (0.5, 0.25) it covers columns 40 to 55 and rows 6 to 13, on (-0.5, -0.25) columns 8 to 23 and
 // rows 22 to 29.
-TEST_F(DriveCanvasTest, SpritesDrawIntoACanvasKeptFromFrameToFrame) {
+TEST_F(DriveGLTest, SpritesDrawIntoACanvasKeptFromFrameToFrame) {
   const auto lines = drive(R"({
     "class": "QVATexturedSquarePlugIn", "context": {"gl": true, "viewport": [64, 36]},
     "steps": [
@@ -132,7 +124,7 @@ TEST_F(DriveCanvasTest, SpritesDrawIntoACanvasKeptFromFrameToFrame) {
 }
 
 // Bounds (0, 0, 4, 2) over 64 × 32 pixels: 16 pixels a unit, y up from the bottom row.
-TEST_F(DriveCanvasTest, TheBoundsAreMappedOverTheWholeCanvas) {
+TEST_F(DriveGLTest, TheBoundsAreMappedOverTheWholeCanvas) {
   const auto lines = drive(R"({
     "class": "QVATexturedSquarePlugIn", "context": {"gl": true, "viewport": [64, 32], "bounds": [0, 0, 4, 2]},
     "steps": [
@@ -145,7 +137,7 @@ TEST_F(DriveCanvasTest, TheBoundsAreMappedOverTheWholeCanvas) {
 
 // The safe areas of bounds (-1, -0.75, 2, 1.5) on 200 × 150 pixels: action safe at x = -0.9 (column
 // 10), title safe at x = -0.8 (column 20) and y = 0.6 (row 15).
-TEST_F(DriveCanvasTest, SafeAreasAreDrawnOverWhatTheCanvasHolds) {
+TEST_F(DriveGLTest, SafeAreasAreDrawnOverWhatTheCanvasHolds) {
   const auto lines = drive(R"({
     "class": "QVASafeAreasPlugIn", "context": {"gl": true, "viewport": [200, 150], "bounds": [-1, -0.75, 2, 1.5]},
     "steps": [
@@ -168,7 +160,7 @@ TEST_F(DriveCanvasTest, SafeAreasAreDrawnOverWhatTheCanvasHolds) {
   }
 }
 
-TEST(DriveGLTest, UndecodableImageFilesAreScriptErrors) {
+TEST(DriveImageFileTest, UndecodableImageFilesAreScriptErrors) {
   DriveOptions options;
   options.registry = &bundledPatches();
   options.scriptFolder = QVA_TEST_DATA_DIR;

@@ -55,4 +55,13 @@ PatchDriver driverFor() {
   return PatchDriver(std::make_unique<PlugIn>());
 }
 
+// The keys of a patch's input or output ports, in order.
+inline std::vector<std::string> portKeys(const auto& ports) {
+  std::vector<std::string> keys;
+  for (const auto& port : ports) {
+    keys.push_back(port.description.key);
+  }
+  return keys;
+}
+
 }  // namespace qva

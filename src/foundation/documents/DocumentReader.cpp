@@ -24,13 +24,9 @@ std::string extensionOf(const std::string& fileName) {
   return lowercase(extension.empty() ? extension : extension.substr(1));
 }
 
-bool startsWith(std::string_view bytes, std::string_view prefix) {
-  return bytes.substr(0, prefix.size()) == prefix;
-}
-
 // The bytes after a UTF-8 byte-order mark and leading white space, lower-cased, for sniffing.
 std::string leadingText(std::string_view bytes) {
-  if (startsWith(bytes, "\xEF\xBB\xBF")) {
+  if (bytes.starts_with("\xEF\xBB\xBF")) {
     bytes.remove_prefix(3);
   }
   const std::size_t start = bytes.find_first_not_of(" \t\r\n");
@@ -39,13 +35,13 @@ std::string leadingText(std::string_view bytes) {
 
 bool looksLikeHtml(std::string_view bytes) {
   const std::string text = leadingText(bytes);
-  return startsWith(text, "<!doctype html") || startsWith(text, "<html") ||
-         (startsWith(text, "<?xml") && text.find("<html") != std::string::npos);
+  return text.starts_with("<!doctype html") || text.starts_with("<html") ||
+         (text.starts_with("<?xml") && text.find("<html") != std::string::npos);
 }
 
 // Bytes with zeros and no UTF-16 byte-order mark are no text.
 bool looksBinary(std::string_view bytes) {
-  const bool utf16 = startsWith(bytes, "\xFF\xFE") || startsWith(bytes, "\xFE\xFF");
+  const bool utf16 = bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
   return !utf16 && bytes.find('\0') != std::string_view::npos;
 }
 
@@ -82,10 +78,10 @@ std::optional<std::string> DocumentReader::unsupportedFormat(std::string_view by
     return std::string("Word 2003 XML (.xml)");
   }
   // Word 2007 and Open Document files are zip archives, whatever they are called.
-  if (startsWith(bytes, "PK\x03\x04")) {
+  if (bytes.starts_with("PK\x03\x04")) {
     return std::string("a zip archive (Word 2007 or Open Document)");
   }
-  if (startsWith(bytes, "\xD0\xCF\x11\xE0")) {
+  if (bytes.starts_with("\xD0\xCF\x11\xE0")) {
     return std::string("Word 97 (.doc)");
   }
   return std::nullopt;
@@ -99,7 +95,7 @@ DocumentReader::Format DocumentReader::formatOf(std::string_view bytes, const st
   if (extension == "html" || extension == "htm" || extension == "xhtml" || extension == "shtml") {
     return Format::HTML;
   }
-  if (startsWith(bytes, "{\\rtf")) {
+  if (bytes.starts_with("{\\rtf")) {
     return Format::RTF;
   }
   return looksLikeHtml(bytes) ? Format::HTML : Format::PlainText;

@@ -65,8 +65,8 @@ FontCatalogue& FontCatalogue::shared() {
 }
 
 bool FontCatalogue::fontExists(const std::string& name) {
-  return resolvedFamily(name).has_value() ||
-         resolvedFamily(resolvedFont(FontDescriptor{name}).family).has_value();
+  // A name that is a family comes back from resolvedFont unchanged.
+  return resolvedFamily(resolvedFont(FontDescriptor{name}).family).has_value();
 }
 
 FontDescriptor FontCatalogue::resolvedFont(const FontDescriptor& font) {

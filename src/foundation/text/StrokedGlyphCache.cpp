@@ -39,6 +39,7 @@ StrokedGlyphCache::Mask StrokedGlyphCache::mask(cairo_scaled_font_t* font, unsig
   mask.y = static_cast<int>(std::floor(extents.y_bearing - pad));
   const double width = std::ceil(extents.x_bearing + extents.width + pad) - mask.x;
   const double height = std::ceil(extents.y_bearing + extents.height + pad) - mask.y;
+  std::size_t maskBytes = 0;
   if (extents.width > 0 && extents.height > 0 && width < 32767 && height < 32767) {
     mask.surface =
         cairo_image_surface_create(CAIRO_FORMAT_A8, static_cast<int>(width), static_cast<int>(height));
@@ -52,16 +53,13 @@ StrokedGlyphCache::Mask StrokedGlyphCache::mask(cairo_scaled_font_t* font, unsig
     cairo_stroke(cairo);
     cairo_destroy(cairo);
     cairo_surface_flush(mask.surface);
-    bytes_ += static_cast<std::size_t>(cairo_image_surface_get_stride(mask.surface)) *
-              static_cast<std::size_t>(height);
+    maskBytes = static_cast<std::size_t>(cairo_image_surface_get_stride(mask.surface)) *
+                static_cast<std::size_t>(height);
   }
-  if (bytes_ > kMaximumBytes) {
+  if (bytes_ + maskBytes > kMaximumBytes) {
     clear();
-    bytes_ = mask.surface != nullptr
-                 ? static_cast<std::size_t>(cairo_image_surface_get_stride(mask.surface)) *
-                       static_cast<std::size_t>(height)
-                 : 0;
   }
+  bytes_ += maskBytes;
   masks_.emplace(Key{cairo_scaled_font_reference(font), glyph, lineWidth}, mask);
   return mask;
 }

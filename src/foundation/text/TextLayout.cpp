@@ -4,10 +4,8 @@
 #include <pango/pangocairo.h>
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>
-#include <unicode/rbbi.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -141,6 +139,8 @@ struct TextLayout::Lines {
     ParagraphStyle style;
     // The block goes on with the paragraph the block before it left unfinished.
     bool continuation = false;
+    // Its lines break at the container's width (any line break mode but Clip, in a container with one).
+    bool wraps = false;
     double left = 0;
     double width = 0;
   };
@@ -186,7 +186,8 @@ struct TextLayout::Lines {
   }
 
   void build(const AttributedString& text);
-  void addBlock(const AttributedString& text, std::size_t start, std::size_t end, bool continuation);
+  void addBlock(const AttributedString& text, const std::vector<AttributedString::Run>& runs,
+                std::size_t start, std::size_t end, bool continuation);
   void layOutBlock(Block& block);
   void placeLines();
   void forEachRun(const Block& block, const Line& line, double left, double top,
@@ -215,14 +216,20 @@ void TextLayout::Lines::build(const AttributedString& text) {
   }
   // Split into blocks where the paragraph style changes or a block grows long; a block holds its inner
   // separators.
+  const std::vector<AttributedString::Run> runs = text.runs();
   std::size_t blockStart = 0;
   bool continuation = false;
+  // Whether the paragraph style at the block's start wraps, so that a long paragraph may go on in a
+  // new block after a space.
+  auto wrapsInChunks = [&] {
+    const LineBreakMode mode = text.attributesAt(blockStart).paragraphStyle.lineBreakMode;
+    return container.width && (mode == LineBreakMode::WordWrap || mode == LineBreakMode::CharWrap);
+  };
+  bool chunked = wrapsInChunks();
   for (std::size_t i = 0; i < characters.size(); ++i) {
     if (!isParagraphSeparator(characters[i])) {
-      const LineBreakMode mode = text.attributesAt(blockStart).paragraphStyle.lineBreakMode;
-      if (characters[i] == u' ' && i - blockStart >= kWrappedChunkCharacters && container.width &&
-          (mode == LineBreakMode::WordWrap || mode == LineBreakMode::CharWrap)) {
-        addBlock(text, blockStart, i + 1, continuation);
+      if (chunked && characters[i] == u' ' && i - blockStart >= kWrappedChunkCharacters) {
+        addBlock(text, runs, blockStart, i + 1, continuation);
         blockStart = i + 1;
         continuation = true;
       }
@@ -235,39 +242,44 @@ void TextLayout::Lines::build(const AttributedString& text) {
     if (separatorEnd < characters.size() &&
         (i - blockStart >= kBlockCharacters ||
          !(text.attributesAt(separatorEnd).paragraphStyle == text.attributesAt(blockStart).paragraphStyle))) {
-      addBlock(text, blockStart, i, continuation);
+      addBlock(text, runs, blockStart, i, continuation);
       blockStart = separatorEnd;
       continuation = false;
+      chunked = wrapsInChunks();
     }
     i = separatorEnd - 1;
   }
-  addBlock(text, blockStart, characters.size(), continuation);
+  addBlock(text, runs, blockStart, characters.size(), continuation);
   for (Block& block : blocks) {
     layOutBlock(block);
   }
   placeLines();
 }
 
-void TextLayout::Lines::addBlock(const AttributedString& text, std::size_t start, std::size_t end,
-                                 bool continuation) {
+void TextLayout::Lines::addBlock(const AttributedString& text, const std::vector<AttributedString::Run>& runs,
+                                 std::size_t start, std::size_t end, bool continuation) {
   Block& block = blocks.emplace_back();
   block.continuation = continuation;
   const TextAttributes& first = text.attributesAt(std::min(start, text.length() - 1));
   block.style = first.paragraphStyle;
   PangoAttrList* list = pango_attr_list_new();
-  for (const AttributedString::Run& run : text.runs()) {
-    const std::size_t from = std::max(run.location, start);
-    const std::size_t to = std::min(run.location + run.length, end);
+  // From the run that holds the block's start, up to the first run past its end.
+  auto run = std::upper_bound(
+      runs.begin(), runs.end(), start,
+      [](std::size_t location, const AttributedString::Run& r) { return location < r.location; });
+  for (run = run == runs.begin() ? run : std::prev(run); run != runs.end() && run->location < end; ++run) {
+    const std::size_t from = std::max(run->location, start);
+    const std::size_t to = std::min(run->location + run->length, end);
     if (from >= to) {
       continue;
     }
     const int byteStart = static_cast<int>(block.text.size());
     block.text += TextEncoding::utf8FromUtf16(std::u16string_view(text.text()).substr(from, to - from));
     const int byteEnd = static_cast<int>(block.text.size());
-    const std::size_t index = attributeSetIndex(run.attributes);
+    const std::size_t index = attributeSetIndex(run->attributes);
     block.segments.push_back(Segment{byteStart, index});
 
-    const TextAttributes& attributes = run.attributes;
+    const TextAttributes& attributes = run->attributes;
     PangoFontDescription* font = newFontDescription(attributes.font);
     insertAttribute(list, pango_attr_font_desc_new(font), byteStart, byteEnd);
     pango_font_description_free(font);
@@ -319,8 +331,8 @@ void TextLayout::Lines::layOutBlock(Block& block) {
     const double right = tail > 0 ? tail : *container.width + tail;
     block.width = std::max(right - head, 1.0);
   }
-  const bool wraps = container.width.has_value() && style.lineBreakMode != LineBreakMode::Clip;
-  if (wraps) {
+  block.wraps = container.width.has_value() && style.lineBreakMode != LineBreakMode::Clip;
+  if (block.wraps) {
     // Pango breaks lines counting the letter spacing after a line's last letter, which takes no room
     // on the page; without that allowance a line as wide as the text's natural width would break.
     double spacing = 0;
@@ -393,7 +405,6 @@ void TextLayout::Lines::placeLines() {
     PangoRectangle layoutExtents;
     pango_layout_get_extents(block.layout, nullptr, &layoutExtents);
     const double available = container.width ? block.width : widest - block.left;
-    const bool wraps = container.width.has_value() && style.lineBreakMode != LineBreakMode::Clip;
     double blockShift = 0;
     PangoLayoutIter* iter = pango_layout_get_iter(block.layout);
     do {
@@ -411,7 +422,7 @@ void TextLayout::Lines::placeLines() {
       } else if (style.alignment == TextAlignment::Right) {
         alignment = 1;
       }
-      if (!wraps) {
+      if (!block.wraps) {
         blockShift = alignment * (available - fromPango(layoutExtents.width));
       }
       // Expansion widens runs beyond what Pango measured; the line keeps its alignment.
@@ -572,7 +583,7 @@ void TextLayout::Lines::drawTile(cairo_t* cairo, double left, double top, const 
   const GlyphRunPainter painter(cairo, GlyphRunPainter::Mode::Colour);
   auto eachVisibleBlock = [&](const std::function<void(const Block&, const Line&)>& paintLine) {
     for (const Block& block : blocks) {
-      const bool clips = container.width && block.style.lineBreakMode == LineBreakMode::Clip;
+      const bool clips = container.width && !block.wraps;
       if (clips) {
         cairo_save(cairo);
         cairo_rectangle(cairo, left + block.left, tile.y, block.width, tile.height);

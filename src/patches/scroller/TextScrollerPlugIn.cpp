@@ -149,6 +149,12 @@ void TextScrollerPlugIn::stopExecution(ExecutionContext& context) {
   colorSpace_.clear();
 }
 
+std::optional<TextAttributes> TextScrollerPlugIn::portStyle(const char* styleKey,
+                                                            const char* ignoreKey) const {
+  return inputBoolean(ignoreKey) ? std::nullopt
+                                 : RTFStringExtensions::describedRTFAttributes(inputString(styleKey));
+}
+
 std::shared_ptr<TextScrollerString> TextScrollerPlugIn::convertString(
     const std::string& text, bool ignoreRTF, const std::optional<TextAttributes>& style) const {
   if (ignoreRTF) {
@@ -172,22 +178,18 @@ void TextScrollerPlugIn::initialiseStrings(const StructureRef& primary, const St
     totalWidth_ = 0;
   }
   // Each style string is read once for the whole list, not once per piece.
-  const auto styleOf = [this](const char* styleKey, const char* ignoreKey) -> std::optional<TextAttributes> {
-    return inputBoolean(ignoreKey) ? std::nullopt
-                                   : RTFStringExtensions::describedRTFAttributes(inputString(styleKey));
-  };
   const bool ignorePrimary = inputBoolean("inputIgnoreRTFStyle");
   const bool ignoreSecondary = inputBoolean("inputIgnoreSecondaryRTFStyle");
-  const std::optional<TextAttributes> primaryStyle = styleOf("inputRTFStyle", "inputIgnoreRTFStyle");
+  const std::optional<TextAttributes> primaryStyle = portStyle("inputRTFStyle", "inputIgnoreRTFStyle");
   const std::optional<TextAttributes> secondaryStyle =
-      styleOf("inputSecondaryRTFStyle", "inputIgnoreSecondaryRTFStyle");
+      portStyle("inputSecondaryRTFStyle", "inputIgnoreSecondaryRTFStyle");
   const std::size_t secondaryCount = memberCount(secondary);
   // One secondary separator piece serves every secondary string.
   std::shared_ptr<TextScrollerString> secondarySeparator;
   if (secondaryCount > 0) {
     secondarySeparator = convertString(
         inputString("inputSecondarySeparatorString"), inputBoolean("inputIgnoreSecondarySeparatorRTFStyle"),
-        styleOf("inputSecondarySeparatorRTFStyle", "inputIgnoreSecondarySeparatorRTFStyle"));
+        portStyle("inputSecondarySeparatorRTFStyle", "inputIgnoreSecondarySeparatorRTFStyle"));
   }
 
   const bool separatorFirst = inputBoolean("inputSeparatorFirst");
@@ -223,11 +225,8 @@ bool TextScrollerPlugIn::rebuildTextSeparator() {
   if (separator.empty()) {
     return false;
   }
-  const bool ignore = inputBoolean("inputIgnoreSeparatorRTFStyle");
-  separatorString_ = convertString(
-      separator, ignore,
-      ignore ? std::nullopt
-             : RTFStringExtensions::describedRTFAttributes(inputString("inputSeparatorRTFStyle")));
+  separatorString_ = convertString(separator, inputBoolean("inputIgnoreSeparatorRTFStyle"),
+                                   portStyle("inputSeparatorRTFStyle", "inputIgnoreSeparatorRTFStyle"));
   return true;
 }
 

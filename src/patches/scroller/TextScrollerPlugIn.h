@@ -43,6 +43,8 @@ class TextScrollerPlugIn final : public QVAPlugIn {
     kSeparatorImageChanged = 8,
     kStringsChanged = 16,
   };
+  // The attributes a style port describes; none while its ignore port is on, for text that brings its own.
+  std::optional<TextAttributes> portStyle(const char* styleKey, const char* ignoreKey) const;
   std::shared_ptr<TextScrollerString> convertString(const std::string& text, bool ignoreRTF,
                                                     const std::optional<TextAttributes>& style) const;
   void addString(std::shared_ptr<TextScrollerString> piece);

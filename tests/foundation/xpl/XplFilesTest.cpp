@@ -14,19 +14,18 @@ namespace {
 TEST(XplReadFile, ReadsRegularFilesUpToTheLimitAndLogsBeyondIt) {
   const TemporaryFolder folder("xpl-limit");
   const std::string path = (folder / "ten bytes").string();
-  std::ofstream(path, std::ios::binary) << std::string(
+  const std::string tenBytes(
       "0123456\0"
       "89",
       10);
+  std::ofstream(path, std::ios::binary) << tenBytes;
   std::vector<std::string> logged;
   const ProcessLog::Sink previous =
       ProcessLog::setSink([&](const std::string& line) { logged.push_back(line); });
   std::string bytes = "stale";
   std::string error;
   EXPECT_TRUE(xpl_read_file(path, bytes, &error, 10));
-  EXPECT_EQ(bytes, std::string("0123456\0"
-                               "89",
-                               10));
+  EXPECT_EQ(bytes, tenBytes);
   EXPECT_TRUE(logged.empty());
 
   EXPECT_FALSE(xpl_read_file(path, bytes, &error, 9));

@@ -75,17 +75,12 @@ TEST_F(ImageWithRTFStringTest, TheClassAndItsPorts) {
   EXPECT_EQ(c.executionMode, ExecutionMode::Processor);
   EXPECT_EQ(c.timeMode, TimeMode::None);
   EXPECT_EQ(c.plugInKeys, (std::vector<std::string>{"savedVersion", "showStatistics"}));
-  std::vector<std::string> keys;
-  for (const auto& port : plugin().inputPorts()) {
-    keys.push_back(port.description.key);
-  }
-  for (const auto& port : plugin().outputPorts()) {
-    keys.push_back(port.description.key);
-  }
-  EXPECT_EQ(keys,
+  EXPECT_EQ(portKeys(plugin().inputPorts()),
             (std::vector<std::string>{"inputString", "inputRTFStyle", "inputIgnoreRTFStyle", "inputWidth",
                                       "inputHeight", "inputHorizontalAlignment", "inputVerticalAlignment",
-                                      "inputLineBreakMode", "outputImage", "outputWidth", "outputHeight"}));
+                                      "inputLineBreakMode"}));
+  EXPECT_EQ(portKeys(plugin().outputPorts()),
+            (std::vector<std::string>{"outputImage", "outputWidth", "outputHeight"}));
   const PortAttributes* ignore = c.attributesForPropertyPortWithKey("inputIgnoreRTFStyle");
   EXPECT_EQ(ignore->maximum, 0);
   EXPECT_TRUE(ignore->defaultValue.isNone());
@@ -185,13 +180,7 @@ TEST_F(ImageWithRTFStringTest, ImagesAreDrawnStraightIntoPaddedPageAlignedRows) 
 }
 
 TEST_F(ImageWithRTFStringTest, StatisticsPortsComeAndGoWithTheSetting) {
-  const auto outputKeys = [&] {
-    std::vector<std::string> keys;
-    for (const auto& port : plugin().outputPorts()) {
-      keys.push_back(port.description.key);
-    }
-    return keys;
-  };
+  const auto outputKeys = [&] { return portKeys(plugin().outputPorts()); };
   const std::vector<std::string> plain{"outputImage", "outputWidth", "outputHeight"};
   EXPECT_EQ(outputKeys(), plain);
   plugin().setShowStatistics(true);

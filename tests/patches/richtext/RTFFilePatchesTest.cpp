@@ -37,6 +37,12 @@ class FilePatchTest : public testing::Test {
 
   bool frame() { return driver_.frame(time_++); }
 
+  // Writes a file beside the composition and points the patch at it by its relative name.
+  void open(const std::string& name, const std::string& bytes) {
+    writeFile(folder_ / name, bytes);
+    driver_.set("inputPath", name);
+  }
+
   TemporaryFolder folder_;
   PatchDriver driver_;
   std::vector<std::string> hostLog_;
@@ -83,10 +89,9 @@ TEST_F(RTFFileReaderTest, TheClassAndItsPortOrderWithTheEmptyKey) {
 }
 
 TEST_F(RTFFileReaderTest, SplitsAtLineFeedsOrTheSeparatorKeepingFormatting) {
-  writeFile(folder_ / "news.rtf",
-            "{\\rtf1{\\fonttbl\\f0 Helvetica;\\f1 Courier;}{\\colortbl;\\red255\\green0\\blue0;}"
-            "\\f0 first {\\b bold}\\par\\f1\\cf1 second, part\\par\\par third}");
-  driver_.set("inputPath", "news.rtf");
+  open("news.rtf",
+       "{\\rtf1{\\fonttbl\\f0 Helvetica;\\f1 Courier;}{\\colortbl;\\red255\\green0\\blue0;}"
+       "\\f0 first {\\b bold}\\par\\f1\\cf1 second, part\\par\\par third}");
   auto read = lines();
   ASSERT_TRUE(read);
   ASSERT_EQ(read->size(), 3u);
@@ -133,8 +138,7 @@ TEST_F(RTFFileReaderTest, MissingInvalidAndVanishingFilesGiveNoLinesAndOneLogLin
   ASSERT_EQ(hostLog_.size(), 1u);
   EXPECT_NE(hostLog_[0].find("missing.rtf"), std::string::npos);
 
-  writeFile(folder_ / "plain.txt", "just text");
-  driver_.set("inputPath", "plain.txt");
+  open("plain.txt", "just text");
   EXPECT_FALSE(lines());
   EXPECT_EQ(hostLog_.size(), 2u);
 
@@ -174,17 +178,12 @@ TEST_F(RTFFileToImageTest, TheClassAndItsPorts) {
   EXPECT_EQ(c.name, "RTF File to Image");
   EXPECT_EQ(c.executionMode, ExecutionMode::Provider);
   EXPECT_EQ(c.timeMode, TimeMode::None);
-  std::vector<std::string> keys;
-  for (const auto& port : driver_.patch().inputPorts()) {
-    keys.push_back(port.description.key);
-  }
-  EXPECT_EQ(keys, (std::vector<std::string>{"inputUpdateSignal", "inputPath", "inputWidth", "inputHeight"}));
+  EXPECT_EQ(portKeys(driver_.patch().inputPorts()),
+            (std::vector<std::string>{"inputUpdateSignal", "inputPath", "inputWidth", "inputHeight"}));
 }
 
 TEST_F(RTFFileToImageTest, DrawsTheDocumentFromTheTopAtThePortsSize) {
-  writeFile(folder_ / "doc.rtf",
-            "{\\rtf1{\\fonttbl\\f0 Helvetica;}\\f0\\fs48 Headline\\par\\fs24 Body text}");
-  driver_.set("inputPath", "doc.rtf");
+  open("doc.rtf", "{\\rtf1{\\fonttbl\\f0 Helvetica;}\\f0\\fs48 Headline\\par\\fs24 Body text}");
   const ImageRef first = image();
   ASSERT_TRUE(first);
   EXPECT_EQ(first->width(), 400);
@@ -201,8 +200,7 @@ TEST_F(RTFFileToImageTest, DrawsTheDocumentFromTheTopAtThePortsSize) {
 }
 
 TEST_F(RTFFileToImageTest, OnlyTheWidthRedrawsAtOnceForTheHeightsKeyIsMisspelt) {
-  writeFile(folder_ / "doc.rtf", "{\\rtf1 Some text}");
-  driver_.set("inputPath", "doc.rtf");
+  open("doc.rtf", "{\\rtf1 Some text}");
   ASSERT_TRUE(image());
   driver_.set("inputHeight", 120u);
   EXPECT_EQ(image()->height(), 400);
@@ -214,8 +212,7 @@ TEST_F(RTFFileToImageTest, OnlyTheWidthRedrawsAtOnceForTheHeightsKeyIsMisspelt) 
 }
 
 TEST_F(RTFFileToImageTest, ARisingUpdateSignalOrANewPathLoadsAgain) {
-  writeFile(folder_ / "doc.rtf", "{\\rtf1\\fs24 short}");
-  driver_.set("inputPath", "doc.rtf");
+  open("doc.rtf", "{\\rtf1\\fs24 short}");
   const int shortWidth = ink(image())->width();
   writeFile(folder_ / "doc.rtf", "{\\rtf1\\fs24 a much longer line}");
   driver_.set("inputWidth", 401u);
@@ -234,17 +231,14 @@ TEST_F(RTFFileToImageTest, ARisingUpdateSignalOrANewPathLoadsAgain) {
 }
 
 TEST_F(RTFFileToImageTest, PlainTextAndHtmlAreReadAndOtherFormatsAreNamedInTheLog) {
-  writeFile(folder_ / "notes.txt", "plain \xC3\xA9t\xC3\xA9 text");
-  driver_.set("inputPath", "notes.txt");
+  open("notes.txt", "plain \xC3\xA9t\xC3\xA9 text");
   EXPECT_TRUE(ink(image()));
-  writeFile(folder_ / "page.html", "<html><body><h1>Title</h1><p>Para <b>bold</b></p></body></html>");
-  driver_.set("inputPath", "page.html");
+  open("page.html", "<html><body><h1>Title</h1><p>Para <b>bold</b></p></body></html>");
   const InkBounds html = ink(image()).value();
   EXPECT_GT(html.height(), 30);
 
   for (const char* name : {"letter.docx", "letter.odt", "letter.doc"}) {
-    writeFile(folder_ / name, "PK\x03\x04 zipped");
-    driver_.set("inputPath", name);
+    open(name, "PK\x03\x04 zipped");
     EXPECT_FALSE(image()) << name;
   }
   ASSERT_EQ(hostLog_.size(), 3u);
@@ -264,14 +258,12 @@ TEST_F(RTFFileToImageTest, MissingBrokenAndVanishingFiles) {
   EXPECT_FALSE(image());
   EXPECT_FALSE(image());
   EXPECT_EQ(hostLog_.size(), 1u) << "a failure that lasts is logged once";
-  writeFile(folder_ / "broken.rtf", "{\\rtf1 {unbalanced");
-  driver_.set("inputPath", "broken.rtf");
+  open("broken.rtf", "{\\rtf1 {unbalanced");
   EXPECT_FALSE(image());
   std::filesystem::create_directory(folder_ / "folder");
   driver_.set("inputPath", "folder");
   EXPECT_FALSE(image());
-  writeFile(folder_ / "binary.bin", std::string("\x89PNG\r\n\x1a\n\0\0\0", 11));
-  driver_.set("inputPath", "binary.bin");
+  open("binary.bin", std::string("\x89PNG\r\n\x1a\n\0\0\0", 11));
   EXPECT_FALSE(image());
   ASSERT_EQ(::mkfifo((folder_ / "pipe.txt").c_str(), 0600), 0);
   driver_.set("inputPath", "pipe.txt");
@@ -284,8 +276,7 @@ TEST_F(RTFFileToImageTest, MissingBrokenAndVanishingFiles) {
   EXPECT_NE(hostLog_.back().find("huge.txt"), std::string::npos) << hostLog_.back();
 
   // A document that vanishes after loading is still drawn at a new width; a reload then finds nothing.
-  writeFile(folder_ / "doc.rtf", "{\\rtf1 here}");
-  driver_.set("inputPath", "doc.rtf");
+  open("doc.rtf", "{\\rtf1 here}");
   ASSERT_TRUE(image());
   std::filesystem::remove(folder_ / "doc.rtf");
   driver_.set("inputWidth", 200u);
@@ -295,8 +286,7 @@ TEST_F(RTFFileToImageTest, MissingBrokenAndVanishingFiles) {
 }
 
 TEST_F(RTFFileToImageTest, SizesThatCannotBeHadGiveNoImage) {
-  writeFile(folder_ / "doc.rtf", "{\\rtf1 text}");
-  driver_.set("inputPath", "doc.rtf");
+  open("doc.rtf", "{\\rtf1 text}");
   driver_.set("inputWidth", 100000u);
   driver_.set("inputHeight", 100000u);
   EXPECT_FALSE(image());
