@@ -26,10 +26,8 @@ void runRoundTrips(benchmark::State& state, HTTPCachePolicy policy) {
     HTTPRequest request(server.url("/feed.xml"), client);
     request.setCachePolicy(policy);
     request.startAsynchronous(queue);
-    while (!request.isFinished()) {
-      queue.pumpFor(50us);
-    }
-    if (request.error() || request.response().body.size() != body.size()) {
+    if (!queue.pumpUntil(5s, [&] { return request.isFinished(); }) || request.error() ||
+        request.response().body.size() != body.size()) {
       state.SkipWithError("the request failed");
       break;
     }

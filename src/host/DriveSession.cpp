@@ -30,6 +30,16 @@ double requiredNumber(const PropertyList& object, const char* key, const std::st
   return object[key].get<double>();
 }
 
+// The index of the patch a step names ("patch", 0 when absent).
+std::size_t patchIndex(const PropertyList& step) {
+  return step.value("patch", std::size_t{0});
+}
+
+// Whether a start or stop step reaches the patch at the index: one without "patch" reaches them all.
+bool reaches(const PropertyList& step, std::size_t index) {
+  return !step.contains("patch") || step["patch"] == index;
+}
+
 void checkStep(const PropertyList& step, std::size_t index, bool gl, std::size_t patchCount) {
   const std::string where = "step " + std::to_string(index);
   if (!step.is_object()) {
@@ -245,7 +255,7 @@ std::vector<PropertyList> DriveSession::runScript(const PropertyList& script, co
 }
 
 PatchHost& DriveSession::hostFor(const PropertyList& step) {
-  return *hosts_.at(step.value("patch", std::size_t{0}));
+  return *hosts_.at(patchIndex(step));
 }
 
 void DriveSession::applySettings(PatchHost& host, const PropertyList& settings) {
@@ -294,11 +304,11 @@ void DriveSession::finishLine(PropertyList& line) {
 
 PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step) {
   const double time = step["time"].get<double>();
-  PatchHost& host = hostFor(step);
-  const std::size_t patchIndex = step.value("patch", std::size_t{0});
+  const std::size_t patch = patchIndex(step);
+  PatchHost& host = *hosts_.at(patch);
   setInputs(host, step.value("inputs", PropertyList::object()));
-  if (!startIssued_[patchIndex]) {
-    startIssued_[patchIndex] = true;
+  if (!startIssued_[patch]) {
+    startIssued_[patch] = true;
     host.start();
     host.enable();
   }
@@ -315,7 +325,7 @@ PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step)
   PropertyList line = PropertyList::object();
   line["step"] = index;
   if (severalPatches_) {
-    line["patch"] = patchIndex;
+    line["patch"] = patch;
   }
   line["time"] = ValueJson::encodeNumber(time);
   line["executed"] = outcome.executed;
@@ -344,11 +354,10 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
   const std::string op = step["op"].get<std::string>();
   PropertyList line = {{"step", index}, {"op", op}};
   if (severalPatches_) {
-    line["patch"] = step.value("patch", std::size_t{0});
+    line["patch"] = patchIndex(step);
   }
   PatchHost& host = hostFor(step);
   Patch& patch = host.patch();
-  const bool everyPatch = (op == "start" || op == "stop") && !step.contains("patch");
   if (op == "settings") {
     applySettings(host, step["settings"]);
     line["settings"] = step["settings"];
@@ -371,9 +380,9 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
   } else if (op == "disable") {
     host.disable();
   } else if (op == "stop") {
-    for (auto& each : hosts_) {
-      if (everyPatch || each.get() == &host) {
-        each->stop();
+    for (std::size_t each = 0; each < hosts_.size(); ++each) {
+      if (reaches(step, each)) {
+        hosts_[each]->stop();
       }
     }
   } else if (op == "wait") {
@@ -407,7 +416,7 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
 void DriveSession::startPatches(const PropertyList& step, PropertyList& line) {
   bool started = true;
   for (std::size_t index = 0; index < hosts_.size(); ++index) {
-    if (!step.contains("patch") || step["patch"] == index) {
+    if (reaches(step, index)) {
       startIssued_[index] = true;
       started = hosts_[index]->start() && started;
     }

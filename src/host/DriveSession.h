@@ -57,12 +57,12 @@ class DriveSession {
   PropertyList runOp(std::size_t index, const PropertyList& step);
   // Sets the simulated GPI box as a gpi step says and adds the box and its calls to the step's line.
   void runGpiOp(const PropertyList& step, PropertyList& line);
-  // The host of the patch a step names ("patch", 0 when absent).
+  // The host of the patch a step names.
   PatchHost& hostFor(const PropertyList& step);
   void applySettings(PatchHost& host, const PropertyList& settings);
   void setInputs(PatchHost& host, const PropertyList& inputs);
   PropertyList outputs(PatchHost& host);
-  // Starts every patch the step names ("start" and "stop" without "patch" name them all).
+  // Starts every patch the step reaches.
   void startPatches(const PropertyList& step, PropertyList& line);
   // The canvas read back, described as an output image.
   PropertyList canvasImage();

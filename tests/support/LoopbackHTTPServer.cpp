@@ -24,6 +24,10 @@ sockaddr_in loopbackAddress(std::uint16_t port) {
   return address;
 }
 
+std::string loopbackURL(std::uint16_t port, const std::string& path) {
+  return "http://127.0.0.1:" + std::to_string(port) + path;
+}
+
 std::uint16_t boundPort(int socket) {
   sockaddr_in address{};
   socklen_t length = sizeof(address);
@@ -85,7 +89,7 @@ LoopbackHTTPServer::~LoopbackHTTPServer() {
 }
 
 std::string LoopbackHTTPServer::url(const std::string& path) const {
-  return "http://127.0.0.1:" + std::to_string(port_) + path;
+  return loopbackURL(port_, path);
 }
 
 std::vector<LoopbackHTTPServer::Request> LoopbackHTTPServer::requests() const {
@@ -108,11 +112,18 @@ void LoopbackHTTPServer::bypassProxiesForLoopback() {
   ::setenv("NO_PROXY", "127.0.0.1,localhost", 1);
 }
 
-std::uint16_t LoopbackHTTPServer::closedPort() {
+void LoopbackHTTPServer::holdBack(std::chrono::milliseconds duration, const std::atomic<bool>& release) {
+  const auto end = std::chrono::steady_clock::now() + duration;
+  while (!release && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+std::string LoopbackHTTPServer::closedURL(const std::string& path) {
   const int socket = boundLoopbackSocket();
   const std::uint16_t port = boundPort(socket);
   ::close(socket);
-  return port;
+  return loopbackURL(port, path);
 }
 
 void LoopbackHTTPServer::acceptConnections() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -55,8 +56,11 @@ class LoopbackHTTPServer {
   static std::string response(int status, std::string_view body, std::string_view extraHeaders = {});
   // Keeps proxies named in the environment (a CI machine's, say) away from loopback URLs.
   static void bypassProxiesForLoopback();
-  // A port on the loopback interface on which nothing listens.
-  static std::uint16_t closedPort();
+  // A URL with the path on a loopback port on which nothing listens.
+  static std::string closedURL(const std::string& path);
+  // Holds a handler back for the duration or until released, in small steps so that a server being
+  // torn down is not held up for long.
+  static void holdBack(std::chrono::milliseconds duration, const std::atomic<bool>& release);
 
  private:
   void acceptConnections();

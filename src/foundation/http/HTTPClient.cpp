@@ -4,6 +4,8 @@
 #include <cctype>
 #include <limits>
 
+#include "framework/StringTrimming.h"
+
 namespace qva {
 
 namespace {
@@ -75,12 +77,6 @@ std::string describe(CURLcode code, const char* detail) {
   return description;
 }
 
-std::string trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r\n");
-  const auto last = text.find_last_not_of(" \t\r\n");
-  return first == std::string_view::npos ? std::string() : std::string(text.substr(first, last - first + 1));
-}
-
 }  // namespace
 
 struct HTTPClient::Transfer {
@@ -110,7 +106,8 @@ struct HTTPClient::Transfer {
       // A new response begins: a redirect or an interim answer came before it.
       transfer.response.headers.clear();
     } else if (const auto colon = line.find(':'); colon != std::string_view::npos && colon > 0) {
-      transfer.response.addHeader(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+      transfer.response.addHeader(trimmed(line.substr(0, colon), " \t\r\n"),
+                                  trimmed(line.substr(colon + 1), " \t\r\n"));
     }
     return size * count;
   }

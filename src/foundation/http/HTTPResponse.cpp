@@ -8,16 +8,11 @@
 #include <utility>
 
 #include "foundation/encodings/StringEncodings.h"
+#include "framework/StringTrimming.h"
 
 namespace qva {
 
 namespace {
-
-std::string trimmed(const std::string& text) {
-  const auto first = text.find_first_not_of(" \t\"'");
-  const auto last = text.find_last_not_of(" \t\"'");
-  return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
-}
 
 // The charset parameter of a Content-Type value ("text/xml; charset=ISO-8859-1"), or empty.
 std::string charsetOf(const std::string& contentType) {
@@ -30,7 +25,8 @@ std::string charsetOf(const std::string& contentType) {
   }
   const auto start = at + 8;
   const auto end = contentType.find(';', start);
-  return trimmed(contentType.substr(start, end == std::string::npos ? std::string::npos : end - start));
+  return trimmed(contentType.substr(start, end == std::string::npos ? std::string::npos : end - start),
+                 " \t\"'");
 }
 
 }  // namespace

@@ -14,10 +14,6 @@ namespace {
 
 constexpr std::string_view kFileScheme = "file://";
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-  return text.substr(0, prefix.size()) == prefix;
-}
-
 bool readFile(const std::string& path, std::string& bytes, std::string& error) {
   std::error_code failure;
   const auto size = std::filesystem::file_size(path, failure);
@@ -84,15 +80,15 @@ bool download(const std::string& url, std::string& bytes, std::string& error,
 }  // namespace
 
 std::optional<std::string> XmlSource::filePath(const std::string& url) {
-  if (!startsWith(url, kFileScheme)) {
+  if (!url.starts_with(kFileScheme)) {
     return std::nullopt;
   }
   // "file://localhost/path" names the same file as "file:///path".
   std::string_view rest = std::string_view(url).substr(kFileScheme.size());
-  if (startsWith(rest, "localhost/")) {
+  if (rest.starts_with("localhost/")) {
     rest.remove_prefix(std::string_view("localhost").size());
   }
-  if (!startsWith(rest, "/")) {
+  if (!rest.starts_with('/')) {
     return std::nullopt;
   }
   return percentDecode(rest);
@@ -104,7 +100,7 @@ bool XmlSource::fetch(const std::string& url, std::string& bytes, std::string& e
   if (const std::optional<std::string> path = filePath(url)) {
     return readFile(*path, bytes, error);
   }
-  if (startsWith(url, "http://") || startsWith(url, "https://")) {
+  if (url.starts_with("http://") || url.starts_with("https://")) {
     return download(url, bytes, error, downloadTimeout);
   }
   error = "unsupported URL (file, http and https are read)";

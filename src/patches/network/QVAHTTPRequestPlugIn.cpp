@@ -5,6 +5,7 @@
 #include <limits>
 #include <string_view>
 
+#include "framework/StringTrimming.h"
 #include "framework/Structure.h"
 
 namespace qva {
@@ -16,12 +17,6 @@ constexpr double kDefaultTimeoutSeconds = 60;
 
 const char* const kRequestInputs[] = {"inputURL",          "inputMethod",  "inputContent",
                                       "inputHeaderFields", "inputTimeout", "inputCachePolicy"};
-
-std::string trimmedOfBlanks(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t");
-  const auto last = text.find_last_not_of(" \t");
-  return first == std::string_view::npos ? std::string() : std::string(text.substr(first, last - first + 1));
-}
 
 HTTPCachePolicy cachePolicyForMenuIndex(std::uint32_t index) {
   switch (index) {
@@ -177,8 +172,8 @@ void QVAHTTPRequestPlugIn::send(ExecutionContext& context) {
       logMessage("Invalid header field line ignored: " + line);
       continue;
     }
-    std::string name = trimmedOfBlanks(std::string_view(line).substr(0, colon));
-    std::string value = trimmedOfBlanks(std::string_view(line).substr(colon + 1));
+    std::string name = trimmed(std::string_view(line).substr(0, colon), " \t");
+    std::string value = trimmed(std::string_view(line).substr(colon + 1), " \t");
     if (!name.empty() && !value.empty()) {
       request->addRequestHeader(std::move(name), std::move(value));
     }

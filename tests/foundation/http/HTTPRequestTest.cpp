@@ -32,14 +32,6 @@ std::string compressed(const std::string& text, bool gzip) {
   return out;
 }
 
-// Sleeps in small steps so that a server being torn down is not held up for long.
-void pause(std::chrono::milliseconds duration, const std::atomic<bool>& release) {
-  const auto end = std::chrono::steady_clock::now() + duration;
-  while (!release && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(5ms);
-  }
-}
-
 class HTTPRequestTest : public ::testing::Test {
  protected:
   HTTPRequestTest() { LoopbackHTTPServer::bypassProxiesForLoopback(); }
@@ -53,11 +45,7 @@ class HTTPRequestTest : public ::testing::Test {
     return waitUntilFinished(request, limit);
   }
   bool waitUntilFinished(HTTPRequest& request, std::chrono::milliseconds limit = 10000ms) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!request.isFinished() && std::chrono::steady_clock::now() < end) {
-      queue_.pumpFor(5ms);
-    }
-    return request.isFinished();
+    return queue_.pumpUntil(limit, [&] { return request.isFinished(); });
   }
 
   TaskQueue queue_;
@@ -68,7 +56,7 @@ class HTTPRequestTest : public ::testing::Test {
 
 TEST_F(HTTPRequestTest, ResponseArrivesOnTheHostThreadWhileItKeepsRunning) {
   LoopbackHTTPServer server([this](const ServedRequest&, Connection& connection) {
-    pause(5000ms, release_);
+    LoopbackHTTPServer::holdBack(5000ms, release_);
     connection.write(LoopbackHTTPServer::response(200, "héllo",
                                                   "Content-Type: text/plain; charset=utf-8\r\n"
                                                   "X-Feed: one\r\nX-Feed: two\r\n"));
@@ -201,7 +189,7 @@ TEST_F(HTTPRequestTest, ErrorStatusesAreResponsesButTransportFailuresAreErrors) 
   auto hungUp = request(server.url("/hang-up"));
   ASSERT_TRUE(send(*hungUp));
   EXPECT_NE(hungUp->error().value_or("").find("connection was lost"), std::string::npos);
-  auto unreachable = request("http://127.0.0.1:" + std::to_string(LoopbackHTTPServer::closedPort()) + "/");
+  auto unreachable = request(LoopbackHTTPServer::closedURL("/"));
   ASSERT_TRUE(send(*unreachable));
   EXPECT_NE(unreachable->error().value_or("").find("Could not connect"), std::string::npos);
   auto notHTTP = request("file:///etc/passwd");
@@ -227,7 +215,7 @@ TEST_F(HTTPRequestTest, ABodyPastTheClientsLimitFails) {
 
 TEST_F(HTTPRequestTest, ASlowServerPastTheTimeOutFails) {
   LoopbackHTTPServer server([this](const ServedRequest&, Connection& connection) {
-    pause(5000ms, release_);
+    LoopbackHTTPServer::holdBack(5000ms, release_);
     connection.write(LoopbackHTTPServer::response(200, "late"));
   });
   auto slow = request(server.url("/slow"));
@@ -239,7 +227,7 @@ TEST_F(HTTPRequestTest, ASlowServerPastTheTimeOutFails) {
 
 TEST_F(HTTPRequestTest, ACancelledRequestNeverReports) {
   LoopbackHTTPServer server([this](const ServedRequest&, Connection& connection) {
-    pause(5000ms, release_);
+    LoopbackHTTPServer::holdBack(5000ms, release_);
     connection.write(LoopbackHTTPServer::response(200, "late"));
   });
   auto cancelled = request(server.url("/slow"));

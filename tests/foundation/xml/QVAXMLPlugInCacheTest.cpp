@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "RecordingReader.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/xml/QVAXMLPlugInCache.h"
 #include "support/TemporaryFolder.h"
@@ -13,16 +14,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A reader that remembers what it was handed.
-struct Reader final : XmlDocumentUser {
-  void documentDidLoad(QVAXMLPlugInDocument& document) override {
-    ++deliveries;
-    xml = document.xml();
-  }
-  int deliveries = 0;
-  XmlDocumentRef xml;
-};
-
 class XmlCacheTest : public ::testing::Test {
  protected:
   XmlCacheTest() : folder_("xml-cache") {
@@ -30,7 +21,7 @@ class XmlCacheTest : public ::testing::Test {
     url_ = "file://" + (folder_ / "feed.xml").string();
   }
   ~XmlCacheTest() override {
-    for (Reader* reader : {&first_, &second_, &third_}) {
+    for (RecordingReader* reader : {&first_, &second_, &third_}) {
       cache().unregisterUser(reader, url_);
     }
   }
@@ -48,16 +39,16 @@ class XmlCacheTest : public ::testing::Test {
     }
   }
   // Pumps until the reader has had that many deliveries (or a while has passed).
-  void waitFor(const Reader& reader, int deliveries) {
+  void waitFor(const RecordingReader& reader, int deliveries) {
     queue_.pumpUntil(5s, [&] { return reader.deliveries >= deliveries; });
   }
 
   TemporaryFolder folder_;
   std::string url_;
   TaskQueue queue_;
-  Reader first_;
-  Reader second_;
-  Reader third_;
+  RecordingReader first_;
+  RecordingReader second_;
+  RecordingReader third_;
 };
 
 TEST_F(XmlCacheTest, ReadersOfOneURLShareOneLoadWithinTenSeconds) {

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <thread>
 
+#include "RecordingReader.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/xml/QVAXMLPlugInDocument.h"
 #include "framework/ProcessLog.h"
@@ -23,18 +24,6 @@ constexpr std::string_view kFeed =
     "<?xml version=\"1.0\"?><rss version=\"2.0\"><channel><title>Desk</title>"
     "<item><title>First story</title></item></channel></rss>";
 
-// A reader that remembers what it was handed and on which thread.
-struct Reader final : XmlDocumentUser {
-  void documentDidLoad(QVAXMLPlugInDocument& document) override {
-    ++deliveries;
-    xml = document.xml();
-    thread = std::this_thread::get_id();
-  }
-  int deliveries = 0;
-  XmlDocumentRef xml;
-  std::thread::id thread;
-};
-
 class XmlDownloadTest : public ::testing::Test {
  protected:
   XmlDownloadTest() {
@@ -46,10 +35,14 @@ class XmlDownloadTest : public ::testing::Test {
   }
   ~XmlDownloadTest() override { ProcessLog::setSink(previousSink_); }
 
-  // Adds the reader and pumps the host queue until it has been told, for at most the limit.
-  bool load(QVAXMLPlugInDocument& document, Reader& reader, std::chrono::milliseconds limit = 5000ms) {
+  // Pumps the host queue until the reader has been told, for at most the limit.
+  bool delivered(const RecordingReader& reader, std::chrono::milliseconds limit = 5000ms) {
+    return queue_.pumpUntil(limit, [&] { return reader.deliveries > 0; });
+  }
+  // Adds the reader and waits until it has been told.
+  bool load(QVAXMLPlugInDocument& document, RecordingReader& reader) {
     document.addUser(&reader);
-    const bool told = queue_.pumpUntil(limit, [&] { return reader.deliveries > 0; });
+    const bool told = delivered(reader);
     document.removeUser(&reader);
     return told;
   }
@@ -79,14 +72,14 @@ TEST_F(XmlDownloadTest, AFeedServedOverHTTPIsDeliveredOnTheHostQueue) {
        {server.url("/feed.xml"), "feed://127.0.0.1:" + std::to_string(server.port()) + "/feed.xml"}) {
     SCOPED_TRACE(url);
     const auto document = QVAXMLPlugInDocument::documentWithURL(url, queue_);
-    Reader reader;
+    RecordingReader reader;
     document->addUser(&reader);
     // The loader waits for the host queue: however long it has had, nobody is told before a pump.
     for (int wait = 0; wait < 200 && document->state() == QVAXMLPlugInDocument::Loading; ++wait) {
       std::this_thread::sleep_for(10ms);
     }
     EXPECT_EQ(reader.deliveries, 0);
-    ASSERT_TRUE(queue_.pumpUntil(5s, [&] { return reader.deliveries > 0; }));
+    ASSERT_TRUE(delivered(reader));
     document->removeUser(&reader);
     EXPECT_EQ(server.requests().back().target, "/feed.xml");
     EXPECT_EQ(reader.thread, std::this_thread::get_id());
@@ -115,14 +108,14 @@ TEST_F(XmlDownloadTest, ASlowOrEndlessFeedFailsAtItsTimeOutWhileTheHostRuns) {
   for (const std::string path : {"/silent", "/endless"}) {
     SCOPED_TRACE(path);
     const auto document = QVAXMLPlugInDocument::documentWithURL(server.url(path), queue_, 300ms);
-    Reader reader;
+    RecordingReader reader;
     document->addUser(&reader);
     // The host thread is back at once and keeps pumping while the download hangs.
     EXPECT_EQ(document->state(), QVAXMLPlugInDocument::Loading);
     queue_.pumpFor(50ms);
     EXPECT_EQ(reader.deliveries, 0);
 
-    ASSERT_TRUE(queue_.pumpUntil(5s, [&] { return reader.deliveries > 0; })) << "the server never lets go";
+    ASSERT_TRUE(delivered(reader)) << "the server never lets go";
     document->removeUser(&reader);
     EXPECT_EQ(reader.xml, nullptr);
     EXPECT_EQ(document->state(), QVAXMLPlugInDocument::Failed);
@@ -134,10 +127,9 @@ TEST_F(XmlDownloadTest, ASlowOrEndlessFeedFailsAtItsTimeOutWhileTheHostRuns) {
 }
 
 TEST_F(XmlDownloadTest, AnUnreachableHostFailsWithALogLine) {
-  const std::string url =
-      "http://127.0.0.1:" + std::to_string(LoopbackHTTPServer::closedPort()) + "/feed.xml";
+  const std::string url = LoopbackHTTPServer::closedURL("/feed.xml");
   const auto document = QVAXMLPlugInDocument::documentWithURL(url, queue_);
-  Reader reader;
+  RecordingReader reader;
   ASSERT_TRUE(load(*document, reader));
   EXPECT_EQ(reader.xml, nullptr);
   EXPECT_EQ(document->state(), QVAXMLPlugInDocument::Failed);
@@ -160,11 +152,11 @@ TEST_F(XmlDownloadTest, RedirectsAreFollowedOnlyToHTTP) {
     }
   });
 
-  Reader moved;
+  RecordingReader moved;
   ASSERT_TRUE(load(*QVAXMLPlugInDocument::documentWithURL(server.url("/moved"), queue_), moved));
   EXPECT_NE(moved.xml, nullptr);
 
-  Reader toFile;
+  RecordingReader toFile;
   const auto document = QVAXMLPlugInDocument::documentWithURL(server.url("/to-file"), queue_);
   ASSERT_TRUE(load(*document, toFile));
   EXPECT_EQ(toFile.xml, nullptr) << "the file behind the redirect must not be read";

@@ -187,9 +187,6 @@ TEST_F(XmlFeedTest, PatchesReadingOneURLShareItsLoad) {
       {"time": 1, "patch": 2, "inputs": {"xPath0": "//item/title"}},
       {"op": "wait", "seconds": 5, "until": "delivery"},
       {"time": 2, "patch": 1}, {"time": 2, "patch": 2}, {"op": "stop"}]})");
-  for (int patch = 0; patch < 3; ++patch) {
-    script["patches"][patch]["settings"]["xPathCount"] = 1;
-  }
   for (const int step : {0, 4, 5}) {
     script["steps"][step]["inputs"]["inputURL"] = path();
   }

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <thread>
 
 #include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
@@ -44,16 +43,12 @@ class HTTPRequestPlugInTest : public ::testing::Test {
     if (!due && !patch_->anyInputChanged()) {
       return false;
     }
-    EXPECT_TRUE(patch_->execute(context_, 1, Arguments()));
-    patch_->finishExecution();
+    executeOnce(*patch_, context_, 1);
     return true;
   }
   // Pumps the host queue until the patch asks to run, then runs it; false when it never asked.
   bool frameAfterDelivery(std::chrono::milliseconds limit = 10000ms) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!patch_->shouldRender() && std::chrono::steady_clock::now() < end) {
-      queue_.pumpFor(5ms);
-    }
+    queue_.pumpUntil(limit, [this] { return patch_->shouldRender(); });
     return frame();
   }
   const Value& output(const std::string& key) const { return patch_->findOutputPort(key)->value; }
@@ -65,9 +60,7 @@ class HTTPRequestPlugInTest : public ::testing::Test {
   std::atomic<bool> release_{false};
   LoopbackHTTPServer server_{[this](const ServedRequest& served, Connection& connection) {
     if (served.target == "/slow") {
-      for (int i = 0; i < 1000 && !release_; ++i) {
-        std::this_thread::sleep_for(5ms);
-      }
+      LoopbackHTTPServer::holdBack(5000ms, release_);
       connection.write(LoopbackHTTPServer::response(200, "slow"));
     } else if (served.target == "/chunked") {
       connection.write(
@@ -154,8 +147,7 @@ TEST_F(HTTPRequestPlugInTest, ErrorStatusesFinishAndChunkedBodiesShowNoContent) 
 }
 
 TEST_F(HTTPRequestPlugInTest, TransportFailuresSetTheErrorOutputsAndAnEmptyURLClearsThem) {
-  const std::string unreachable =
-      "http://127.0.0.1:" + std::to_string(LoopbackHTTPServer::closedPort()) + "/";
+  const std::string unreachable = LoopbackHTTPServer::closedURL("/");
   frame({{"inputURL", Value(unreachable)}});
   ASSERT_TRUE(frameAfterDelivery());
   EXPECT_TRUE(output("outputError").booleanValue());
