@@ -8,20 +8,15 @@
 #include "foundation/encodings/StringEncodings.h"
 #include "foundation/rtf/RtfReader.h"
 #include "foundation/xpl/xplFiles.h"
+#include "framework/StringCase.h"
 
 namespace qva {
 
 namespace {
 
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
-
 std::string extensionOf(const std::string& fileName) {
   std::string extension = std::filesystem::path(fileName).extension().string();
-  return lowercase(extension.empty() ? extension : extension.substr(1));
+  return asciiLowercased(extension.empty() ? extension : extension.substr(1));
 }
 
 // The bytes after a UTF-8 byte-order mark and leading white space, lower-cased, for sniffing.
@@ -30,7 +25,7 @@ std::string leadingText(std::string_view bytes) {
     bytes.remove_prefix(3);
   }
   const std::size_t start = bytes.find_first_not_of(" \t\r\n");
-  return start == std::string_view::npos ? std::string() : lowercase(std::string(bytes.substr(start, 256)));
+  return start == std::string_view::npos ? std::string() : asciiLowercased(bytes.substr(start, 256));
 }
 
 bool looksLikeHtml(std::string_view bytes) {

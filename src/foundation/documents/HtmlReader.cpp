@@ -13,6 +13,7 @@
 
 #include "foundation/encodings/StringEncodings.h"
 #include "foundation/text/TextEncoding.h"
+#include "framework/StringCase.h"
 
 namespace qva {
 
@@ -40,13 +41,6 @@ bool isSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
 }
 
-std::string lowercase(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return result;
-}
-
 std::optional<std::string> attribute(const xmlNode* node, const char* name) {
   xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(name));
   if (value == nullptr) {
@@ -59,7 +53,7 @@ std::optional<std::string> attribute(const xmlNode* node, const char* name) {
 
 // "#rgb", "#rrggbb" or one of the sixteen HTML colour names (and orange).
 std::optional<Color> parseColor(std::string_view text) {
-  const std::string value = lowercase(text);
+  const std::string value = asciiLowercased(text);
   if (!value.empty() && value[0] == '#') {
     unsigned rgb = 0;
     const std::string_view digits = std::string_view(value).substr(1);
@@ -128,7 +122,7 @@ struct PreparedBytes {
 };
 
 PreparedBytes prepare(std::string_view html) {
-  const std::string head = lowercase(html.substr(0, 2048));
+  const std::string head = asciiLowercased(html.substr(0, 2048));
   if (head.find("charset") != std::string::npos || head.find("encoding=") != std::string::npos) {
     return {std::string(html), nullptr};
   }
@@ -190,7 +184,7 @@ class TextBuilder {
     if (node->type != XML_ELEMENT_NODE || node->name == nullptr) {
       return false;
     }
-    const std::string name = lowercase(reinterpret_cast<const char*>(node->name));
+    const std::string name = asciiLowercased(reinterpret_cast<const char*>(node->name));
     if (isHidden(name)) {
       return false;
     }
@@ -216,7 +210,7 @@ class TextBuilder {
     if (node->type != XML_ELEMENT_NODE || states_.size() <= 1) {
       return;
     }
-    if (isBlock(lowercase(reinterpret_cast<const char*>(node->name)))) {
+    if (isBlock(asciiLowercased(reinterpret_cast<const char*>(node->name)))) {
       paragraphBreak();
     }
     states_.pop_back();
@@ -268,7 +262,7 @@ class TextBuilder {
       appendText(parent.orderedList ? std::to_string(parent.listItems) + ".\t" : "\xE2\x80\xA2\t", true);
     }
     if (auto align = attribute(node, "align"); align && isBlock(name)) {
-      const std::string value = lowercase(*align);
+      const std::string value = asciiLowercased(*align);
       if (value == "left") {
         a.paragraphStyle.alignment = TextAlignment::Left;
       } else if (value == "center") {

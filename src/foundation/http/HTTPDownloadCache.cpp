@@ -5,15 +5,11 @@
 #include <algorithm>
 #include <cctype>
 
+#include "framework/StringCase.h"
+
 namespace qva {
 
 namespace {
-
-std::string lowercased(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
 
 struct Freshness {
   bool storable = true;
@@ -39,7 +35,7 @@ std::optional<long long> maxAgeSeconds(const std::string& cacheControl) {
 
 Freshness freshnessOf(const HTTPResponse& response, HTTPDownloadCache::Clock::time_point now) {
   Freshness freshness;
-  const std::string cacheControl = lowercased(response.header("Cache-Control").value_or(""));
+  const std::string cacheControl = asciiLowercased(response.header("Cache-Control").value_or(""));
   if (cacheControl.find("no-store") != std::string::npos) {
     freshness.storable = false;
     return freshness;

@@ -3,11 +3,11 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <utility>
 
 #include "foundation/encodings/StringEncodings.h"
+#include "framework/StringCase.h"
 #include "framework/StringTrimming.h"
 
 namespace qva {
@@ -16,10 +16,7 @@ namespace {
 
 // The charset parameter of a Content-Type value ("text/xml; charset=ISO-8859-1"), or empty.
 std::string charsetOf(const std::string& contentType) {
-  std::string lower = contentType;
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  const auto at = lower.find("charset=");
+  const auto at = asciiLowercased(contentType).find("charset=");
   if (at == std::string::npos) {
     return {};
   }
