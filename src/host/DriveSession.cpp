@@ -10,6 +10,7 @@
 #include "framework/ProcessLog.h"
 #include "host/FileAction.h"
 #include "host/PatchClassJson.h"
+#include "host/ScriptBytes.h"
 #include "host/SimulatedGpiSettings.h"
 #include "host/ValueJson.h"
 
@@ -260,7 +261,7 @@ PatchHost& DriveSession::hostFor(const PropertyList& step) {
 
 void DriveSession::applySettings(PatchHost& host, const PropertyList& settings) {
   for (const auto& [key, value] : settings.items()) {
-    host.patch().setSerializedValueForKey(value, key);
+    host.patch().setSerializedValueForKey(ScriptBytes::fromScript(value), key);
   }
 }
 
@@ -364,7 +365,7 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
   } else if (op == "serialize") {
     PropertyList settings = PropertyList::object();
     for (const std::string& key : patch.patchClass().plugInKeys) {
-      settings[key] = patch.serializedValueForKey(key);
+      settings[key] = ScriptBytes::toScript(patch.serializedValueForKey(key));
     }
     line["settings"] = settings;
   } else if (op == "ports") {

@@ -5,6 +5,7 @@
 #include "patches/files/FilePatches.h"
 #include "patches/gpi/GpiPatches.h"
 #include "patches/network/NetworkPatches.h"
+#include "patches/psd/PsdPatches.h"
 #include "patches/render/RenderPatches.h"
 #include "patches/richtext/RichTextPatches.h"
 #include "patches/scroller/ScrollerPatches.h"
@@ -23,6 +24,7 @@ void registerAllPatches(PatchRegistry& registry) {
   registerScrollerPatches(registry);
   registerNetworkPatches(registry);
   registerGpiPatches(registry);
+  registerPsdPatches(registry);
 }
 
 const PatchRegistry& bundledPatches() {

@@ -2,7 +2,7 @@
 
 namespace qva {
 
-PsdDocument::PsdDocument(int width, int height, int depth, ColorMode mode, Bitmap composite,
+PsdDocument::PsdDocument(int width, int height, int depth, ColorMode mode, ImageRef composite,
                          std::vector<PsdLayerRecord> layers, std::vector<ImageResource> resources)
     : width_(width),
       height_(height),

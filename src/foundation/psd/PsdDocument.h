@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/image/Bitmap.h"
 #include "foundation/psd/PsdLayerRecord.h"
+#include "framework/Image.h"
 
 namespace qva {
 
@@ -36,14 +36,15 @@ class PsdDocument {
     std::vector<std::uint8_t> data;
   };
 
-  PsdDocument(int width, int height, int depth, ColorMode mode, Bitmap composite,
+  PsdDocument(int width, int height, int depth, ColorMode mode, ImageRef composite,
               std::vector<PsdLayerRecord> layers, std::vector<ImageResource> resources);
 
   int width() const { return width_; }
   int height() const { return height_; }
   int depth() const { return depth_; }
   ColorMode colorMode() const { return colorMode_; }
-  const Bitmap& composite() const { return composite_; }
+  // Premultiplied BGRA pixels of the whole canvas.
+  const ImageRef& composite() const { return composite_; }
   // Layers from the bottom up, as the document stores them.
   const std::vector<PsdLayerRecord>& layers() const { return layers_; }
   const std::vector<ImageResource>& imageResources() const { return resources_; }
@@ -62,7 +63,7 @@ class PsdDocument {
   int height_;
   int depth_;
   ColorMode colorMode_;
-  Bitmap composite_;
+  ImageRef composite_;
   std::vector<PsdLayerRecord> layers_;
   std::vector<ImageResource> resources_;
 };

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
-#include "foundation/image/Bitmap.h"
+#include "framework/Image.h"
 
 namespace qva {
 
@@ -38,8 +37,8 @@ struct PsdLayerRecord {
   std::string unicodeNameBytes;
   // The same name in UTF-8.
   std::string name;
-  // Premultiplied BGRA pixels of the bounds; none for a layer without pixels (empty bounds).
-  std::optional<Bitmap> pixels;
+  // Premultiplied BGRA pixels of the bounds; null for a layer without pixels (empty bounds).
+  ImageRef pixels;
 };
 
 }  // namespace qva

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "foundation/encodings/StringEncodings.h"
+#include "foundation/image/Bitmap.h"
 #include "foundation/psd/PsdByteReader.h"
 #include "foundation/psd/PsdFormatError.h"
 #include "foundation/psd/PsdPlaneDecoder.h"
@@ -239,8 +240,8 @@ LayerInProgress readLayerRecord(PsdByteReader& reader, std::size_t index) {
 }
 
 // Premultiplied BGRA from colour planes (grey, or red, green, blue) and an optional transparency plane.
-Bitmap composeBitmap(std::size_t width, std::size_t height, const std::array<const std::uint8_t*, 3>& color,
-                     const std::uint8_t* alpha) {
+ImageRef composeImage(std::size_t width, std::size_t height, const std::array<const std::uint8_t*, 3>& color,
+                      const std::uint8_t* alpha) {
   std::optional<Bitmap> bitmap =
       Bitmap::allocate(static_cast<int>(width), static_cast<int>(height), Bitmap::paddedRowBytes(width));
   if (!bitmap) {
@@ -258,7 +259,7 @@ Bitmap composeBitmap(std::size_t width, std::size_t height, const std::array<con
     }
   }
   bitmap->premultiply();
-  return std::move(*bitmap);
+  return std::move(*bitmap).toImage();
 }
 
 std::array<const std::uint8_t*, 3> colorPointers(const Planes& planes, std::size_t colorPlanes) {
@@ -303,7 +304,7 @@ void readLayerPixels(PsdByteReader& reader, LayerInProgress& layer, const Header
     }
   }
   layer.record.pixels =
-      composeBitmap(width, height, colorPointers(color, colorPlanes), alpha.empty() ? nullptr : alpha.data());
+      composeImage(width, height, colorPointers(color, colorPlanes), alpha.empty() ? nullptr : alpha.data());
 }
 
 LayerSection readLayerInfo(PsdByteReader section, const Header& header) {
@@ -359,7 +360,7 @@ LayerSection readLayerAndMaskInfo(PsdByteReader section, const Header& header) {
   return layers;
 }
 
-Bitmap readComposite(PsdByteReader& reader, const Header& header, const LayerSection& layers) {
+ImageRef readComposite(PsdByteReader& reader, const Header& header, const LayerSection& layers) {
   if (reader.remaining() < 2) {
     throw PsdFormatError("the document ends before its composite image");
   }
@@ -374,8 +375,8 @@ Bitmap readComposite(PsdByteReader& reader, const Header& header, const LayerSec
                                        colorPlanes + (transparency ? 1 : 0)};
   const Planes planes =
       PsdPlaneDecoder::decode(reader.bytes(reader.remaining(), "composite image"), compression, layout);
-  return composeBitmap(layout.width, layout.height, colorPointers(planes, colorPlanes),
-                       transparency ? planes[colorPlanes].data() : nullptr);
+  return composeImage(layout.width, layout.height, colorPointers(planes, colorPlanes),
+                      transparency ? planes[colorPlanes].data() : nullptr);
 }
 
 }  // namespace
@@ -390,7 +391,7 @@ PsdReader::Result PsdReader::read(std::span<const std::uint8_t> bytes) {
         readImageResources(reader.section(reader.u32("image resources"), "image resources"));
     LayerSection layers = readLayerAndMaskInfo(
         reader.section(reader.u32("layer and mask information"), "layer and mask information"), header);
-    Bitmap composite = readComposite(reader, header, layers);
+    ImageRef composite = readComposite(reader, header, layers);
     result.document.emplace(header.width, header.height, header.depth, header.mode, std::move(composite),
                             std::move(layers.layers), std::move(resources));
   } catch (const PsdFormatError& error) {

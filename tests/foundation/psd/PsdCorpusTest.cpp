@@ -199,7 +199,7 @@ TEST_P(PsdCorpusTest, ReadsLayersAsOtherToolsSeeThem) {
   const PsdDocument& document = *result.document;
   EXPECT_EQ(document.width(), expected.width);
   EXPECT_EQ(document.height(), expected.height);
-  EXPECT_EQ(document.composite().width(), expected.width);
+  EXPECT_EQ(document.composite()->width(), expected.width);
   ASSERT_EQ(document.layers().size(), expected.layerCount);
 
   std::size_t groups = 0;

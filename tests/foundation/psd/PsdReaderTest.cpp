@@ -17,6 +17,12 @@ PsdReader::Result read(const std::vector<std::uint8_t>& bytes) {
   return PsdReader::read(bytes);
 }
 
+// The premultiplied B, G, R, A bytes of a pixel.
+const std::uint8_t* pixelAt(const ImageRef& image, int x, int y) {
+  const PixelBufferView pixels = *image->pixelBuffer();
+  return pixels.bytes + static_cast<std::size_t>(y) * pixels.rowBytes + static_cast<std::size_t>(x) * 4;
+}
+
 PsdTestLayer solidLayer(std::string name, std::int32_t top, std::int32_t left, std::int32_t bottom,
                         std::int32_t right, Rgba color) {
   PsdTestLayer layer;
@@ -74,16 +80,15 @@ TEST(PsdReaderTest, ReadsLayerRecordsBottomUpWithPremultipliedPixels) {
   EXPECT_EQ(square.blendMode, "mul ");
   ASSERT_TRUE(square.pixels);
   ASSERT_EQ(square.pixels->width(), 3);
-  const std::uint8_t* pixel = square.pixels->row(1) + 8;
+  const std::uint8_t* pixel = pixelAt(square.pixels, 2, 1);
   EXPECT_NEAR(pixel[0], 100, 1);  // blue 200 at alpha 128, premultiplied
   EXPECT_EQ(pixel[1], 0);
   EXPECT_EQ(pixel[2], 0);
   EXPECT_EQ(pixel[3], 128);
 
-  const Bitmap& composite = document.composite();
-  EXPECT_EQ(composite.width(), 6);
-  EXPECT_EQ(composite.row(3)[4 * 5 + 0], 255);
-  EXPECT_EQ(composite.row(3)[4 * 5 + 3], 255);
+  EXPECT_EQ(document.composite()->width(), 6);
+  EXPECT_EQ(pixelAt(document.composite(), 5, 3)[0], 255);
+  EXPECT_EQ(pixelAt(document.composite(), 5, 3)[3], 255);
 }
 
 TEST(PsdReaderTest, IndexesImagesBottomUpAndMetadataTopDown) {
@@ -113,7 +118,7 @@ TEST(PsdReaderTest, DocumentWithoutLayersIsOneImage) {
   ASSERT_TRUE(result.document) << result.error;
   EXPECT_TRUE(result.document->layers().empty());
   EXPECT_EQ(result.document->imageCount(), 1u);
-  EXPECT_EQ(result.document->composite().row(2)[4 * 3 + 2], 180);
+  EXPECT_EQ(pixelAt(result.document->composite(), 3, 2)[2], 180);
 }
 
 TEST(PsdReaderTest, NamesWithoutUnicodeBlockFallBackToTheLegacyName) {
@@ -175,14 +180,14 @@ TEST_P(PsdReaderVariantTest, EveryCompressionAndDepthGivesTheSamePixels) {
   const auto result = read(document.bytes());
   ASSERT_TRUE(result.document) << result.error;
   ASSERT_EQ(result.document->layers().size(), 1u);
-  const Bitmap& pixels = *result.document->layers()[0].pixels;
-  ASSERT_EQ(pixels.width(), 285);
-  ASSERT_EQ(pixels.height(), 3);
+  const ImageRef& pixels = result.document->layers()[0].pixels;
+  ASSERT_EQ(pixels->width(), 285);
+  ASSERT_EQ(pixels->height(), 3);
   const bool grey = variant.colorMode == 1;
   for (int y = 0; y < 3; ++y) {
     for (int x = 0; x < 285; x += 7) {
       const Rgba expected = gradient.pixel(x, y);
-      const std::uint8_t* got = pixels.row(y) + 4 * x;
+      const std::uint8_t* got = pixelAt(pixels, x, y);
       const auto premultiplied = [&](std::uint8_t value) { return value * expected[3] / 255.0; };
       ASSERT_EQ(got[3], expected[3]) << x << "," << y;
       EXPECT_NEAR(got[2], premultiplied(expected[0]), 1) << x << "," << y;
