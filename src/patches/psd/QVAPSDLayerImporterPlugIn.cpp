@@ -75,7 +75,7 @@ void QVAPSDLayerImporterPlugIn::loadPSD() {
   if (importer) {
     canvasSize_ = importer->PSDImageSize();
     if (setOutputSettingsFromSize(canvasSize_)) {
-      sizeOption_ = 1;
+      setSizeOption(1);
     }
     for (const QVAPSDLayer& layer : importer->layers().value_or(std::vector<QVAPSDLayer>{})) {
       Structure structure;

@@ -99,6 +99,7 @@ TEST(QVAPSDLayerImporterPlugInTest, EmbeddedBroadcastDocumentPublishesLayersAndS
   EXPECT_EQ(settings["psdData"], psdData);
   EXPECT_TRUE(settings["psdPath"].is_null());
   EXPECT_EQ(settings["sizeOption"], 1);
+  EXPECT_EQ(settings["scaleWithViewPort"], true);
   EXPECT_EQ(settings["tvNormIndex"], 1);
   EXPECT_EQ(settings["topLeftOrigin"], true);
   EXPECT_EQ(settings["totalWidth"], 1920);
