@@ -54,19 +54,20 @@ struct LayerSection {
   bool present = false;
 };
 
+// What the refusal of a colour mode calls it.
 std::string modeName(std::uint16_t mode) {
-  switch (mode) {
-    case 0:
+  switch (static_cast<Mode>(mode)) {
+    case Mode::Bitmap:
       return "bitmap";
-    case 2:
+    case Mode::Indexed:
       return "indexed-colour";
-    case 4:
+    case Mode::CMYK:
       return "CMYK";
-    case 7:
+    case Mode::Multichannel:
       return "multichannel";
-    case 8:
+    case Mode::Duotone:
       return "duotone";
-    case 9:
+    case Mode::Lab:
       return "Lab";
     default:
       return "colour mode " + std::to_string(mode);
