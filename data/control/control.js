@@ -181,8 +181,13 @@ function buildInputs(inputs) {
   }
 }
 
+// Names and values as a definition list; the names stay, only the values change from frame to frame.
 function figures(list, entries) {
-  list.replaceChildren(...entries.flatMap(([name, value]) => [element("dt", { textContent: name }), element("dd", { textContent: value })]));
+  const names = [...list.querySelectorAll("dt")].map((term) => term.textContent);
+  if (names.length !== entries.length || entries.some(([name], index) => names[index] !== String(name))) {
+    list.replaceChildren(...entries.flatMap(([name]) => [element("dt", { textContent: name }), element("dd")]));
+  }
+  list.querySelectorAll("dd").forEach((detail, index) => (detail.textContent = entries[index][1]));
 }
 
 function render(state) {
