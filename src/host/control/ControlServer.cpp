@@ -112,6 +112,9 @@ ControlServer::~ControlServer() {
 std::string ControlServer::start() {
   server_->new_task_queue = [] { return new httplib::ThreadPool(serverThreads); };
   server_->set_payload_max_length(settings_.maximumBodyBytes);
+  // Headers and body go out in separate writes; without this each answer waits for the client's
+  // delayed acknowledgement.
+  server_->set_tcp_nodelay(true);
   server_->set_read_timeout(5, 0);
   server_->set_write_timeout(5, 0);
   if (settings_.port == 0) {

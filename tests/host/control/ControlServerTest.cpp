@@ -14,6 +14,7 @@
 #include "framework/PropertyList.h"
 #include "host/control/ControlServer.h"
 #include "host/control/FakePlayout.h"
+#include "support/ControlEventStream.h"
 #include "support/TemporaryFolder.h"
 
 namespace qva {
@@ -301,32 +302,18 @@ TEST_F(ControlServerTest, ServesThePageButNothingOutsideItsFolder) {
   expectStatus(client_->Get("/api/nothing"), 404);
 }
 
-// Reads the event stream on a thread of its own and keeps the state each event carries.
+// Keeps the states the event stream carries.
 class EventReader {
  public:
-  EventReader(int port, httplib::Headers headers = {}) : client_("127.0.0.1", port) {
-    thread_ = std::thread([this, headers] {
-      client_.Get("/api/events", headers, [this](const char* data, std::size_t size) {
-        std::lock_guard lock(mutex_);
-        buffer_.append(data, size);
-        for (std::size_t end; (end = buffer_.find("\n\n")) != std::string::npos; buffer_.erase(0, end + 2)) {
-          const std::size_t payload = buffer_.find("data: ");
-          if (payload < end) {
-            states_.push_back(parsePropertyList(buffer_.substr(payload + 6, end - payload - 6)));
-          }
-        }
-        arrived_.notify_all();
-        return !finished_;
-      });
-    });
-  }
-  ~EventReader() {
-    {
-      std::lock_guard lock(mutex_);
-      finished_ = true;
-    }
-    thread_.join();
-  }
+  explicit EventReader(int port, httplib::Headers headers = {})
+      : stream_(
+            port,
+            [this](const PropertyList& state) {
+              std::lock_guard lock(mutex_);
+              states_.push_back(state);
+              arrived_.notify_all();
+            },
+            std::move(headers)) {}
 
   // Waits for the count of events to reach n; the states so far.
   std::vector<PropertyList> waitFor(std::size_t count) {
@@ -336,13 +323,11 @@ class EventReader {
   }
 
  private:
-  httplib::Client client_;
-  std::thread thread_;
   std::mutex mutex_;
   std::condition_variable arrived_;
-  std::string buffer_;
   std::vector<PropertyList> states_;
-  bool finished_ = false;
+  // Last, so that it stops before what it writes to goes.
+  ControlEventStream stream_;
 };
 
 TEST_F(ControlServerTest, EventsCarryTheStateOncePerFrameAsFramesAreShown) {
