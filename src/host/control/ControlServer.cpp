@@ -78,10 +78,6 @@ std::string hostName(std::string_view authority) {
   return std::string(authority.substr(0, authority.find(':')));
 }
 
-bool isLoopbackAddress(const std::string& address) {
-  return address.starts_with("127.") || address == "::1" || address == "localhost";
-}
-
 // Runs a handler and turns a refused request into its answer.
 template <typename Handler>
 httplib::Server::Handler guarded(Handler handler) {
@@ -95,6 +91,10 @@ httplib::Server::Handler guarded(Handler handler) {
 }
 
 }  // namespace
+
+bool ControlServer::isLoopbackAddress(const std::string& address) {
+  return address.starts_with("127.") || address == "::1" || address == "[::1]" || address == "localhost";
+}
 
 ControlServer::ControlServer(PlayoutControl& playout, ControlSettings settings)
     : playout_(playout),
@@ -158,8 +158,7 @@ bool ControlServer::refuse(const httplib::Request& request, httplib::Response& r
   const std::string host = request.get_header_value("Host");
   // A server on loopback answers only to loopback names: a web page whose name was pointed at 127.0.0.1
   // must not reach it.
-  if (isLoopbackAddress(settings_.bindAddress) && !isLoopbackAddress(hostName(host)) &&
-      hostName(host) != "[::1]") {
+  if (isLoopbackAddress(settings_.bindAddress) && !isLoopbackAddress(hostName(host))) {
     answerError(response, 403, "this control server answers only to requests for the local machine");
     return true;
   }

@@ -42,6 +42,9 @@ class ControlServer {
   // The port listened on, once started.
   int port() const { return port_; }
 
+  // Whether an address (or a Host header's name) is this machine's loopback.
+  static bool isLoopbackAddress(const std::string& address);
+
  private:
   void addRoutes();
   // Answers a request that may not go on (wrong host, foreign page, missing token) and says so.

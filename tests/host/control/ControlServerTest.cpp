@@ -266,6 +266,12 @@ TEST_F(ControlServerTest, AnswersOnlyOnLoopbackUnlessToldOtherwise) {
   EXPECT_TRUE(playout_.stopped());
 }
 
+TEST_F(ControlServerTest, AServerExposedOnPurposeAnswersToItsNetworkName) {
+  settings_.bindAddress = "0.0.0.0";
+  start();
+  expectStatus(client_->Get("/api/state", {{"Host", "studio-playout.local:8080"}}), 200);
+}
+
 TEST_F(ControlServerTest, SnapshotIsAThumbnailOfTheLastFrame) {
   start();
   expectStatus(client_->Get("/api/snapshot.png"), 503);
