@@ -127,7 +127,7 @@ std::string ControlServer::start() {
     return "the control server cannot listen on " + settings_.bindAddress + " port " +
            std::to_string(settings_.port) + " (in use, or not an address of this machine)";
   }
-  playout_.setFrameObserver([this](long long) { frames_.notify(); });
+  playout_.setFrameObserver([frames = frames_](long long) { frames->notify(); });
   listener_ = std::thread([this] { server_->listen_after_bind(); });
   return {};
 }
@@ -137,7 +137,7 @@ void ControlServer::stop() {
     return;
   }
   playout_.setFrameObserver({});
-  frames_.close();
+  frames_->close();
   server_->stop();
   listener_.join();
 }
@@ -271,8 +271,8 @@ void ControlServer::streamEvents(httplib::Response& response) {
       "text/event-stream",
       [this, seen](std::size_t, httplib::DataSink& sink) {
         const std::uint64_t shown =
-            seen->has_value() ? frames_.waitBeyond(**seen, keepAliveInterval) : frames_.count();
-        if (frames_.closed()) {
+            seen->has_value() ? frames_->waitBeyond(**seen, keepAliveInterval) : frames_->count();
+        if (frames_->closed()) {
           return false;
         }
         std::string message = ": waiting\n\n";

@@ -59,7 +59,8 @@ class ControlServer {
   PlayoutControl& playout_;
   const ControlSettings settings_;
   const LoadFolders loadFolders_;
-  FrameSignal frames_;
+  // Shared with the playout's frame observer, which may still be running as the server goes.
+  std::shared_ptr<FrameSignal> frames_ = std::make_shared<FrameSignal>();
   SnapshotCache snapshots_;
   std::unique_ptr<httplib::Server> server_;
   std::thread listener_;
