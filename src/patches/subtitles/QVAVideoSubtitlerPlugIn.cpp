@@ -47,7 +47,7 @@ const PatchClass& QVAVideoSubtitlerPlugIn::patchClass() {
     c.description = "QVA Video Subtitler - Substation Alpha Compatible Subtitle Generator";
     c.executionMode = ExecutionMode::Provider;
     c.timeMode = TimeMode::Idle;
-    const std::vector<std::string>& encodings = StringEncodings::names();
+    const std::vector<std::string>& encodings = StringEncodings::localizedNames();
     c.inputs = {
         PortDescription::port("inputSubtitleFile", PortType::String, "Subtitle File"),
         PortDescription::port("inputMovieTime", PortType::Number, "Movie Time (s)"),
@@ -72,11 +72,11 @@ const PatchClass& QVAVideoSubtitlerPlugIn::patchClass() {
 }
 
 std::optional<std::string> QVAVideoSubtitlerPlugIn::stringEncodingForIndex(std::uint32_t index) {
-  const std::vector<std::string>& encodings = StringEncodings::names();
+  const std::vector<StringEncoding>& encodings = StringEncodings::available();
   if (index >= encodings.size()) {
     return std::nullopt;
   }
-  return encodings[index];
+  return encodings[index].converterName;
 }
 
 std::uint32_t QVAVideoSubtitlerPlugIn::indexForStringEncoding(const std::string& encoding) {
@@ -135,7 +135,10 @@ void QVAVideoSubtitlerPlugIn::showEntryAtMovieTime() {
   }
   m_vst_array.m_current = index;
   const VideoSubTitleEntry& entry = m_vst_array.m_array[index];
-  const std::optional<std::string> encoding = stringEncodingForIndex(inputIndex("inputStringEncoding"));
+  // A script's byte-order mark names its encoding better than any choice made for it.
+  const std::optional<std::string> encoding = m_vst_array.m_encoding.empty()
+                                                  ? stringEncodingForIndex(inputIndex("inputStringEncoding"))
+                                                  : m_vst_array.m_encoding;
   const std::optional<std::string> text =
       encoding ? StringEncodings::decode(entry.m_text, *encoding) : std::nullopt;
   setValueForOutputKey(Value(text ? withLineBreaks(*text) : std::string()), "outputSubtitle");
