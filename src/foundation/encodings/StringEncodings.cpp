@@ -30,6 +30,27 @@ bool isValidUtf8(std::string_view bytes) {
   return status == U_BUFFER_OVERFLOW_ERROR || U_SUCCESS(status) || status == U_STRING_NOT_TERMINATED_WARNING;
 }
 
+// The bytes in the encoding as UTF-8; invalid sequences stop the conversion or are substituted.
+std::optional<std::string> convert(std::string_view bytes, const std::string& encoding,
+                                   UConverterToUCallback onInvalid) {
+  if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
+    return std::nullopt;
+  }
+  Converter converter = openConverter(encoding.c_str());
+  if (converter == nullptr) {
+    return std::nullopt;
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_setToUCallBack(converter.get(), onInvalid, nullptr, nullptr, nullptr, &status);
+  icu::UnicodeString text(bytes.data(), static_cast<int32_t>(bytes.size()), converter.get(), status);
+  if (U_FAILURE(status) || text.isBogus()) {
+    return std::nullopt;
+  }
+  std::string utf8;
+  text.toUTF8String(utf8);
+  return utf8;
+}
+
 // The encodings offered to people choosing how a file is written, as text editors and players name
 // them. Entries whose converter this ICU lacks are left out of the list.
 constexpr std::pair<const char*, const char*> kOfferedEncodings[] = {
@@ -137,22 +158,12 @@ std::optional<std::size_t> StringEncodings::indexOfName(std::string_view name) {
 }
 
 std::optional<std::string> StringEncodings::decode(std::string_view bytes, const std::string& encoding) {
-  if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
-    return std::nullopt;
-  }
-  Converter converter = openConverter(encoding.c_str());
-  if (converter == nullptr) {
-    return std::nullopt;
-  }
-  UErrorCode status = U_ZERO_ERROR;
-  ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
-  icu::UnicodeString text(bytes.data(), static_cast<int32_t>(bytes.size()), converter.get(), status);
-  if (U_FAILURE(status) || text.isBogus()) {
-    return std::nullopt;
-  }
-  std::string utf8;
-  text.toUTF8String(utf8);
-  return utf8;
+  return convert(bytes, encoding, UCNV_TO_U_CALLBACK_STOP);
+}
+
+std::optional<std::string> StringEncodings::decodeReplacing(std::string_view bytes,
+                                                            const std::string& encoding) {
+  return convert(bytes, encoding, UCNV_TO_U_CALLBACK_SUBSTITUTE);
 }
 
 std::optional<StringEncodings::ByteOrderMark> StringEncodings::byteOrderMark(std::string_view bytes) {

@@ -31,6 +31,10 @@ class StringEncodings {
   // sequence is invalid in that encoding.
   static std::optional<std::string> decode(std::string_view bytes, const std::string& encoding);
 
+  // The bytes decoded from the named encoding to UTF-8, each invalid sequence replaced by the
+  // encoding's substitute character (U+FFFD for most); none only when the name is unknown.
+  static std::optional<std::string> decodeReplacing(std::string_view bytes, const std::string& encoding);
+
   // The encoding a UTF-8 or UTF-16 byte-order mark at the start of the bytes announces, with the
   // length of the mark; none without a mark.
   struct ByteOrderMark {

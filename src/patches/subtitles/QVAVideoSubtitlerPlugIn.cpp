@@ -5,6 +5,7 @@
 
 #include "foundation/encodings/StringEncodings.h"
 #include "framework/StringFormat.h"
+#include "patches/subtitles/StringEncodingMenu.h"
 
 namespace qva {
 
@@ -47,13 +48,10 @@ const PatchClass& QVAVideoSubtitlerPlugIn::patchClass() {
     c.description = "QVA Video Subtitler - Substation Alpha Compatible Subtitle Generator";
     c.executionMode = ExecutionMode::Provider;
     c.timeMode = TimeMode::Idle;
-    const std::vector<std::string>& encodings = StringEncodings::localizedNames();
     c.inputs = {
         PortDescription::port("inputSubtitleFile", PortType::String, "Subtitle File"),
         PortDescription::port("inputMovieTime", PortType::Number, "Movie Time (s)"),
-        PortDescription::port("inputStringEncoding", PortType::Index, "String Encoding")
-            .withMaximum(encodings.empty() ? 0.0 : static_cast<double>(encodings.size() - 1))
-            .withMenu(encodings),
+        StringEncodingMenu::port("inputStringEncoding"),
     };
     c.outputs = {
         PortDescription::port("outputSubtitle", PortType::String, "Subtitle String"),
@@ -72,16 +70,11 @@ const PatchClass& QVAVideoSubtitlerPlugIn::patchClass() {
 }
 
 std::optional<std::string> QVAVideoSubtitlerPlugIn::stringEncodingForIndex(std::uint32_t index) {
-  const std::vector<StringEncoding>& encodings = StringEncodings::available();
-  if (index >= encodings.size()) {
-    return std::nullopt;
-  }
-  return encodings[index].converterName;
+  return StringEncodingMenu::encodingForIndex(index);
 }
 
 std::uint32_t QVAVideoSubtitlerPlugIn::indexForStringEncoding(const std::string& encoding) {
-  const std::optional<std::size_t> index = StringEncodings::indexOfName(encoding);
-  return index ? static_cast<std::uint32_t>(*index) : kVideoSubTitleNoEntry;
+  return StringEncodingMenu::indexForEncoding(encoding);
 }
 
 QVAVideoSubtitlerPlugIn::QVAVideoSubtitlerPlugIn() : QVAPlugIn(patchClass()) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "CorpusTestName.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/subtitles/VideoSubTitle.h"
 #include "patches/subtitles/QVAVideoSubtitlerPlugIn.h"
@@ -126,15 +127,7 @@ INSTANTIATE_TEST_SUITE_P(
         CorpusScript{"titlekit-authentic.ass", "Western (Windows Latin 1)", "UTF-16"},
         CorpusScript{"titlekit-simple.ssa", "Unicode (UTF-8)", nullptr},
         CorpusScript{"titlekit-triple_plus-expected.ssa", "Unicode (UTF-8)", nullptr}),
-    [](const ::testing::TestParamInfo<CorpusScript>& script) {
-      std::string name = script.param.file;
-      for (char& c : name) {
-        if (!std::isalnum(static_cast<unsigned char>(c))) {
-          c = '_';
-        }
-      }
-      return name;
-    });
+    [](const ::testing::TestParamInfo<CorpusScript>& script) { return corpusTestName(script.param.file); });
 
 }  // namespace
 }  // namespace qva
