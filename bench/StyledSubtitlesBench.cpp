@@ -11,6 +11,7 @@
 #include <string>
 
 #include "ExecuteOnce.h"
+#include "GeneratedScript.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "patches/subtitles/QVAStyledSubtitlesPlugIn.h"
 
@@ -25,39 +26,23 @@ constexpr int kSlotMs = 2000;
 // The fonts both renderers draw with.
 const bool kProjectFonts = setenv("FONTCONFIG_FILE", QVA_SOURCE_DIR "/data/fonts/fonts.conf", 0) == 0;
 
-std::string clock(int ms) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%d:%02d:%02d.%02d", ms / 3600000, ms / 60000 % 60, ms / 1000 % 60,
-                ms / 10 % 100);
-  return text;
-}
-
 // kEvents events, one every two seconds, each fading in and out, every fourth placed higher with a
-// second event beside it and every tenth sung in karaoke; removed when the benchmark ends.
-struct ScriptFile {
-  std::string path;
-  ~ScriptFile() { std::filesystem::remove(path); }
-};
-
+// second event beside it and every tenth sung in karaoke.
 const std::string& scriptPath() {
-  static const ScriptFile script{[] {
-    const std::string file = (std::filesystem::temp_directory_path() /
-                              ("qva-styled-subtitles-bench-" + std::to_string(getpid()) + ".ass"))
-                                 .string();
-    std::ofstream out(file, std::ios::binary);
+  static const GeneratedScript script("qva-styled-subtitles-bench.ass", [](std::ostream& out) {
     out << "[Script Info]\nScriptType: v4.00+\nPlayResX: 1920\nPlayResY: 1080\nScaledBorderAndShadow: yes\n\n"
            "[V4+ Styles]\nFormat: Name, Fontname, Fontsize, PrimaryColour, SecondaryColour, OutlineColour, "
            "BackColour, Bold, Italic, Underline, StrikeOut, ScaleX, ScaleY, Spacing, Angle, BorderStyle, "
            "Outline, Shadow, Alignment, MarginL, MarginR, MarginV, Encoding\n"
-           "Style: Default,DejaVu "
-           "Sans,64,&H00FFFFFF,&H0000FFFF,&H00000000,&H80000000,0,0,0,0,100,100,0,0,1,3,"
-           "2,2,60,60,50,1\n"
-           "Style: Top,Liberation Serif,56,&H0000FFFF,&H000000FF,&H00400000,&H60202020,1,1,0,0,100,100,0,0,3,"
-           "4,0,8,60,60,40,1\n\n"
+           "Style: Default,DejaVu Sans,64,&H00FFFFFF,&H0000FFFF,&H00000000,&H80000000,"
+           "0,0,0,0,100,100,0,0,1,3,2,2,60,60,50,1\n"
+           "Style: Top,Liberation Serif,56,&H0000FFFF,&H000000FF,&H00400000,&H60202020,"
+           "1,1,0,0,100,100,0,0,3,4,0,8,60,60,40,1\n\n"
            "[Events]\nFormat: Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text\n";
     for (int i = 0; i < kEvents; ++i) {
       const int start = i * kSlotMs;
-      const std::string times = clock(start) + "," + clock(start + kSlotMs * 9 / 10);
+      const std::string times =
+          GeneratedScript::clock(start) + "," + GeneratedScript::clock(start + kSlotMs * 9 / 10);
       const std::string karaoke = i % 10 == 0 ? "{\\k40}Sung {\\k40}line {\\k40}" : "";
       out << "Dialogue: 0," << times << ",Default,,0,0,0,,{\\fad(200,200)}" << karaoke << "Line " << i
           << " of the film, said with some words\\Nand a second line of subtitle text\n";
@@ -65,9 +50,8 @@ const std::string& scriptPath() {
         out << "Dialogue: 1," << times << ",Top,,0,0,0,,{\\fad(200,200)}Sign " << i << " at the top\n";
       }
     }
-    return file;
-  }()};
-  return script.path;
+  });
+  return script.path();
 }
 
 void BM_StyledSubtitles1080p(benchmark::State& state) {
