@@ -29,10 +29,10 @@ void compositeOver(const ASS_Image& image, Bitmap& target) {
   const int bottom = std::min(image.dst_y + image.h, target.height());
   for (int y = top; y < bottom; ++y) {
     const unsigned char* coverage =
-        image.bitmap + static_cast<std::ptrdiff_t>(y - image.dst_y) * image.stride - image.dst_x;
+        image.bitmap + static_cast<std::ptrdiff_t>(y - image.dst_y) * image.stride + (left - image.dst_x);
     std::uint8_t* pixel = target.row(y) + static_cast<std::size_t>(left) * 4;
-    for (int x = left; x < right; ++x, pixel += 4) {
-      const std::uint32_t alpha = divideBy255(coverage[x] * opacity);
+    for (int x = left; x < right; ++x, ++coverage, pixel += 4) {
+      const std::uint32_t alpha = divideBy255(*coverage * opacity);
       if (alpha == 0) {
         continue;
       }
