@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -356,6 +357,11 @@ struct CorpusScript {
   const char* filter;
   const char* filterOptions;
 };
+
+// Test listings name the script rather than its bytes.
+void PrintTo(const CorpusScript& script, std::ostream* out) {
+  *out << script.file;
+}
 
 class StyledSubtitlesCorpus : public StyledSubtitlesTest,
                               public ::testing::WithParamInterface<CorpusScript> {};

@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,11 @@ struct CorpusScript {
   const char* encoding;
   const char* libassCodepage;
 };
+
+// Test listings name the script rather than its bytes.
+void PrintTo(const CorpusScript& script, std::ostream* out) {
+  *out << script.file;
+}
 
 // Text as it reads on screen: override blocks removed and the lower-case line break applied, so that
 // libass's event text and the subtitler's output (which keeps the tags) compare.
