@@ -4,6 +4,7 @@
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
 #include "patches/gpi/GpiPatches.h"
+#include "patches/media/MediaPatches.h"
 #include "patches/network/NetworkPatches.h"
 #include "patches/render/RenderPatches.h"
 #include "patches/richtext/RichTextPatches.h"
@@ -23,6 +24,7 @@ void registerAllPatches(PatchRegistry& registry) {
   registerScrollerPatches(registry);
   registerNetworkPatches(registry);
   registerGpiPatches(registry);
+  registerMediaPatches(registry);
 }
 
 const PatchRegistry& bundledPatches() {

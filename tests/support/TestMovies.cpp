@@ -69,7 +69,8 @@ std::string TestMovies::make(const std::filesystem::path& path, const Spec& spec
   for (int index = 0; index < spec.frames; ++index) {
     for (int y = 0; y < kHeight; ++y) {
       for (int x = 0; x < kWidth; ++x) {
-        const bool set = ((index >> (x / kBlockWidth)) & 1) != 0;
+        // A white band along the top edge shows which way is up.
+        const bool set = y < kHeight / 8 || ((index >> (x / kBlockWidth)) & 1) != 0;
         std::uint8_t* pixel = &frame[(static_cast<std::size_t>(y) * kWidth + x) * 4];
         pixel[0] = pixel[1] = pixel[2] = set ? 235 : 16;
         pixel[3] = 255;
@@ -90,6 +91,20 @@ int TestMovies::indexOf(const std::uint8_t* bgra, std::size_t rowBytes) {
     }
   }
   return index;
+}
+
+bool TestMovies::upright(const std::uint8_t* bgra, std::size_t rowBytes) {
+  const auto whiteRow = [&](int y) {
+    for (int bit = 0; bit < kBits; ++bit) {
+      if (bgra[rowBytes * static_cast<std::size_t>(y) +
+               static_cast<std::size_t>(bit * kBlockWidth + kBlockWidth / 2) * 4 + 1] <= 127) {
+        return false;
+      }
+    }
+    return true;
+  };
+  // Some block of a frame below the last is black, below the band.
+  return whiteRow(2) && !whiteRow(kHeight - 3);
 }
 
 double TestMovies::variableFrameStart(int index, double rate, int frames) {

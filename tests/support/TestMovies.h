@@ -8,7 +8,8 @@
 namespace qva {
 
 // Movies made for tests with the ffmpeg command. Frame i shows i in binary as a row of black and white
-// blocks, large enough for every lossy codec to keep, so a decoded frame tells which one it is.
+// blocks, large enough for every lossy codec to keep, so a decoded frame tells which one it is; a band
+// along the top edge tells which way is up.
 class TestMovies {
  public:
   static constexpr int kWidth = 192;
@@ -32,6 +33,8 @@ class TestMovies {
   static std::string ffmpeg(const std::string& arguments);
   // The index a frame of such a movie shows (straight or premultiplied BGRA, opaque).
   static int indexOf(const std::uint8_t* bgra, std::size_t rowBytes);
+  // Whether the band is at the top (else the frame is upside down).
+  static bool upright(const std::uint8_t* bgra, std::size_t rowBytes);
   // Where frame i of a variable-rate movie starts, in seconds.
   static double variableFrameStart(int index, double rate, int frames);
 };

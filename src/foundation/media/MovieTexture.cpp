@@ -7,7 +7,7 @@
 namespace qva {
 
 std::shared_ptr<MovieTexture> MovieTexture::holding(const MovieFrame& frame,
-                                                    std::shared_ptr<MovieTexture> reusable) {
+                                                    const std::shared_ptr<MovieTexture>& reusable) {
   if (frame.bytes == nullptr || frame.width < 1 || frame.height < 1) {
     return nullptr;
   }

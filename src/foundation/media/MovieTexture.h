@@ -15,7 +15,7 @@ class MovieTexture {
   // The frame in texture, refilling the given one when it is the only reference and of the frame's size,
   // else in a new texture. Null when the frame has no pixels.
   static std::shared_ptr<MovieTexture> holding(const MovieFrame& frame,
-                                               std::shared_ptr<MovieTexture> reusable);
+                                               const std::shared_ptr<MovieTexture>& reusable);
   ~MovieTexture();
   MovieTexture(const MovieTexture&) = delete;
   MovieTexture& operator=(const MovieTexture&) = delete;
