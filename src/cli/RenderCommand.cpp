@@ -25,6 +25,7 @@
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
 #include "host/ThreadedOutput.h"
+#include "host/VideoUnderlay.h"
 
 namespace qva {
 
@@ -40,6 +41,8 @@ struct RenderOptions {
   std::vector<std::string> assignments;
   std::string codec;
   FieldOrder fieldOrder = FieldOrder::Progressive;
+  // A movie under the composition, which then sets the size, rate and length unless given.
+  std::string video;
 };
 
 // The largest canvas side accepted on the command line.
@@ -94,10 +97,21 @@ void render(const RenderOptions& options) {
       options.compositionPath.empty()
           ? Composition::parse(demoCompositionText(), location.value_or("demo.qvc"))
           : Composition::load(options.compositionPath);
-  const auto [width, height] =
-      options.size.empty() ? std::pair{composition.width(), composition.height()} : parseSize(options.size);
-  const auto [frameRate, frames] =
-      FrameCount::resolve(composition, options.frames, options.duration, options.frameRate);
+  std::unique_ptr<VideoUnderlay> underlay;
+  if (!options.video.empty()) {
+    VideoUnderlay::Opening opening = VideoUnderlay::open(options.video);
+    if (!opening.underlay) {
+      throw CommandError("--video " + opening.error);
+    }
+    underlay = std::move(opening.underlay);
+  }
+  const auto [width, height] = !options.size.empty() ? parseSize(options.size)
+                               : underlay            ? std::pair{underlay->width(), underlay->height()}
+                                                     : std::pair{composition.width(), composition.height()};
+  const bool videoLength = underlay && !options.frames && !options.duration;
+  const auto [frameRate, frames] = FrameCount::resolve(
+      composition, options.frames, videoLength ? std::optional(underlay->seconds()) : options.duration,
+      options.frameRate || !underlay ? options.frameRate : std::optional(underlay->frameRate()));
 
   auto creation = Renderer::create(width, height);
   if (!creation.renderer) {
@@ -120,7 +134,10 @@ void render(const RenderOptions& options) {
   ThreadedOutput output(std::move(opened.output));
   const bool progress = isatty(STDERR_FILENO) == 1;
   FrameRenderer frameRenderer(renderer, context, composition.background(), frameRate, options.fieldOrder);
-  const FrameRenderer::Scene scene = [&graph](double time, const Arguments& arguments) {
+  const FrameRenderer::Scene scene = [&](double time, const Arguments& arguments) {
+    if (underlay) {
+      underlay->draw(context, time);
+    }
     graph.evaluate(time, arguments);
   };
   const auto start = std::chrono::steady_clock::now();
@@ -182,6 +199,9 @@ void addRenderCommand(CLI::App& app) {
       "Frames per second (default: the composition's)");
   command->add_option("--set", options->assignments,
                       "Set a published input: NAME=VALUE (VALUE as JSON or text)");
+  command->add_option("--video", options->video,
+                      "A movie as the bottom layer, under the composition; its size, rate and length are "
+                      "the output's unless --size, --fps, --frames or --duration say otherwise");
   command->add_option("--codec", options->codec, "Video codec: qtrle, prores4444, h264 or ffv1");
   command
       ->add_option_function<std::string>(
