@@ -5,8 +5,8 @@
 
 namespace qva {
 
-// A decoded movie frame as straight BGRA8 pixels (opaque), rows top to bottom, with the movie time at
-// which it starts and its number in presentation order since the last seek.
+// A decoded movie frame as BGRA8 pixels, premultiplied where the movie has alpha, rows top to bottom,
+// with the movie time at which it starts.
 struct MovieFrame {
   int width = 0;
   int height = 0;

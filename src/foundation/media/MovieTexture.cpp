@@ -29,13 +29,20 @@ MovieTexture::~MovieTexture() {
   glDeleteTextures(1, &view_.name);
 }
 
-void MovieTexture::fill(const MovieFrame& frame) const {
+void MovieTexture::fill(const MovieFrame& frame) {
   GLint previous = 0;
   glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
   glBindTexture(GL_TEXTURE_2D, view_.name);
   glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
   glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(frame.rowBytes / 4));
-  GLContext::specifyTexture(GL_TEXTURE_2D, frame.width, frame.height, frame.bytes);
+  if (filled_) {
+    // Refilling keeps the storage: no reallocation, and a plain copy into it.
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, frame.width, frame.height, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV,
+                    frame.bytes);
+  } else {
+    GLContext::specifyTexture(GL_TEXTURE_2D, frame.width, frame.height, frame.bytes);
+    filled_ = true;
+  }
   glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
   glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(previous));
 }

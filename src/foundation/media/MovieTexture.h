@@ -24,9 +24,10 @@ class MovieTexture {
 
  private:
   explicit MovieTexture(const TextureView& view) : view_(view) {}
-  void fill(const MovieFrame& frame) const;
+  void fill(const MovieFrame& frame);
 
   TextureView view_;
+  bool filled_ = false;
 };
 
 }  // namespace qva

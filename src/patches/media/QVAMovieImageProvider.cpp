@@ -8,11 +8,11 @@ namespace qva {
 
 namespace {
 
-// The clean corners of a texture whose first row is the top of the frame.
-constexpr QVAMovieImageProvider::TexturePoint kLowerLeft{0, 1};
-constexpr QVAMovieImageProvider::TexturePoint kLowerRight{1, 1};
-constexpr QVAMovieImageProvider::TexturePoint kUpperRight{1, 0};
-constexpr QVAMovieImageProvider::TexturePoint kUpperLeft{0, 0};
+// The clean corners of the frame, in the image's own texture coordinates: (0, 0) at the lower left.
+constexpr QVAMovieImageProvider::TexturePoint kLowerLeft{0, 0};
+constexpr QVAMovieImageProvider::TexturePoint kLowerRight{1, 0};
+constexpr QVAMovieImageProvider::TexturePoint kUpperRight{1, 1};
+constexpr QVAMovieImageProvider::TexturePoint kUpperLeft{0, 1};
 
 }  // namespace
 
@@ -42,22 +42,38 @@ std::array<QVAMovieImageProvider::TexturePoint, 4> QVAMovieImageProvider::corner
   return {kLowerLeft, kUpperLeft, kUpperRight, kLowerRight};
 }
 
-bool QVAMovieImageProvider::render(GLContext& /*context*/) const {
+std::optional<TextureView> QVAMovieImageProvider::texture() const {
+  if (mirrorXAxis_ || mirrorYAxis_) {
+    return std::nullopt;
+  }
+  return texture_->view();
+}
+
+bool QVAMovieImageProvider::render(GLContext& context) const {
   static constexpr double kCorners[4][2] = {{-1, -1}, {-1, 1}, {1, 1}, {1, -1}};
   const std::array<TexturePoint, 4> coordinates = cornerCoordinates();
   glPushAttrib(GL_ENABLE_BIT | GL_TEXTURE_BIT | GL_CURRENT_BIT);
   glColor4d(1, 1, 1, 1);
-  glEnable(GL_TEXTURE_2D);
-  glBindTexture(GL_TEXTURE_2D, texture_->view().name);
+  const TextureView& texture = texture_->view();
+  GLContext::bindTexture(texture, 0, true);
   GLContext::tintTexturing(1, 1, 1, 1);
+  // The same pixels through GLSL, which the software rasterizer draws much faster (see
+  // GLContext::texturingProgram).
+  const unsigned program = context.texturingProgram(texture.target, false);
+  GLint previousProgram = 0;
+  glGetIntegerv(GL_CURRENT_PROGRAM, &previousProgram);
+  glUseProgram(program);
+  if (program != 0) {
+    glUniform1i(glGetUniformLocation(program, "image"), 0);
+  }
   glBegin(GL_QUADS);
   for (int corner = 0; corner < 4; ++corner) {
     glTexCoord2d(coordinates[corner].s, coordinates[corner].t);
     glVertex2d(kCorners[corner][0], kCorners[corner][1]);
   }
   glEnd();
-  glBindTexture(GL_TEXTURE_2D, 0);
-  glDisable(GL_TEXTURE_2D);
+  glUseProgram(static_cast<GLuint>(previousProgram));
+  GLContext::unbindTexture(texture, 0);
   glPopAttrib();
   return glGetError() == GL_NO_ERROR;
 }

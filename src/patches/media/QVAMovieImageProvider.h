@@ -35,6 +35,8 @@ class QVAMovieImageProvider final : public Image {
   int width() const override { return texture_->view().width; }
   int height() const override { return texture_->view().height; }
   std::optional<PixelBufferView> pixelBuffer() const override { return std::nullopt; }
+  // Unmirrored, the image is the frame's texture itself; mirrored, it draws the texture.
+  std::optional<TextureView> texture() const override;
   bool canRender() const override { return true; }
   bool render(GLContext& context) const override;
 

@@ -93,6 +93,9 @@ TEST_F(MoviePlayerTest, ShowsTheFrameAQuarterFrameIntoThePatchTime) {
   EXPECT_NEAR(driver_.number("outputMovieTime"), 0.04, 1e-9);
   EXPECT_EQ(indexAt(0.029), 0);
   EXPECT_EQ(indexAt(1.0), 25);
+  EXPECT_NEAR(player().movieNormalizedTime(), 1.01 / 2, 1e-6);
+  EXPECT_EQ(player().movieBounds().width, TestMovies::kWidth);
+  EXPECT_EQ(player().movieBounds().height, TestMovies::kHeight);
   // Backwards, as a host scrubbing the timeline does.
   EXPECT_EQ(indexAt(0.35), 9);
   EXPECT_EQ(indexAt(1.97), 49);
