@@ -25,6 +25,8 @@ constexpr double kDecodeAheadSeconds = 2.0;
 // The smallest step of incremental loading, in seconds and in bytes.
 constexpr double kMinimumIncrementSeconds = 0.1;
 constexpr std::size_t kMinimumStepBytes = 4096;
+// Files above this size are not read through at opening to count their frames.
+constexpr std::int64_t kMaximumCountedBytes = std::int64_t{256} << 20;
 // Decoding gives up after this many frames in a row fail.
 constexpr int kMaximumDamagedFrames = 64;
 // The movie time scale for streams whose time base is not a whole fraction of a second.
@@ -193,10 +195,12 @@ void MovieFile::measure() {
   streamStart_ = stream->start_time != AV_NOPTS_VALUE ? stream->start_time : 0;
   frameCount_ = stream->nb_frames;
   std::int64_t end = stream->duration != AV_NOPTS_VALUE ? streamStart_ + stream->duration : AV_NOPTS_VALUE;
-  if (frameCount_ <= 0 || end == AV_NOPTS_VALUE) {
-    // Containers without a sample count (Matroska, raw streams) are counted packet by packet.
+  // Containers without a sample count (Matroska, raw streams) are counted packet by packet, unless
+  // reading the whole file would hold up the opening too long.
+  const std::int64_t fileSize = avio_size(format_->pb);
+  std::int64_t lastEnd = AV_NOPTS_VALUE;
+  if ((frameCount_ <= 0 || end == AV_NOPTS_VALUE) && fileSize >= 0 && fileSize <= kMaximumCountedBytes) {
     std::int64_t counted = 0;
-    std::int64_t lastEnd = AV_NOPTS_VALUE;
     while (av_read_frame(format_, packet_) >= 0) {
       if (packet_->stream_index == streamIndex_) {
         ++counted;
@@ -209,10 +213,17 @@ void MovieFile::measure() {
     }
     av_seek_frame(format_, streamIndex_, streamStart_, AVSEEK_FLAG_BACKWARD);
     frameCount_ = frameCount_ > 0 ? frameCount_ : counted;
-    if (end == AV_NOPTS_VALUE) {
-      end = format_->duration != AV_NOPTS_VALUE
-                ? streamStart_ + av_rescale_q(format_->duration, AV_TIME_BASE_Q, base)
-                : lastEnd;
+  }
+  if (end == AV_NOPTS_VALUE) {
+    end = format_->duration != AV_NOPTS_VALUE
+              ? streamStart_ + av_rescale_q(format_->duration, AV_TIME_BASE_Q, base)
+              : lastEnd;
+  }
+  if (frameCount_ <= 0 && end != AV_NOPTS_VALUE) {
+    // Uncounted, the container's average rate tells how many frames the duration holds.
+    const AVRational rate = stream->avg_frame_rate.num > 0 ? stream->avg_frame_rate : stream->r_frame_rate;
+    if (rate.num > 0 && rate.den > 0) {
+      frameCount_ = std::llround(av_q2d(rate) * static_cast<double>(end - streamStart_) * av_q2d(base));
     }
   }
   duration_ = end != AV_NOPTS_VALUE ? std::max<std::int64_t>(toMovieTime(end), 0) : 0;
