@@ -211,7 +211,8 @@ void MovieFile::measure() {
       }
       av_packet_unref(packet_);
     }
-    av_seek_frame(format_, streamIndex_, streamStart_, AVSEEK_FLAG_BACKWARD);
+    // The first frame wanted is sought, wherever the count left the demuxer.
+    readAhead_ = true;
     frameCount_ = frameCount_ > 0 ? frameCount_ : counted;
   }
   if (end == AV_NOPTS_VALUE) {
@@ -258,18 +259,31 @@ void MovieFile::task(std::int64_t time) {
   }
 }
 
-bool MovieFile::seekBefore(std::int64_t time) {
+void MovieFile::seekBefore(std::int64_t time) {
+  forgetDecoding();
+  if (av_seek_frame(format_, streamIndex_, time, AVSEEK_FLAG_BACKWARD) < 0) {
+    rewind();
+  }
+}
+
+void MovieFile::rewind() {
+  forgetDecoding();
+  // Streams without an index (transport and program streams) find their start only by bytes: a search
+  // by time lands on the packets after it.
+  if ((format_->iformat->flags & AVFMT_TS_DISCONT) && av_seek_frame(format_, -1, 0, AVSEEK_FLAG_BYTE) >= 0) {
+    return;
+  }
+  av_seek_frame(format_, streamIndex_, streamStart_, AVSEEK_FLAG_BACKWARD);
+}
+
+void MovieFile::forgetDecoding() {
   ++seeks_;
+  readAhead_ = false;
   avcodec_flush_buffers(codec_);
   haveCurrent_ = false;
   haveFollowing_ = false;
   endOfStream_ = false;
   drained_ = false;
-  if (av_seek_frame(format_, streamIndex_, time, AVSEEK_FLAG_BACKWARD) >= 0) {
-    return true;
-  }
-  // Streams without an index go back to their first byte.
-  return av_seek_frame(format_, -1, 0, AVSEEK_FLAG_BYTE) >= 0;
 }
 
 bool MovieFile::decodeNext(AVFrame* frame) {
@@ -312,19 +326,23 @@ const MovieFrame* MovieFile::frameForTime(std::int64_t time) {
   const std::int64_t decodeAhead =
       av_rescale_q(static_cast<std::int64_t>(kDecodeAheadSeconds * 1000), AVRational{1, 1000},
                    format_->streams[streamIndex_]->time_base);
-  const bool started = haveCurrent_ || haveFollowing_ || endOfStream_;
+  const bool started = haveCurrent_ || haveFollowing_ || endOfStream_ || readAhead_;
   // Past the last frame nothing is left to decode, however far the target lies.
   const bool ahead = haveCurrent_ && presentationTime(current_) <= target;
   bool decodeOn = started ? ahead && (target - presentationTime(current_) <= decodeAhead || drained_)
                           : target - streamStart_ <= decodeAhead;
   bool fromStart = !started && decodeOn;
-  // A seek lands on a key frame at or before the target, but some containers index key frames whose
-  // pictures come later: then seek again further back, and at last from the start.
+  // A seek should land on a key frame at or before the target, but containers without an index land
+  // on packets whose key frame comes later: then seek again further back, and at last from the start.
   for (int attempt = 0;; ++attempt) {
     if (!decodeOn) {
       const std::int64_t back = attempt == 0 ? 0 : decodeAhead << (2 * (attempt - 1));
       fromStart = attempt > 4 || target - back <= streamStart_;
-      seekBefore(fromStart ? streamStart_ : target - back);
+      if (fromStart) {
+        rewind();
+      } else {
+        seekBefore(target - back);
+      }
     }
     while (true) {
       if (!haveFollowing_) {
@@ -340,16 +358,19 @@ const MovieFrame* MovieFile::frameForTime(std::int64_t time) {
       haveCurrent_ = true;
       haveFollowing_ = false;
     }
-    if (haveCurrent_ || !haveFollowing_) {
+    if (haveCurrent_) {
       break;
     }
     if (fromStart) {
-      // Before the first frame the first frame shows.
-      std::swap(current_, following_);
-      haveCurrent_ = true;
-      haveFollowing_ = false;
+      // Before the first frame the first frame shows (if any frame decodes at all).
+      if (haveFollowing_) {
+        std::swap(current_, following_);
+        haveCurrent_ = true;
+        haveFollowing_ = false;
+      }
       break;
     }
+    // Nothing decoded at or before the target: the seek landed after its key frame.
     decodeOn = false;
   }
   if (!haveCurrent_ || !convert(current_)) {

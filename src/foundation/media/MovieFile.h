@@ -79,8 +79,12 @@ class MovieFile {
   void measure();
   std::int64_t toMovieTime(std::int64_t streamTime) const;
   std::int64_t toStreamTime(std::int64_t movieTime) const;
-  // Seeks so that decoding starts at a key frame at or before the time; false when the demuxer cannot.
-  bool seekBefore(std::int64_t time);
+  // Seeks so that decoding starts at a key frame at or before the time, as the demuxer finds it.
+  void seekBefore(std::int64_t time);
+  // Seeks to the first packet of the file.
+  void rewind();
+  // Drops what the decoder holds, before a seek.
+  void forgetDecoding();
   // The next frame in presentation order into frame; false at the end or on a fatal error.
   bool decodeNext(AVFrame* frame);
   bool convert(const AVFrame* frame);
@@ -98,6 +102,8 @@ class MovieFile {
   bool haveFollowing_ = false;
   bool endOfStream_ = false;
   bool drained_ = false;
+  // Whether the demuxer has read on from where decoding stands (counting frames at opening).
+  bool readAhead_ = false;
   int streamIndex_ = -1;
   std::int64_t streamStart_ = 0;
   std::int32_t timeScale_ = 0;

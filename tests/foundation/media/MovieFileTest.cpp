@@ -87,6 +87,7 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
       EXPECT_NEAR(movie.frameRate(), movieCase.rate, movieCase.rate * 0.01);
     }
 
+    int seeksToFirstFrame = 0;
     for (int i = 0; i < frames; ++i) {
       const double start = movieCase.spec.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
                                                    : i / movieCase.rate;
@@ -95,7 +96,12 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
           start + 0.25 / movieCase.rate / (movieCase.spec.variable && i >= frames / 2 ? 2 : 1);
       movie.task(std::llround(time * movie.timeScale()));
       ASSERT_EQ(indexAt(movie, time), i) << "at " << time;
+      if (i == 0) {
+        seeksToFirstFrame = movie.seekCount();
+      }
     }
+    // Past the first frame, playing forward decodes on without seeking.
+    EXPECT_EQ(movie.seekCount(), seeksToFirstFrame);
     std::mt19937 random(7);
     std::uniform_real_distribution<double> anyTime(0, seconds * 0.999);
     for (int jump = 0; jump < 25; ++jump) {
@@ -121,6 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
         MovieCase{
             "ProResAt2997", "prores.mov", {40, "30000/1001", "-c:v prores_ks -profile:v 0"}, 30000.0 / 1001},
         MovieCase{"MJPEGAt50", "mjpeg.avi", {50, "50", "-c:v mjpeg -q:v 3"}, 50},
+        MovieCase{
+            "H264InTransportStream", "h264.ts", {50, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 3"}, 25},
         MovieCase{
             "VP9At25", "vp9.webm", {40, "25", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 10"}, 25},
         MovieCase{

@@ -180,6 +180,12 @@ TEST_F(MoviePlayerTest, MirrorFlagsFlipTheImage) {
   driver_.set("inputMirrorXAxis", Value(true));
   EXPECT_EQ(indexAt(0.135), 3);
   EXPECT_FALSE(shownUpright());
+  const auto& provider =
+      dynamic_cast<const QVAMovieImageProvider&>(*driver_.output("outputImage").imageValue());
+  EXPECT_EQ(provider.imageColorSpace(), "Generic RGB");
+  EXPECT_EQ(provider.imageBounds().width, TestMovies::kWidth);
+  // A mirrored frame is drawn, never handed over as the texture it is not.
+  EXPECT_FALSE(provider.texture());
   driver_.set("inputMirrorXAxis", Value(false));
   driver_.set("inputMirrorYAxis", Value(true));
   EXPECT_EQ(indexAt(0.14), mirroredIndex(3));
