@@ -1,3 +1,4 @@
+#include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -8,6 +9,7 @@
 #include "foundation/image/ImageDecoder.h"
 #include "foundation/image/PngWriter.h"
 #include "host/DriveSession.h"
+#include "host/DriveTextures.h"
 #include "patches/AllPatches.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestMovies.h"
@@ -82,6 +84,27 @@ TEST_F(DriveVideoTest, TextureArgumentsReachThePatchTopRowFirst) {
   EXPECT_EQ(pixel(first, 1, 0), (std::array<int, 4>{0, 0, 255, 255}));
   EXPECT_EQ(pixel(first, 1, 3), (std::array<int, 4>{255, 0, 0, 255}));
   EXPECT_EQ(pixel(image(lines[1].at("canvas")), 2, 2), (std::array<int, 4>{0, 255, 0, 255}));
+}
+
+TEST_F(DriveVideoTest, TheSameTextureValueNamesTheSameTexture) {
+  auto gl = GLContext::create();
+  ASSERT_TRUE(gl.context);
+  DriveImages images(folder_.path().string(), std::nullopt);
+  DriveTextures textures(images);
+  const PropertyList red = {{"glTexture", {{"solid", {1, 0, 0, 1}}, {"width", 4}, {"height", 2}}}};
+  PropertyList redRectangle = red;
+  redRectangle["target"] = "rectangle";
+  const PropertyList first =
+      textures.resolve({{"texture", red}, {"nested", {{"list", {1, red}}}}, {"opacity", 1}});
+  const PropertyList second = textures.resolve({{"texture", red}, {"other", redRectangle}});
+  EXPECT_EQ(first["texture"], second["texture"]);
+  EXPECT_EQ(first["nested"]["list"][1], first["texture"]);
+  EXPECT_NE(second["other"], second["texture"]);
+  EXPECT_EQ(first["opacity"], 1);
+  GLint width = 0;
+  glBindTexture(GL_TEXTURE_RECTANGLE, second["other"].get<GLuint>());
+  glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE, 0, GL_TEXTURE_WIDTH, &width);
+  EXPECT_EQ(width, 4);
 }
 
 TEST_F(DriveVideoTest, TextureArgumentsNeedGLAndATarget) {
