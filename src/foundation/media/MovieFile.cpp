@@ -321,6 +321,27 @@ bool MovieFile::decodeNext(AVFrame* frame) {
   }
 }
 
+void MovieFile::decodeThrough(std::int64_t target) {
+  for (;;) {
+    if (!haveFollowing_) {
+      if (!decodeNext(following_)) {
+        return;
+      }
+      haveFollowing_ = true;
+    }
+    if (presentationTime(following_) > target) {
+      return;
+    }
+    takeFollowing();
+  }
+}
+
+void MovieFile::takeFollowing() {
+  std::swap(current_, following_);
+  haveCurrent_ = true;
+  haveFollowing_ = false;
+}
+
 const MovieFrame* MovieFile::frameForTime(std::int64_t time) {
   const std::int64_t target = toStreamTime(std::max<std::int64_t>(time, 0));
   const std::int64_t decodeAhead =
@@ -344,29 +365,14 @@ const MovieFrame* MovieFile::frameForTime(std::int64_t time) {
         seekBefore(target - back);
       }
     }
-    while (true) {
-      if (!haveFollowing_) {
-        if (!decodeNext(following_)) {
-          break;
-        }
-        haveFollowing_ = true;
-      }
-      if (presentationTime(following_) > target) {
-        break;
-      }
-      std::swap(current_, following_);
-      haveCurrent_ = true;
-      haveFollowing_ = false;
-    }
+    decodeThrough(target);
     if (haveCurrent_) {
       break;
     }
     if (fromStart) {
       // Before the first frame the first frame shows (if any frame decodes at all).
       if (haveFollowing_) {
-        std::swap(current_, following_);
-        haveCurrent_ = true;
-        haveFollowing_ = false;
+        takeFollowing();
       }
       break;
     }

@@ -87,6 +87,11 @@ class MovieFile {
   void forgetDecoding();
   // The next frame in presentation order into frame; false at the end or on a fatal error.
   bool decodeNext(AVFrame* frame);
+  // Decodes on until the following frame starts after the target (or none follows); the current frame
+  // is then the last one at or before it.
+  void decodeThrough(std::int64_t target);
+  // The following frame becomes the current one.
+  void takeFollowing();
   bool convert(const AVFrame* frame);
 
   std::unique_ptr<MemoryMovieSource> memory_;
