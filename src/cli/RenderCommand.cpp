@@ -66,21 +66,21 @@ void render(const RenderOptions& options) {
   // From before the output exists, so that an interrupt never leaves an unfinished file.
   const InterruptRequest interrupt;
   const auto [composition, location] = ChosenComposition::open(options.compositionPath);
-  std::unique_ptr<VideoUnderlay> underlay;
+  std::unique_ptr<VideoUnderlay> clip;
   if (!options.video.empty()) {
     VideoUnderlay::Opening opening = VideoUnderlay::open(options.video);
     if (!opening.underlay) {
       throw CommandError("--video " + opening.error);
     }
-    underlay = std::move(opening.underlay);
+    clip = std::move(opening.underlay);
   }
   const auto [width, height] = !options.size.empty() ? parseCanvasSize(options.size)
-                               : underlay            ? std::pair{underlay->width(), underlay->height()}
+                               : clip                ? std::pair{clip->width(), clip->height()}
                                                      : std::pair{composition.width(), composition.height()};
-  const bool videoLength = underlay && !options.frames && !options.duration;
+  const bool videoLength = clip && !options.frames && !options.duration;
   const auto [frameRate, frames] = FrameCount::resolve(
-      composition, options.frames, videoLength ? std::optional(underlay->seconds()) : options.duration,
-      options.frameRate || !underlay ? options.frameRate : std::optional(underlay->frameRate()));
+      composition, options.frames, videoLength ? std::optional(clip->seconds()) : options.duration,
+      options.frameRate || !clip ? options.frameRate : std::optional(clip->frameRate()));
 
   auto creation = Renderer::create(width, height);
   if (!creation.renderer) {
@@ -90,6 +90,8 @@ void render(const RenderOptions& options) {
 
   TaskQueue queue;
   ExecutionContext context(queue);
+  // The clip draws through the context and holds textures of the renderer's: it goes before them.
+  const std::unique_ptr<VideoUnderlay> underlay = std::move(clip);
   context.setCompositionPath(location);
   renderer.beginFrame(context, composition.background());
   CompositionGraph graph(composition, availablePatches(), context, queue);
