@@ -3,7 +3,7 @@
 #include <epoxy/gl.h>
 
 #include "foundation/providers/QVAOutputImageProvider.h"
-#include "patches/media/ExecuteArguments.h"
+#include "framework/ExecuteArguments.h"
 
 namespace qva {
 

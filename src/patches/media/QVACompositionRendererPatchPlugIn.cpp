@@ -2,7 +2,7 @@
 
 #include <epoxy/gl.h>
 
-#include "patches/media/ExecuteArguments.h"
+#include "framework/ExecuteArguments.h"
 
 namespace qva {
 

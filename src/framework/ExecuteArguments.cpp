@@ -1,4 +1,4 @@
-#include "patches/media/ExecuteArguments.h"
+#include "framework/ExecuteArguments.h"
 
 namespace qva {
 
