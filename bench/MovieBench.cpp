@@ -7,12 +7,14 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "ExecuteOnce.h"
 #include "foundation/dispatch/TaskQueue.h"
-#include "foundation/gl/GLContext.h"
 #include "foundation/media/MovieFile.h"
 #include "framework/ExecutionContext.h"
+#include "host/HostBillboard.h"
+#include "host/Renderer.h"
 #include "patches/media/QVAMoviePlayerPlugIn.h"
 
 namespace qva {
@@ -56,31 +58,38 @@ void BM_MoviePlayerToReadback(benchmark::State& state) {
     state.SkipWithError("no ffmpeg to make the movie");
     return;
   }
-  auto creation = GLContext::create();
-  if (!creation.context) {
+  // As qva render draws a frame: the canvas cleared, the movie image on a billboard across it, and the
+  // canvas read back into the frame of the output.
+  auto creation = Renderer::create(1920, 1080);
+  if (!creation.renderer) {
     state.SkipWithError(creation.error.c_str());
     return;
   }
-  GLContext& gl = *creation.context;
+  Renderer& renderer = *creation.renderer;
+  std::vector<std::uint8_t> frame(std::size_t{1920} * 1080 * 4);
   TaskQueue queue;
   ExecutionContext context(queue);
-  context.setGLContext(&gl);
+  renderer.beginFrame(context, Color{0, 0, 0, 0});
   QVAMoviePlayerPlugIn player;
   player.setInputValue("inputMoviePath", Value(movie()));
   player.setInputValue("inputLoop", Value(false));
   player.setInputValue("inputLoadMode", Value(static_cast<std::uint32_t>(state.range(0))));
   player.startExecution(context);
   player.enableExecution(context);
+  HostBillboard billboard;
+  billboard.setInputValue("inputWidth", Value(2.0));
   long long frames = 0;
   double time = 0;
   for (auto _ : state) {
-    for (int frame = 0; frame < kFrames; ++frame, time += 1 / kRate) {
+    for (int index = 0; index < kFrames; ++index, time += 1 / kRate) {
+      renderer.beginFrame(context, Color{0, 0, 0, 0});
       executeOnce(player, context, time);
-      const ImageRef image = player.findOutputPort("outputImage")->value.imageValue();
-      if (!image || !gl.pixelsForImage(*image)) {
+      billboard.setInputValue("inputImage", player.findOutputPort("outputImage")->value);
+      if (!executeOnce(billboard, context, time)) {
         state.SkipWithError("no frame");
         return;
       }
+      renderer.readFrame(frame.data(), std::size_t{1920} * 4);
     }
     frames += kFrames;
     // The next pass plays the movie again from its start.
@@ -88,9 +97,10 @@ void BM_MoviePlayerToReadback(benchmark::State& state) {
     executeOnce(player, context, time);
     player.setInputValue("inputRewind", Value(false));
   }
+  billboard.setInputValue("inputImage", Value());
   player.stopExecution(context);
   const char* modes[] = {"from disk", "in memory", "loaded ahead"};
-  state.SetLabel(std::string("1080p50 H.264 ") + modes[state.range(0)] + ", BGRA read back");
+  state.SetLabel(std::string("1080p50 H.264 ") + modes[state.range(0)] + ", drawn and read back");
   state.counters["fps"] = benchmark::Counter(static_cast<double>(frames), benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_MoviePlayerToReadback)
