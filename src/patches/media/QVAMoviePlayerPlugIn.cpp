@@ -104,6 +104,7 @@ void QVAMoviePlayerPlugIn::cleanUpForDisableExecution() {
 void QVAMoviePlayerPlugIn::disposeMovie() {
   movie_.reset();
   movieTimeValue_ = 0;
+  movieSize_[0] = movieSize_[1] = 0;
 }
 
 void QVAMoviePlayerPlugIn::openMovie(const std::string& path) {

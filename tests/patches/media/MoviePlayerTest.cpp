@@ -228,8 +228,11 @@ TEST_F(MoviePlayerTest, StoppingReleasesTheMovieAndStartingReopensIt) {
 
 TEST_F(MoviePlayerTest, BadPathsLogAndShowNothing) {
   std::ofstream(*folder_ / "notes.mov") << "not a movie";
+  driver_.set("inputMoviePath", Value("clip.mp4"));
+  EXPECT_EQ(indexAt(0), 0);
   driver_.set("inputMoviePath", Value("missing.mov"));
-  EXPECT_EQ(indexAt(0), -1);
+  EXPECT_EQ(indexAt(0.02), -1);
+  EXPECT_EQ(driver_.output("outputWidth").indexValue(), 0U);
   // A missing file is expected while a movie is on its way.
   EXPECT_TRUE(driver_.processLog().empty());
   driver_.set("inputMoviePath", Value("notes.mov"));
@@ -237,6 +240,7 @@ TEST_F(MoviePlayerTest, BadPathsLogAndShowNothing) {
   ASSERT_EQ(driver_.processLog().size(), 2U);
   EXPECT_NE(driver_.processLog()[0].find("notes.mov: not a movie"), std::string::npos);
   EXPECT_EQ(driver_.processLog()[1].rfind("memMovie_loadFilePath() returned error code; -", 0), 0U);
+  EXPECT_EQ(driver_.output("outputWidth").indexValue(), 0U);
   EXPECT_TRUE(driver_.processLog()[1].ends_with("\n"));
 }
 
