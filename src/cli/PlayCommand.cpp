@@ -13,6 +13,7 @@
 #include "cli/CommandError.h"
 #include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
+#include "cli/RemoteControl.h"
 #include "host/LiveOutput.h"
 #include "host/MonotonicClock.h"
 #include "host/Playout.h"
@@ -32,6 +33,7 @@ struct PlayOptions {
   std::optional<double> frameRate;
   std::vector<std::string> assignments;
   std::string codec;
+  RemoteControl::Options control;
 };
 
 // How often the status line is redrawn at most.
@@ -97,6 +99,8 @@ void play(const PlayOptions& options) {
     playout.addOutput(std::make_unique<LiveOutput>(std::move(opened.output)));
   }
 
+  std::optional<RemoteControl> control(std::in_place, playout, options.control);
+
   const bool terminal = isatty(STDERR_FILENO) == 1;
   std::vector<bool> reported(playout.outputs().size(), false);
   auto lastStatus = std::chrono::steady_clock::now() - kStatusInterval;
@@ -129,6 +133,7 @@ void play(const PlayOptions& options) {
   };
   const auto start = std::chrono::steady_clock::now();
   playout.play(frames, afterFrame);
+  control.reset();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const std::vector<std::string> errors = playout.finishOutputs();
   if (terminal) {
@@ -175,6 +180,7 @@ void addPlayCommand(CLI::App& app) {
                       "Set a published input: NAME=VALUE (VALUE as JSON or text)");
   command->add_option("--codec", options->codec,
                       "Video codec of file outputs: qtrle, prores4444, h264 or ffv1");
+  RemoteControl::addOptions(*command, options->control);
   command->callback([options] {
     try {
       play(*options);
