@@ -84,6 +84,9 @@ void checkStep(const PropertyList& step, std::size_t index, bool gl, std::size_t
       throw DriveError(where + ": \"" + key + "\" must be an object");
     }
   }
+  if (step.contains("arguments") && DriveTextures::requestsTexture(step["arguments"]) && !gl) {
+    throw DriveError(where + ": a glTexture argument needs a GL context (context \"gl\": true)");
+  }
   for (const char* key : {"clear", "canvas"}) {
     if (step.contains(key) && !gl) {
       throw DriveError(where + ": \"" + key + "\" needs a canvas (context \"gl\": true)");
@@ -322,7 +325,7 @@ PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step)
     }
   }
   const PatchHost::FrameOutcome outcome =
-      host.runFrame(time, step.value("arguments", PropertyList()), step.value("force", false));
+      host.runFrame(time, frameArguments(index, step), step.value("force", false));
   PropertyList line = PropertyList::object();
   line["step"] = index;
   if (severalPatches_) {
@@ -339,6 +342,14 @@ PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step)
     line["canvas"] = canvasImage();
   }
   return line;
+}
+
+PropertyList DriveSession::frameArguments(std::size_t index, const PropertyList& step) {
+  try {
+    return textures_.resolve(step.value("arguments", PropertyList()));
+  } catch (const std::invalid_argument& error) {
+    throw DriveError("step " + std::to_string(index) + ": \"arguments\": " + error.what());
+  }
 }
 
 PropertyList DriveSession::canvasImage() {

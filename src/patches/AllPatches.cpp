@@ -4,6 +4,7 @@
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
 #include "patches/gpi/GpiPatches.h"
+#include "patches/media/MediaPatches.h"
 #include "patches/network/NetworkPatches.h"
 #include "patches/psd/PsdPatches.h"
 #include "patches/render/RenderPatches.h"
@@ -25,6 +26,7 @@ void registerAllPatches(PatchRegistry& registry) {
   registerNetworkPatches(registry);
   registerGpiPatches(registry);
   registerPsdPatches(registry);
+  registerMediaPatches(registry);
 }
 
 const PatchRegistry& bundledPatches() {
