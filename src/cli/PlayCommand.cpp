@@ -158,9 +158,10 @@ void addPlayCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand(
       "play", "Play a composition (the built-in demo without one) live at its frame rate until interrupted");
   command->add_option("COMPOSITION", options->compositionPath, "The composition file (.qvc)");
-  command->add_option("-o,--output", options->outputs,
-                      "An output, as many as wanted: NAME.mov, .mp4, .mkv, a PNG pattern or folder, or - "
-                      "for raw BGRA frames on standard output");
+  command->add_option(
+      "-o,--output", options->outputs,
+      "An output, as many as wanted: NAME.mov, .mp4, .mkv, a PNG pattern or folder, or - "
+      "for raw BGRA frames on standard output, or gst:PIPELINE for a GStreamer pipeline after an appsrc");
   auto* frames = command->add_option_function<long long>(
       "--frames", [options](long long count) { options->frames = count; }, "Stop after this many frames");
   auto* duration = command->add_option_function<double>(

@@ -320,5 +320,21 @@ TEST(QvaCommand, PlayStopsOnTerminationWithItsVideosWhole) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 2);
 }
 
+TEST(QvaCommand, PlayGoesOnIntoTheOtherOutputsWhenOneFails) {
+  TemporaryFolder folder("play-failing");
+  const std::string video = (folder / "kept.mkv").string();
+  const CommandResult result =
+      runQva("play --size 64x36 --fps 25 --duration 1 -o 'gst:filesink location=/dev/full' -o " + video);
+  if (result.output.find("EGL") != std::string::npos || result.output.find("OpenGL") != std::string::npos) {
+    GTEST_SKIP() << result.output;
+  }
+  // The failure is reported once as it happens, and again in the summary, with status 1.
+  EXPECT_EQ(result.status, 1) << result.output;
+  EXPECT_NE(result.output.find("stopped: the GStreamer pipeline"), std::string::npos) << result.output;
+  EXPECT_NE(result.output.find("kept.mkv (ffv1): 25 frames written, 0 dropped"), std::string::npos)
+      << result.output;
+  EXPECT_TRUE(std::filesystem::exists(video));
+}
+
 }  // namespace
 }  // namespace qva
