@@ -16,6 +16,7 @@
 #include "host/LiveOutput.h"
 #include "host/MonotonicClock.h"
 #include "host/Playout.h"
+#include "host/PreviewOutput.h"
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
 
@@ -158,10 +159,10 @@ void addPlayCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand(
       "play", "Play a composition (the built-in demo without one) live at its frame rate until interrupted");
   command->add_option("COMPOSITION", options->compositionPath, "The composition file (.qvc)");
-  command->add_option(
-      "-o,--output", options->outputs,
-      "An output, as many as wanted: NAME.mov, .mp4, .mkv, a PNG pattern or folder, or - "
-      "for raw BGRA frames on standard output, or gst:PIPELINE for a GStreamer pipeline after an appsrc");
+  command->add_option("-o,--output", options->outputs,
+                      "An output, as many as wanted: NAME.mov, .mp4, .mkv, a PNG pattern or folder, or - "
+                      "for raw BGRA frames on standard output, preview for a window, or gst:PIPELINE for a "
+                      "GStreamer pipeline after an appsrc");
   auto* frames = command->add_option_function<long long>(
       "--frames", [options](long long count) { options->frames = count; }, "Stop after this many frames");
   auto* duration = command->add_option_function<double>(
@@ -174,6 +175,9 @@ void addPlayCommand(CLI::App& app) {
       "Frames per second (default: the composition's)");
   command->add_option("--set", options->assignments,
                       "Set a published input: NAME=VALUE (VALUE as JSON or text)");
+  command->add_flag_callback(
+      "--preview", [options] { options->outputs.emplace_back(PreviewOutput::kName); },
+      "Show the frames in a window too (the same as -o preview)");
   command->add_option("--codec", options->codec,
                       "Video codec of file outputs: qtrle, prores4444, h264 or ffv1");
   command->callback([options] {
