@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <string>
 #include <thread>
 
@@ -331,8 +332,14 @@ TEST(QvaCommand, PlayGoesOnIntoTheOtherOutputsWhenOneFails) {
   // The failure is reported once as it happens, and again in the summary, with status 1.
   EXPECT_EQ(result.status, 1) << result.output;
   EXPECT_NE(result.output.find("stopped: the GStreamer pipeline"), std::string::npos) << result.output;
-  EXPECT_NE(result.output.find("kept.mkv (ffv1): 25 frames written, 0 dropped"), std::string::npos)
+  // A second at 25 frames a second; frames the clock dropped before the first was shown have nothing to
+  // repeat in their place, on a busy machine.
+  std::smatch written;
+  ASSERT_TRUE(
+      std::regex_search(result.output, written, std::regex(R"(kept\.mkv \(ffv1\): (\d+) frames written)")))
       << result.output;
+  EXPECT_GE(std::stoi(written[1]), 12) << result.output;
+  EXPECT_LE(std::stoi(written[1]), 25) << result.output;
   EXPECT_TRUE(std::filesystem::exists(video));
 }
 
