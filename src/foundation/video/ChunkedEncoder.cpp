@@ -6,14 +6,14 @@ extern "C" {
 
 #include <algorithm>
 
+#include "foundation/video/FFmpegErrorText.h"
+
 namespace qva {
 
 namespace {
 
 std::string encodingError(int code) {
-  char text[AV_ERROR_MAX_STRING_SIZE] = {};
-  av_strerror(code, text, sizeof text);
-  return std::string("cannot encode: ") + text;
+  return "cannot encode: " + ffmpegErrorText(code);
 }
 
 }  // namespace

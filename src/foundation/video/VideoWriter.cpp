@@ -8,6 +8,8 @@
 #include <optional>
 #include <thread>
 
+#include "foundation/video/FFmpegErrorText.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -17,12 +19,6 @@ extern "C" {
 namespace qva {
 
 namespace {
-
-std::string errorText(int code) {
-  char text[AV_ERROR_MAX_STRING_SIZE] = {};
-  av_strerror(code, text, sizeof text);
-  return text;
-}
 
 struct CodecChoice {
   const char* encoder;
@@ -96,7 +92,7 @@ AVCodecContext* openEncoder(const EncoderSettings& settings, std::string& error)
   }
   encoder->thread_count = settings.threads;
   if (const int code = avcodec_open2(encoder, settings.codec, nullptr); code < 0) {
-    error = "cannot open the " + settings.name + " encoder: " + errorText(code);
+    error = "cannot open the " + settings.name + " encoder: " + ffmpegErrorText(code);
     avcodec_free_context(&encoder);
     return nullptr;
   }
@@ -161,10 +157,10 @@ VideoWriter::Creation VideoWriter::open(const std::string& path, int width, int 
   stream->time_base = settings.timeBase;
   if (const int code = avio_open(&writer->format_->pb, writer->partialPath_.c_str(), AVIO_FLAG_WRITE);
       code < 0) {
-    return {nullptr, "cannot write " + path + ": " + errorText(code)};
+    return {nullptr, "cannot write " + path + ": " + ffmpegErrorText(code)};
   }
   if (const int code = avformat_write_header(writer->format_, nullptr); code < 0) {
-    return {nullptr, "cannot write " + path + ": " + errorText(code)};
+    return {nullptr, "cannot write " + path + ": " + ffmpegErrorText(code)};
   }
   writer->packet_ = av_packet_alloc();
   if (writer->packet_ == nullptr) {
@@ -228,7 +224,7 @@ std::string VideoWriter::writeFrame(const PixelBufferView& frame) {
 
 std::string VideoWriter::encode(AVFrame* frame) {
   if (const int code = avcodec_send_frame(encoder_, frame); code < 0) {
-    return "cannot encode " + path_ + ": " + errorText(code);
+    return "cannot encode " + path_ + ": " + ffmpegErrorText(code);
   }
   for (;;) {
     const int code = avcodec_receive_packet(encoder_, packet_);
@@ -236,7 +232,7 @@ std::string VideoWriter::encode(AVFrame* frame) {
       return {};
     }
     if (code < 0) {
-      return "cannot encode " + path_ + ": " + errorText(code);
+      return "cannot encode " + path_ + ": " + ffmpegErrorText(code);
     }
     if (std::string error = writePacket(packet_); !error.empty()) {
       return error;
@@ -252,7 +248,7 @@ std::string VideoWriter::writePacket(AVPacket* packet) {
   av_packet_rescale_ts(packet, encoder_->time_base, format_->streams[0]->time_base);
   packet->stream_index = 0;
   if (const int written = av_interleaved_write_frame(format_, packet); written < 0) {
-    return "cannot write " + path_ + ": " + errorText(written);
+    return "cannot write " + path_ + ": " + ffmpegErrorText(written);
   }
   return {};
 }
@@ -264,10 +260,10 @@ std::string VideoWriter::finish() {
     return chunked_ ? path_ + ": " + error : error;
   }
   if (const int code = av_write_trailer(format_); code < 0) {
-    return "cannot write " + path_ + ": " + errorText(code);
+    return "cannot write " + path_ + ": " + ffmpegErrorText(code);
   }
   if (const int code = avio_closep(&format_->pb); code < 0) {
-    return "cannot write " + path_ + ": " + errorText(code);
+    return "cannot write " + path_ + ": " + ffmpegErrorText(code);
   }
   if (std::rename(partialPath_.c_str(), path_.c_str()) != 0) {
     return "cannot write " + path_;
