@@ -14,6 +14,7 @@
 #include "cli/CompositionRunOptions.h"
 #include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
+#include "cli/RemoteControl.h"
 #include "host/LiveOutput.h"
 #include "host/MonotonicClock.h"
 #include "host/Playout.h"
@@ -28,6 +29,7 @@ namespace {
 struct PlayOptions : CompositionRunOptions {
   std::vector<std::string> outputs;
   std::string codec;
+  RemoteControl::Options control;
 };
 
 // How often the status line is redrawn at most.
@@ -93,6 +95,8 @@ void play(const PlayOptions& options) {
     playout.addOutput(std::make_unique<LiveOutput>(std::move(opened.output)));
   }
 
+  std::optional<RemoteControl> control(std::in_place, playout, options.control);
+
   const bool terminal = isatty(STDERR_FILENO) == 1;
   std::vector<bool> reported(playout.outputs().size(), false);
   auto lastStatus = std::chrono::steady_clock::now() - kStatusInterval;
@@ -125,6 +129,7 @@ void play(const PlayOptions& options) {
   };
   const auto start = std::chrono::steady_clock::now();
   playout.play(frames, afterFrame);
+  control.reset();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const std::vector<std::string> errors = playout.finishOutputs();
   if (terminal) {
@@ -165,6 +170,7 @@ void addPlayCommand(CLI::App& app) {
       "Show the frames in a window too (the same as -o preview)");
   command->add_option("--codec", options->codec,
                       "Video codec of file outputs: qtrle, prores4444, h264 or ffv1");
+  RemoteControl::addOptions(*command, options->control);
   command->callback([options] {
     try {
       play(*options);

@@ -52,7 +52,7 @@ std::optional<std::string> convert(std::string_view bytes, const std::string& en
 }
 
 // The encodings offered to people choosing how a file is written, as text editors and players name
-// them. Entries whose converter this ICU lacks are left out of the list.
+// them.
 constexpr std::pair<const char*, const char*> kOfferedEncodings[] = {
     {"UTF-8", "Unicode (UTF-8)"},
     {"UTF-16", "Unicode (UTF-16)"},
@@ -113,9 +113,7 @@ const std::vector<StringEncoding>& StringEncodings::available() {
   static const std::vector<StringEncoding> list = [] {
     std::vector<StringEncoding> result;
     for (const auto& [converterName, localizedName] : kOfferedEncodings) {
-      if (openConverter(converterName) != nullptr) {
-        result.push_back(StringEncoding{converterName, localizedName});
-      }
+      result.push_back(StringEncoding{converterName, localizedName});
     }
     return result;
   }();

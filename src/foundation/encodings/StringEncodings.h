@@ -18,8 +18,8 @@ struct StringEncoding {
 // The text encodings this system offers, in a fixed order, and strict decoding of bytes to UTF-8.
 class StringEncodings {
  public:
-  // Every offered encoding that ICU can convert on this machine, built once per process. The order
-  // never depends on the ICU build: encodings are listed by region, Unicode first.
+  // Every offered encoding, listed by region, Unicode first. The list never depends on the ICU build, so
+  // that a menu index means the same encoding everywhere; one this ICU cannot convert fails to decode.
   static const std::vector<StringEncoding>& available();
   // The localized names of available(), in the same order.
   static const std::vector<std::string>& localizedNames();

@@ -43,7 +43,7 @@ constexpr char kStyledScript[] =
     "10,10,10,1\n"
     "Style: Boxed,Liberation Serif,24,&H0000FFFF,&H000000FF,&H00400000,&H60202020,1,1,0,0,100,100,0,0,3,3,0,"
     "8,10,10,10,1\n"
-    "Style: Folder,Decker,30,&H00FFFFFF,&H000000FF,&H00000000,&H00000000,0,0,0,0,100,100,0,0,1,0,0,5,"
+    "Style: Folder,FreeSerif,30,&H00FFFFFF,&H000000FF,&H00000000,&H00000000,0,0,0,0,100,100,0,0,1,0,0,5,"
     "10,10,10,1\n"
     "\n"
     "[Events]\n"
@@ -58,7 +58,7 @@ constexpr char kStyledScript[] =
     "Dialogue: 0,0:00:06.00,0:00:07.00,Folder,,0,0,0,,Fonts from the folder\n";
 
 // A font outside the fonts configuration, for the fonts folder; tests that need it skip without it.
-const std::filesystem::path kFolderFont = "/usr/share/directfb-1.7.7/decker.ttf";
+const std::filesystem::path kFolderFont = "/usr/share/fonts/truetype/freefont/FreeSerif.ttf";
 
 // A premultiplied BGRA frame, rows packed.
 struct Frame {
