@@ -25,6 +25,16 @@ Bitmap markedFrame(int mark) {
   return std::move(*frame);
 }
 
+// The first error of writing up to that many frames and finishing, or an empty string.
+std::string firstError(GStreamerWriter& writer, int frames) {
+  for (int mark = 0; mark < frames; ++mark) {
+    if (std::string error = writer.writeFrame(markedFrame(mark).view()); !error.empty()) {
+      return error;
+    }
+  }
+  return writer.finish();
+}
+
 TEST(GStreamerWriterTest, FilesinkGetsTightStraightAlphaBgraFramesInOrder) {
   TemporaryFolder folder("gst-file");
   const std::string path = (folder / "frames.bgra").string();
@@ -60,13 +70,7 @@ TEST(GStreamerWriterTest, CapsCarryTheFrameRateAndAlphaToThePipeline) {
 
   auto mismatched = GStreamerWriter::open("capsfilter caps=video/x-raw,framerate=50/1 ! fakesink", 8, 4, 25);
   ASSERT_TRUE(mismatched.writer) << mismatched.error;
-  std::string error;
-  for (int mark = 0; mark < 5 && error.empty(); ++mark) {
-    error = mismatched.writer->writeFrame(markedFrame(mark).view());
-  }
-  if (error.empty()) {
-    error = mismatched.writer->finish();
-  }
+  const std::string error = firstError(*mismatched.writer, 5);
   EXPECT_NE(error.find("failed"), std::string::npos) << error;
 }
 
@@ -89,13 +93,7 @@ TEST(GStreamerWriterTest, SinkThatFailsMidRunIsReportedAndStaysFailed) {
   // The device that is always full fails the first write, after the pipeline has started.
   auto opened = GStreamerWriter::open("filesink location=/dev/full", 8, 4, 25);
   ASSERT_TRUE(opened.writer) << opened.error;
-  std::string error;
-  for (int mark = 0; mark < 200 && error.empty(); ++mark) {
-    error = opened.writer->writeFrame(markedFrame(mark).view());
-  }
-  if (error.empty()) {
-    error = opened.writer->finish();
-  }
+  const std::string error = firstError(*opened.writer, 200);
   EXPECT_NE(error.find("failed"), std::string::npos) << error;
   EXPECT_EQ(opened.writer->writeFrame(markedFrame(1).view()), error);
 }
