@@ -12,6 +12,7 @@
 
 #include "cli/ChosenComposition.h"
 #include "cli/CommandError.h"
+#include "cli/CompositionRunOptions.h"
 #include "cli/FrameCount.h"
 #include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
@@ -30,14 +31,8 @@ namespace qva {
 
 namespace {
 
-struct RenderOptions {
-  std::string compositionPath;
+struct RenderOptions : CompositionRunOptions {
   std::string output = "out.mov";
-  std::optional<long long> frames;
-  std::optional<double> duration;
-  std::string size;
-  std::optional<double> frameRate;
-  std::vector<std::string> assignments;
   std::string codec;
   FieldOrder fieldOrder = FieldOrder::Progressive;
   // A movie under the composition, which then sets the size, rate and length unless given.
@@ -154,22 +149,11 @@ void addRenderCommand(CLI::App& app) {
   auto options = std::make_shared<RenderOptions>();
   CLI::App* command = app.add_subcommand(
       "render", "Render a composition (the built-in demo without one) to a video, PNG frames or raw frames");
-  command->add_option("COMPOSITION", options->compositionPath, "The composition file (.qvc)");
+  CompositionRunOptions::addTo(*command, options);
   command->add_option(
       "-o,--output", options->output,
       "NAME.mov (QuickTime Animation with alpha), .mp4 (H.264), .mkv (FFV1), a folder or "
       "pattern like out_%05d.png, or - for raw BGRA frames on standard output (default out.mov)");
-  auto* frames = command->add_option_function<long long>(
-      "--frames", [options](long long count) { options->frames = count; }, "Number of frames");
-  auto* duration = command->add_option_function<double>(
-      "--duration", [options](double seconds) { options->duration = seconds; }, "Seconds to render");
-  frames->excludes(duration);
-  command->add_option("--size", options->size, "Canvas size WIDTHxHEIGHT (default: the composition's)");
-  command->add_option_function<double>(
-      "--fps", [options](double rate) { options->frameRate = rate; },
-      "Frames per second (default: the composition's)");
-  command->add_option("--set", options->assignments,
-                      "Set a published input: NAME=VALUE (VALUE as JSON or text)");
   command->add_option("--video", options->video,
                       "A movie as the bottom layer, under the composition; its size, rate and length are "
                       "the output's unless --size, --fps, --frames or --duration say otherwise");
