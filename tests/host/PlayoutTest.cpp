@@ -46,6 +46,17 @@ class RecordingOutput final : public RenderOutput {
   std::vector<std::vector<std::uint8_t>>& frames_;
 };
 
+int largestDifference(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+  if (a.size() != b.size()) {
+    return 255;
+  }
+  int largest = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    largest = std::max(largest, std::abs(a[i] - b[i]));
+  }
+  return largest;
+}
+
 class PlayoutTest : public GLTest {
  protected:
   void SetUp() override {
@@ -120,7 +131,9 @@ TEST_F(PlayoutTest, OutputsGetEachFrameAsRenderingItAloneGivesIt) {
     const Bitmap& frame = alone.frame();
     const std::vector<std::uint8_t> expected(frame.bytes(),
                                              frame.bytes() + frame.rowBytes() * frame.height());
-    EXPECT_TRUE(played[static_cast<std::size_t>(index)] == expected) << "frame " << index;
+    // Under heavy load llvmpipe has been seen to shade a dozen edge bytes of a moving sprite 1 or 2 apart
+    // between two renders of the same frame; a frame out of its place differs by far more.
+    EXPECT_LE(largestDifference(played[static_cast<std::size_t>(index)], expected), 2) << "frame " << index;
     moving +=
         index > 0 && played[static_cast<std::size_t>(index)] != played[static_cast<std::size_t>(index - 1)];
   }
