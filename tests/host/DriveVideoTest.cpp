@@ -129,25 +129,31 @@ TEST_F(DriveVideoTest, MoviePlayerShowsTheFrameOfEachTime) {
     GTEST_SKIP() << "no ffmpeg command";
   }
   ASSERT_EQ(TestMovies::make(folder_ / "clip.mov", {30, "30000/1001", "-c:v prores_ks -profile:v 0"}), "");
-  PropertyList steps = PropertyList::array();
+  // The first frame starts opening the movie, which shows once the opening has delivered.
+  PropertyList steps =
+      PropertyList::array({{{"time", 0}, {"inputs", {{"inputMoviePath", "clip.mov"}, {"inputLoop", false}}}},
+                           {{"op", "wait"}, {"seconds", 10}, {"until", "delivery"}}});
   const std::vector<double> times = {0, 0.5, 0.25, 0.9, 0.1, 2.0};
   for (const double time : times) {
-    steps.push_back({{"time", time}, {"inputs", {{"inputMoviePath", "clip.mov"}, {"inputLoop", false}}}});
+    steps.push_back({{"time", time}});
   }
   const PropertyList script = {
       {"class", "QVAMoviePlayerPlugIn"},
       {"context", {{"gl", true}, {"compositionPath", (folder_ / "show.qvc").string()}}},
       {"steps", steps}};
   const std::vector<PropertyList> lines = drive(script);
-  ASSERT_EQ(lines.size(), times.size());
+  ASSERT_EQ(lines.size(), times.size() + 2);
+  EXPECT_TRUE(lines[0].at("outputs").at("outputImage").is_null());
+  EXPECT_EQ(lines[1].at("delivered"), true);
   const double rate = 30000.0 / 1001;
   for (std::size_t i = 0; i < times.size(); ++i) {
-    const Bitmap frame = image(lines[i].at("outputs").at("outputImage"));
+    const PropertyList& line = lines[i + 2];
+    const Bitmap frame = image(line.at("outputs").at("outputImage"));
     const int expected = std::min(29, static_cast<int>((times[i] + 0.25 / rate) * rate));
     EXPECT_EQ(TestMovies::indexOf(frame.row(0), frame.rowBytes()), expected) << times[i];
-    EXPECT_TRUE(lines[i].at("processLog").empty());
+    EXPECT_TRUE(line.at("processLog").empty());
   }
-  EXPECT_EQ(lines[0].at("outputs").at("outputWidth"), TestMovies::kWidth);
+  EXPECT_EQ(lines[2].at("outputs").at("outputWidth"), TestMovies::kWidth);
 }
 
 }  // namespace

@@ -21,6 +21,8 @@ class PatchDriver {
 
   Patch& patch() { return host_.patch(); }
   ExecutionContext& context() { return context_; }
+  // The host thread's queue, where background work delivers; pump it to take deliveries.
+  TaskQueue& queue() { return queue_; }
 
   void setSetting(const std::string& key, const PropertyList& value) {
     host_.patch().setSerializedValueForKey(value, key);

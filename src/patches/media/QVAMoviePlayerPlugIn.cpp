@@ -94,6 +94,9 @@ void QVAMoviePlayerPlugIn::stopExecution(ExecutionContext& /*context*/) {
 }
 
 void QVAMoviePlayerPlugIn::cleanUpForDisableExecution() {
+  // An opening in flight is dropped, not waited for.
+  m_opener.cancel();
+  m_opened.reset();
   pathURL.clear();
   disposeMovie();
   m_tx_ref.reset();
@@ -107,21 +110,31 @@ void QVAMoviePlayerPlugIn::disposeMovie() {
   movieSize_[0] = movieSize_[1] = 0;
 }
 
-void QVAMoviePlayerPlugIn::openMovie(const std::string& path) {
+void QVAMoviePlayerPlugIn::openMovie(MainThreadQueue& queue, const std::string& path) {
   if (m_tx_ctx == nullptr) {
     ProcessLog::write("ERROR opening movie -> OpenGL texture context failed!");
     return;
   }
   disposeMovie();
-  MovieFile::Opening opening = MovieFile::open(path, static_cast<MovieLoadMode>(inputIndex("inputLoadMode")),
-                                               inputNumber("inputLoadIncrement"));
+  m_opened.reset();
+  m_opener.open(queue, path, static_cast<MovieLoadMode>(inputIndex("inputLoadMode")),
+                inputNumber("inputLoadIncrement"),
+                [this](MovieFile::Opening opening) { m_opened = std::move(opening); });
+}
+
+bool QVAMoviePlayerPlugIn::takeOpenedMovie() {
+  if (!m_opened) {
+    return false;
+  }
+  MovieFile::Opening opening = std::move(*m_opened);
+  m_opened.reset();
   if (!opening.movie) {
     // A missing file is no error: the path may name a movie still to come.
     if (opening.errorCode != MovieFile::kFileNotFound) {
-      ProcessLog::write("[QVAMoviePlayerPlugIn openMovie:] " + path + ": " + opening.error);
+      ProcessLog::write("[QVAMoviePlayerPlugIn openMovie:] " + pathURL + ": " + opening.error);
       ProcessLog::write(formatString("memMovie_loadFilePath() returned error code; %d\n", opening.errorCode));
     }
-    return;
+    return true;
   }
   movie_ = std::move(opening.movie);
   movieSize_[0] = static_cast<float>(movie_->width());
@@ -130,6 +143,8 @@ void QVAMoviePlayerPlugIn::openMovie(const std::string& path) {
   // Frame lookups fall a quarter of a frame inside their frame.
   m_midFrame = m_FPS > 0 ? 1.0 / (m_FPS * 4.0) : 0.0;
   m_lastFrame = UINT32_MAX;
+  movie_->setVolume(static_cast<std::int16_t>(static_cast<int>(inputNumber("inputVolume") * 256)));
+  return true;
 }
 
 double QVAMoviePlayerPlugIn::movieTime() const {
@@ -182,22 +197,25 @@ void QVAMoviePlayerPlugIn::pollInputPorts(ExecutionContext& context, double time
   if (didValueForInputKeyChange("inputDurationOrScale")) {
     m_duration_or_scale = inputNumber("inputDurationOrScale");
   }
-  bool opened = false;
+  bool opening = false;
   if (didValueForInputKeyChange("inputMoviePath") || m_wasDisabled) {
     if (const std::string path = inputString("inputMoviePath"); !path.empty()) {
       pathURL = moviePath(context, path);
-      openMovie(pathURL);
-      opened = true;
-      m_first_frame = true;
-      m_show_single_frame = true;
-      setMovieTime(0);
-      setValueForOutputKey(
-          Value(movie_ ? static_cast<double>(movie_->duration()) / movie_->timeScale() : 0.0),
-          "outputDuration");
-      setValueForOutputKey(Value(static_cast<std::uint32_t>(movieSize_[0])), "outputWidth");
-      setValueForOutputKey(Value(static_cast<std::uint32_t>(movieSize_[1])), "outputHeight");
+      openMovie(context.mainThreadQueue(), pathURL);
+      opening = true;
+      m_restart_on_open = true;
       m_wasDisabled = false;
     }
+  }
+  if (takeOpenedMovie() && m_restart_on_open) {
+    m_restart_on_open = false;
+    m_first_frame = true;
+    m_show_single_frame = true;
+    setMovieTime(0);
+    setValueForOutputKey(Value(movie_ ? static_cast<double>(movie_->duration()) / movie_->timeScale() : 0.0),
+                         "outputDuration");
+    setValueForOutputKey(Value(static_cast<std::uint32_t>(movieSize_[0])), "outputWidth");
+    setValueForOutputKey(Value(static_cast<std::uint32_t>(movieSize_[1])), "outputHeight");
   }
   // The mirror flags reach the image through the provider; no setting of the movie itself needs them.
   if (didValueForInputKeyChange("inputPlay")) {
@@ -222,10 +240,10 @@ void QVAMoviePlayerPlugIn::pollInputPorts(ExecutionContext& context, double time
   if (didValueForInputKeyChange("inputVolume") && movie_) {
     movie_->setVolume(static_cast<std::int16_t>(static_cast<int>(inputNumber("inputVolume") * 256)));
   }
-  // A movie opened above already has the load mode of the ports.
+  // A movie being opened above already has the load mode of the ports.
   if ((didValueForInputKeyChange("inputLoadMode") || didValueForInputKeyChange("inputLoadIncrement")) &&
-      !opened && !pathURL.empty()) {
-    openMovie(pathURL);
+      !opening && !pathURL.empty()) {
+    openMovie(context.mainThreadQueue(), pathURL);
   }
 }
 

@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "foundation/media/MovieFile.h"
+#include "foundation/media/MovieOpener.h"
 #include "foundation/media/MovieTexture.h"
 #include "framework/QVAPlugIn.h"
 
@@ -13,7 +15,8 @@ namespace qva {
 // "QVA Movie Player": plays a movie file into the composition as a texture image, frame-accurately
 // against the host's clock. Each execution works out the movie frame of the patch time and fetches it
 // only when it changes. Speed is a factor or a wanted duration; the movie plays from disk, from memory,
-// or from memory loaded ahead by a background thread.
+// or from memory loaded ahead by a background thread. Movies open on a background thread: the patch shows
+// no image until the movie is open, and a newer path supersedes an opening still in flight.
 class QVAMoviePlayerPlugIn final : public QVAPlugIn {
  public:
   static const PatchClass& patchClass();
@@ -26,8 +29,11 @@ class QVAMoviePlayerPlugIn final : public QVAPlugIn {
   bool execute(ExecutionContext& context, double time, const Arguments& arguments) override;
   void stopExecution(ExecutionContext& context) override;
 
-  // Opens the movie at a resolved path with the load mode and increment of the ports.
-  void openMovie(const std::string& path);
+  // Starts opening the movie at a resolved path with the load mode and increment of the ports; the
+  // movie arrives through the queue and is taken at the next execution.
+  void openMovie(MainThreadQueue& queue, const std::string& path);
+  // An opening has started and its movie has not arrived yet.
+  bool isOpeningMovie() const { return m_opener.isOpening(); }
   void disposeMovie();
   // Shows the movie at a time in movie units: the frame's texture becomes the current one.
   void getFrameForTime(std::int64_t time);
@@ -42,6 +48,8 @@ class QVAMoviePlayerPlugIn final : public QVAPlugIn {
   std::int64_t timeScale() const;
   void pollInputPorts(ExecutionContext& context, double time);
   void cleanUpForDisableExecution();
+  // Takes the movie whose opening arrived, if any; answers whether one did.
+  bool takeOpenedMovie();
 
   const MovieFile* movie() const { return movie_.get(); }
   double midFrame() const { return m_midFrame; }
@@ -49,6 +57,11 @@ class QVAMoviePlayerPlugIn final : public QVAPlugIn {
 
  private:
   std::unique_ptr<MovieFile> movie_;
+  MovieOpener m_opener;
+  // The opening delivered since the last execution.
+  std::optional<MovieFile::Opening> m_opened;
+  // The movie on its way comes from a new path (not a reopen), so playing starts over when it arrives.
+  bool m_restart_on_open = false;
   // The host's GL context, where frame textures are made; null without one.
   GLContext* m_tx_ctx = nullptr;
   float movieSize_[2] = {0, 0};

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
 #include <fstream>
 
 #include "foundation/gl/GLContext.h"
@@ -55,6 +57,28 @@ class MoviePlayerTest : public ::testing::Test {
 
   QVAMoviePlayerPlugIn& player() { return static_cast<QVAMoviePlayerPlugIn&>(driver_.patch()); }
 
+  // "slow.avi": uncompressed and big enough that reading it into memory takes a while.
+  static std::string makeSlowMovie() {
+    const auto path = *folder_ / "slow.avi";
+    if (std::filesystem::exists(path)) {
+      return "";
+    }
+    return TestMovies::ffmpeg(
+        "-f lavfi -i testsrc=s=1280x720:r=25 -frames:v 40 -c:v rawvideo -pix_fmt bgra " + path.string());
+  }
+
+  // The frame index shown at a time by an execution that starts an opening, once the movie it opens
+  // has arrived: the execution itself shows none, as the movie is still on its way.
+  int openAt(double time) {
+    EXPECT_EQ(indexAt(time), -1);
+    waitForOpening();
+    return indexAt(time);
+  }
+  void waitForOpening() {
+    EXPECT_TRUE(
+        driver_.queue().pumpUntil(std::chrono::seconds(20), [this] { return !player().isOpeningMovie(); }));
+  }
+
   // The frame index the output image shows at a time, -1 without one.
   int indexAt(double time) {
     driver_.frame(time);
@@ -82,7 +106,7 @@ TemporaryFolder* MoviePlayerTest::folder_ = nullptr;
 
 TEST_F(MoviePlayerTest, ShowsTheFrameAQuarterFrameIntoThePatchTime) {
   driver_.set("inputMoviePath", Value("clip.mp4"));
-  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_EQ(openAt(0), 0);
   EXPECT_DOUBLE_EQ(player().midFrame(), 0.01);
   EXPECT_DOUBLE_EQ(player().fps(), 25);
   EXPECT_DOUBLE_EQ(driver_.number("outputDuration"), 2.0);
@@ -105,7 +129,7 @@ TEST_F(MoviePlayerTest, ShowsTheFrameAQuarterFrameIntoThePatchTime) {
 
 TEST_F(MoviePlayerTest, SameFrameIndexRepublishesTheHeldTexture) {
   driver_.set("inputMoviePath", Value("clip.mp4"));
-  driver_.frame(0.4);
+  openAt(0.4);
   const ImageRef first = driver_.output("outputImage").imageValue();
   driver_.frame(0.41);
   const ImageRef second = driver_.output("outputImage").imageValue();
@@ -122,7 +146,7 @@ TEST_F(MoviePlayerTest, SameFrameIndexRepublishesTheHeldTexture) {
 TEST_F(MoviePlayerTest, SpeedFactorAndWantedDurationScaleMovieTime) {
   driver_.set("inputMoviePath", Value("clip.mp4"));
   driver_.set("inputDurationOrScale", Value(2.0));
-  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_EQ(openAt(0), 0);
   // Twice as fast: 0.5 s of patch time is (0.5 + 0.01) × 2 s of movie.
   EXPECT_EQ(indexAt(0.5), 25);
   EXPECT_EQ(player().timeScale(), 2 * player().movie()->timeScale());
@@ -140,7 +164,7 @@ TEST_F(MoviePlayerTest, SpeedFactorAndWantedDurationScaleMovieTime) {
 TEST_F(MoviePlayerTest, PastTheEndHoldsTheLastFrameOrLoops) {
   driver_.set("inputMoviePath", Value("clip.mp4"));
   driver_.set("inputLoop", Value(false));
-  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_EQ(openAt(0), 0);
   EXPECT_EQ(indexAt(2.5), 49);
   EXPECT_DOUBLE_EQ(driver_.number("outputMovieTime"), 2.0);
   driver_.set("inputLoop", Value(true));
@@ -150,7 +174,7 @@ TEST_F(MoviePlayerTest, PastTheEndHoldsTheLastFrameOrLoops) {
 
 TEST_F(MoviePlayerTest, PauseResumeAndRewind) {
   driver_.set("inputMoviePath", Value("clip.mp4"));
-  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_EQ(openAt(0), 0);
   EXPECT_EQ(indexAt(1.0), 25);
   driver_.set("inputPlay", Value(false));
   EXPECT_EQ(indexAt(1.2), 25);
@@ -175,7 +199,7 @@ TEST_F(MoviePlayerTest, PauseResumeAndRewind) {
 
 TEST_F(MoviePlayerTest, MirrorFlagsFlipTheImage) {
   driver_.set("inputMoviePath", Value("clip.mp4"));
-  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_EQ(openAt(0), 0);
   EXPECT_EQ(indexAt(0.13), 3);
   driver_.set("inputMirrorXAxis", Value(true));
   EXPECT_EQ(indexAt(0.135), 3);
@@ -200,43 +224,43 @@ TEST_F(MoviePlayerTest, LoadModesReopenTheMovieAndVolumeIsKept) {
   driver_.set("inputLoadMode", Value(std::uint32_t{2}));
   driver_.set("inputLoadIncrement", Value(0.5));
   driver_.set("inputVolume", Value(0.5));
-  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_EQ(openAt(0), 0);
   EXPECT_EQ(player().movie()->loadMode(), MovieLoadMode::Incremental);
   EXPECT_EQ(player().movie()->volume(), 128);
   EXPECT_EQ(indexAt(1.0), 25);
   // An increment as long as the movie loads it whole.
   driver_.set("inputLoadIncrement", Value(30.0));
-  EXPECT_EQ(indexAt(1.2), 30);
+  EXPECT_EQ(openAt(1.2), 30);
   EXPECT_EQ(player().movie()->loadMode(), MovieLoadMode::ForceIntoMemory);
   driver_.set("inputLoadMode", Value(std::uint32_t{0}));
-  EXPECT_EQ(indexAt(1.4), 35);
+  EXPECT_EQ(openAt(1.4), 35);
   EXPECT_EQ(player().movie()->loadMode(), MovieLoadMode::PrerollOnly);
   EXPECT_EQ(player().movie()->bytesInMemory(), 0U);
 }
 
 TEST_F(MoviePlayerTest, StoppingReleasesTheMovieAndStartingReopensIt) {
   driver_.set("inputMoviePath", Value("file://" + (*folder_ / "clip.mp4").string()));
-  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_EQ(openAt(0), 0);
   EXPECT_EQ(indexAt(0.5), 12);
   driver_.stop();
   EXPECT_EQ(player().movie(), nullptr);
   driver_.start();
   // Opening shows its first frame at the time it opens.
-  EXPECT_EQ(indexAt(3.0), 0);
+  EXPECT_EQ(openAt(3.0), 0);
   EXPECT_EQ(indexAt(3.2), 5);
 }
 
 TEST_F(MoviePlayerTest, BadPathsLogAndShowNothing) {
   std::ofstream(*folder_ / "notes.mov") << "not a movie";
   driver_.set("inputMoviePath", Value("clip.mp4"));
-  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_EQ(openAt(0), 0);
   driver_.set("inputMoviePath", Value("missing.mov"));
-  EXPECT_EQ(indexAt(0.02), -1);
+  EXPECT_EQ(openAt(0.02), -1);
   EXPECT_EQ(driver_.output("outputWidth").indexValue(), 0U);
   // A missing file is expected while a movie is on its way.
   EXPECT_TRUE(driver_.processLog().empty());
   driver_.set("inputMoviePath", Value("notes.mov"));
-  EXPECT_EQ(indexAt(0.04), -1);
+  EXPECT_EQ(openAt(0.04), -1);
   ASSERT_EQ(driver_.processLog().size(), 2U);
   EXPECT_NE(driver_.processLog()[0].find("notes.mov: not a movie"), std::string::npos);
   EXPECT_EQ(driver_.processLog()[1].rfind("memMovie_loadFilePath() returned error code; -", 0), 0U);
@@ -248,7 +272,7 @@ TEST_F(MoviePlayerTest, PathChangingEveryFrameShowsEachMovie) {
   const char* paths[] = {"clip.mp4", "other.mov", "missing.mov"};
   for (int frame = 0; frame < 30; ++frame) {
     driver_.set("inputMoviePath", Value(paths[frame % 3]));
-    const int shown = indexAt(frame * 0.04);
+    const int shown = openAt(frame * 0.04);
     // Each movie opens at its first frame; opening a missing one leaves none.
     if (frame % 3 == 2) {
       EXPECT_EQ(shown, -1) << frame;
@@ -258,6 +282,47 @@ TEST_F(MoviePlayerTest, PathChangingEveryFrameShowsEachMovie) {
     EXPECT_EQ(shown, 0) << frame;
     EXPECT_DOUBLE_EQ(player().movie()->frameRate(), frame % 3 == 0 ? 25 : 50) << frame;
   }
+}
+
+TEST_F(MoviePlayerTest, PathChangingEveryFrameNeverHoldsTheHostUp) {
+  ASSERT_EQ(makeSlowMovie(), "");
+  driver_.set("inputLoadMode", Value(std::uint32_t{1}));
+  const char* paths[] = {"slow.avi", "clip.mp4", "slow.avi", "missing.mov", "other.mov"};
+  int slowExecutes = 0;
+  for (int frame = 0; frame < 40; ++frame) {
+    driver_.set("inputMoviePath", Value(paths[frame % 5]));
+    driver_.queue().pump();
+    const auto start = std::chrono::steady_clock::now();
+    driver_.frame(frame * 0.04);
+    if (std::chrono::steady_clock::now() - start > std::chrono::milliseconds(50)) {
+      ++slowExecutes;
+    }
+    // Whatever an older path's opening delivers meanwhile is never shown.
+    EXPECT_EQ(shownIndex(), -1) << frame;
+  }
+  EXPECT_EQ(slowExecutes, 0);
+  // The last path wins once its opening is done.
+  waitForOpening();
+  EXPECT_EQ(indexAt(2.0), 0);
+  EXPECT_DOUBLE_EQ(player().movie()->frameRate(), 50);
+  EXPECT_EQ(player().movie()->loadMode(), MovieLoadMode::ForceIntoMemory);
+  EXPECT_TRUE(driver_.processLog().empty());
+}
+
+TEST_F(MoviePlayerTest, StoppingDropsAnOpeningInFlightWithoutWaiting) {
+  ASSERT_EQ(makeSlowMovie(), "");
+  driver_.set("inputLoadMode", Value(std::uint32_t{1}));
+  driver_.set("inputMoviePath", Value("slow.avi"));
+  driver_.frame(0);
+  ASSERT_TRUE(player().isOpeningMovie());
+  const auto start = std::chrono::steady_clock::now();
+  driver_.stop();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
+  EXPECT_FALSE(player().isOpeningMovie());
+  // The movie finishing its opening later never reaches the stopped patch.
+  driver_.queue().pumpFor(std::chrono::milliseconds(500));
+  EXPECT_EQ(driver_.queue().backgroundTasksRun(), 0U);
+  EXPECT_EQ(player().movie(), nullptr);
 }
 
 TEST(MoviePlayerWithoutGLTest, LogsThatNoTextureContextCanBeMade) {
