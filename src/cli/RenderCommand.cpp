@@ -88,6 +88,7 @@ void render(const RenderOptions& options) {
   // The clip draws through the context and holds textures of the renderer's: it goes before them.
   const std::unique_ptr<VideoUnderlay> underlay = std::move(clip);
   context.setCompositionPath(location);
+  context.setOffline(true);
   renderer.beginFrame(context, composition.background());
   CompositionGraph graph(composition, availablePatches(), context, queue);
   PublishedInputAssignment::applyAll(options.assignments, graph);

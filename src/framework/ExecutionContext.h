@@ -67,6 +67,10 @@ class ExecutionContext {
   void setDepthBufferProvider(std::function<void()> provider) { depthBufferProvider_ = std::move(provider); }
 
   MainThreadQueue& mainThreadQueue() const { return mainThreadQueue_; }
+  // Rendering to a file rather than live: no frame is due at a wall-clock time, so a patch may finish its
+  // background work before it answers, and every render of a composition gives the same frames.
+  bool isOffline() const { return offline_; }
+  void setOffline(bool offline) { offline_ = offline; }
 
  private:
   Rect bounds_;
@@ -79,6 +83,7 @@ class ExecutionContext {
   GLContext* glContext_ = nullptr;
   std::function<void()> depthBufferProvider_;
   MainThreadQueue& mainThreadQueue_;
+  bool offline_ = false;
 };
 
 }  // namespace qva

@@ -110,15 +110,22 @@ void QVAMoviePlayerPlugIn::disposeMovie() {
   movieSize_[0] = movieSize_[1] = 0;
 }
 
-void QVAMoviePlayerPlugIn::openMovie(MainThreadQueue& queue, const std::string& path) {
+void QVAMoviePlayerPlugIn::openMovie(const ExecutionContext& context, const std::string& path) {
   if (m_tx_ctx == nullptr) {
     ProcessLog::write("ERROR opening movie -> OpenGL texture context failed!");
     return;
   }
   disposeMovie();
   m_opened.reset();
-  m_opener.open(queue, path, static_cast<MovieLoadMode>(inputIndex("inputLoadMode")),
-                inputNumber("inputLoadIncrement"),
+  const auto mode = static_cast<MovieLoadMode>(inputIndex("inputLoadMode"));
+  const double increment = inputNumber("inputLoadIncrement");
+  if (context.isOffline()) {
+    // No frame is due before the movie is there: it is taken by this very execution.
+    m_opener.cancel();
+    m_opened = MovieFile::open(path, mode, increment);
+    return;
+  }
+  m_opener.open(context.mainThreadQueue(), path, mode, increment,
                 [this](MovieFile::Opening opening) { m_opened = std::move(opening); });
 }
 
@@ -143,8 +150,12 @@ bool QVAMoviePlayerPlugIn::takeOpenedMovie() {
   // Frame lookups fall a quarter of a frame inside their frame.
   m_midFrame = m_FPS > 0 ? 1.0 / (m_FPS * 4.0) : 0.0;
   m_lastFrame = UINT32_MAX;
-  movie_->setVolume(static_cast<std::int16_t>(static_cast<int>(inputNumber("inputVolume") * 256)));
+  applyInputVolume();
   return true;
+}
+
+void QVAMoviePlayerPlugIn::applyInputVolume() {
+  movie_->setVolume(static_cast<std::int16_t>(static_cast<int>(inputNumber("inputVolume") * 256)));
 }
 
 double QVAMoviePlayerPlugIn::movieTime() const {
@@ -201,7 +212,7 @@ void QVAMoviePlayerPlugIn::pollInputPorts(ExecutionContext& context, double time
   if (didValueForInputKeyChange("inputMoviePath") || m_wasDisabled) {
     if (const std::string path = inputString("inputMoviePath"); !path.empty()) {
       pathURL = moviePath(context, path);
-      openMovie(context.mainThreadQueue(), pathURL);
+      openMovie(context, pathURL);
       opening = true;
       m_restart_on_open = true;
       m_wasDisabled = false;
@@ -238,12 +249,12 @@ void QVAMoviePlayerPlugIn::pollInputPorts(ExecutionContext& context, double time
     }
   }
   if (didValueForInputKeyChange("inputVolume") && movie_) {
-    movie_->setVolume(static_cast<std::int16_t>(static_cast<int>(inputNumber("inputVolume") * 256)));
+    applyInputVolume();
   }
   // A movie being opened above already has the load mode of the ports.
   if ((didValueForInputKeyChange("inputLoadMode") || didValueForInputKeyChange("inputLoadIncrement")) &&
       !opening && !pathURL.empty()) {
-    openMovie(context.mainThreadQueue(), pathURL);
+    openMovie(context, pathURL);
   }
 }
 

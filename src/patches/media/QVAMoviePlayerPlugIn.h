@@ -30,8 +30,8 @@ class QVAMoviePlayerPlugIn final : public QVAPlugIn {
   void stopExecution(ExecutionContext& context) override;
 
   // Starts opening the movie at a resolved path with the load mode and increment of the ports; the
-  // movie arrives through the queue and is taken at the next execution.
-  void openMovie(MainThreadQueue& queue, const std::string& path);
+  // movie arrives through the host's queue and is taken at the next execution (offline, at once).
+  void openMovie(const ExecutionContext& context, const std::string& path);
   // An opening has started and its movie has not arrived yet.
   bool isOpeningMovie() const { return m_opener.isOpening(); }
   void disposeMovie();
@@ -56,6 +56,9 @@ class QVAMoviePlayerPlugIn final : public QVAPlugIn {
   double fps() const { return m_FPS; }
 
  private:
+  // The volume port, in 256ths, onto the movie.
+  void applyInputVolume();
+
   std::unique_ptr<MovieFile> movie_;
   MovieOpener m_opener;
   // The opening delivered since the last execution.

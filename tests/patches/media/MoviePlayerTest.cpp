@@ -325,6 +325,16 @@ TEST_F(MoviePlayerTest, StoppingDropsAnOpeningInFlightWithoutWaiting) {
   EXPECT_EQ(player().movie(), nullptr);
 }
 
+TEST_F(MoviePlayerTest, OfflineTheMovieShowsAtTheExecutionThatOpensIt) {
+  driver_.context().setOffline(true);
+  driver_.set("inputMoviePath", Value("clip.mp4"));
+  EXPECT_EQ(indexAt(0), 0);
+  EXPECT_FALSE(player().isOpeningMovie());
+  driver_.set("inputMoviePath", Value("other.mov"));
+  EXPECT_EQ(indexAt(0.5), 0);
+  EXPECT_DOUBLE_EQ(player().movie()->frameRate(), 50);
+}
+
 TEST(MoviePlayerWithoutGLTest, LogsThatNoTextureContextCanBeMade) {
   PatchDriver driver(std::make_unique<QVAMoviePlayerPlugIn>());
   driver.set("inputMoviePath", Value("/tmp/any.mov"));
