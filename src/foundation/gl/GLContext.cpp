@@ -213,6 +213,26 @@ void GLContext::tintTexturing(double red, double green, double blue, double alph
   glColor4d(red, green, blue, alpha);
 }
 
+bool GLContext::drawsNothingWhereTransparent() {
+  if (!glIsEnabled(GL_BLEND) || glIsEnabled(GL_COLOR_LOGIC_OP) || glIsEnabled(GL_STENCIL_TEST)) {
+    return false;
+  }
+  GLboolean depthWrites = GL_FALSE;
+  glGetBooleanv(GL_DEPTH_WRITEMASK, &depthWrites);
+  if (glIsEnabled(GL_DEPTH_TEST) && depthWrites == GL_TRUE) {
+    return false;
+  }
+  // A zero source adds nothing whatever it is scaled by; the destination must come through whole.
+  const auto get = [](GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+  };
+  const auto keeps = [](GLint factor) { return factor == GL_ONE || factor == GL_ONE_MINUS_SRC_ALPHA; };
+  return get(GL_BLEND_EQUATION_RGB) == GL_FUNC_ADD && get(GL_BLEND_EQUATION_ALPHA) == GL_FUNC_ADD &&
+         keeps(get(GL_BLEND_DST_RGB)) && keeps(get(GL_BLEND_DST_ALPHA));
+}
+
 unsigned GLContext::program(const std::string& vertexSource, const std::string& fragmentSource) {
   auto key = std::make_pair(vertexSource, fragmentSource);
   if (const auto found = programs_.find(key); found != programs_.end()) {
