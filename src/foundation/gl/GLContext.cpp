@@ -3,8 +3,11 @@
 #include <dlfcn.h>
 #include <epoxy/egl.h>
 #include <epoxy/gl.h>
+#include <sched.h>
+#include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -127,9 +130,26 @@ EGLDisplay openDisplay(std::string& error) {
   return EGL_NO_DISPLAY;
 }
 
+// Mesa's software rasterizer hands the drawing of each frame to one thread per processor and waits for
+// them at every read-back. With two processors or fewer, which the host's own threads (the output's
+// encoder) and anything else running share, that handoff waits on the scheduler every frame while the
+// split gains little, so the drawing stays in the thread that asks for it. A setting of the user's stays.
+void chooseSoftwareRasterizerThreads() {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  const long count = sched_getaffinity(0, sizeof processors, &processors) == 0
+                         ? CPU_COUNT(&processors)
+                         : sysconf(_SC_NPROCESSORS_ONLN);
+  if (count > 0 && count <= 2) {
+    setenv("LP_NUM_THREADS", "0", 0);
+  }
+}
+
 }  // namespace
 
 GLContext::Creation GLContext::create() {
+  // Before the driver is loaded: it reads the setting once, when the first display is initialised.
+  chooseSoftwareRasterizerThreads();
   // libepoxy aborts the process when it cannot find EGL; ask the loader first.
   void* library = dlopen("libEGL.so.1", RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) {
