@@ -23,7 +23,8 @@ class GLContext {
   };
 
   // Makes the context current on the calling thread; destroying it makes the context that was current
-  // before current again.
+  // before current again. On two processors or fewer, Mesa's software rasterizer draws in the calling
+  // thread rather than in threads of its own, unless LP_NUM_THREADS says otherwise.
   static Creation create();
   ~GLContext();
   GLContext(const GLContext&) = delete;
