@@ -10,13 +10,12 @@
 #include <optional>
 #include <string>
 
+#include "cli/ChosenComposition.h"
 #include "cli/CommandError.h"
-#include "cli/DemoComposition.h"
 #include "cli/FrameCount.h"
 #include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
 #include "foundation/dispatch/TaskQueue.h"
-#include "foundation/files/InstalledData.h"
 #include "foundation/image/Bitmap.h"
 #include "host/CompositionGraph.h"
 #include "host/FrameRenderer.h"
@@ -42,20 +41,6 @@ struct RenderOptions {
   FieldOrder fieldOrder = FieldOrder::Progressive;
 };
 
-// The largest canvas side accepted on the command line.
-constexpr int kMaxSide = 16384;
-
-std::pair<int, int> parseSize(const std::string& text) {
-  int width = 0;
-  int height = 0;
-  char extra = 0;
-  if (std::sscanf(text.c_str(), "%dx%d%c", &width, &height, &extra) != 2 || width < 1 || height < 1 ||
-      width > kMaxSide || height > kMaxSide) {
-    throw CommandError("--size takes WIDTHxHEIGHT with sides from 1 to 16384, not \"" + text + "\"");
-  }
-  return {width, height};
-}
-
 void drawProgress(long long done, long long total) {
   constexpr int kBarWidth = 40;
   const int filled = total > 0 ? static_cast<int>(kBarWidth * done / total) : kBarWidth;
@@ -63,18 +48,6 @@ void drawProgress(long long done, long long total) {
                std::string(static_cast<std::size_t>(filled), '#').c_str(),
                std::string(static_cast<std::size_t>(kBarWidth - filled), '.').c_str(), done, total);
   std::fflush(stderr);
-}
-
-// Where the composition lies: its file, or for the built-in demo the examples that ship in the data
-// folder, whose companion files (the ticker's headlines) it reads; none without a data folder.
-std::optional<std::string> compositionLocation(const RenderOptions& options) {
-  if (!options.compositionPath.empty()) {
-    return options.compositionPath;
-  }
-  if (const auto data = installedDataFolder()) {
-    return (*data / "examples" / "demo.qvc").string();
-  }
-  return std::nullopt;
 }
 
 // A reader that closes its end of the pipe has taken what it wanted: the render ends without a
@@ -89,13 +62,9 @@ std::optional<std::string> compositionLocation(const RenderOptions& options) {
 void render(const RenderOptions& options) {
   // From before the output exists, so that an interrupt never leaves an unfinished file.
   const InterruptRequest interrupt;
-  const std::optional<std::string> location = compositionLocation(options);
-  const Composition composition =
-      options.compositionPath.empty()
-          ? Composition::parse(demoCompositionText(), location.value_or("demo.qvc"))
-          : Composition::load(options.compositionPath);
-  const auto [width, height] =
-      options.size.empty() ? std::pair{composition.width(), composition.height()} : parseSize(options.size);
+  const auto [composition, location] = ChosenComposition::open(options.compositionPath);
+  const auto [width, height] = options.size.empty() ? std::pair{composition.width(), composition.height()}
+                                                    : parseCanvasSize(options.size);
   const auto [frameRate, frames] =
       FrameCount::resolve(composition, options.frames, options.duration, options.frameRate);
 

@@ -10,6 +10,7 @@
 #include "cli/DescribeCommand.h"
 #include "cli/DriveCommand.h"
 #include "cli/ListCommand.h"
+#include "cli/PlayCommand.h"
 #include "cli/RenderCommand.h"
 #include "cli/RtfCommand.h"
 #include "cli/RunCommand.h"
@@ -30,6 +31,7 @@ int main(int argc, char** argv) {
   qva::addDriveCommand(app);
   qva::addRunCommand(app);
   qva::addRenderCommand(app);
+  qva::addPlayCommand(app);
   qva::addRtfCommand(app);
   if (argc > 1 && argv[1][0] != '-') {
     const std::vector<CLI::App*> commands = app.get_subcommands({});

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "foundation/image/Bitmap.h"
+#include "host/RenderOutput.h"
+
+namespace qva {
+
+// An output fed by a playout clock: frames wait in a bounded queue for a thread of the output's own, and
+// offering a frame never waits. A frame that finds the queue full is dropped and counted, so that a slow
+// output never holds the clock up. After the output fails it takes no more frames and keeps its error.
+class LiveOutput {
+ public:
+  // Frames that may wait at most.
+  static constexpr std::size_t kDefaultCapacity = 4;
+
+  explicit LiveOutput(std::unique_ptr<RenderOutput> inner, std::size_t capacity = kDefaultCapacity);
+  // Stops the thread; frames still waiting are not written.
+  ~LiveOutput();
+  LiveOutput(const LiveOutput&) = delete;
+  LiveOutput& operator=(const LiveOutput&) = delete;
+
+  void offer(std::shared_ptr<const Bitmap> frame);
+  // Writes the frames that wait, then completes the inner output; an empty string, or the first error.
+  std::string finish();
+
+  long long written() const;
+  long long dropped() const;
+  // The first error, empty while there is none.
+  std::string error() const;
+  bool failed() const { return !error().empty(); }
+  std::string description() const { return inner_->description(); }
+
+ private:
+  void work();
+  void stopWorker();
+
+  std::unique_ptr<RenderOutput> inner_;
+  std::size_t capacity_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::shared_ptr<const Bitmap>> queued_;
+  long long written_ = 0;
+  long long dropped_ = 0;
+  std::string error_;
+  bool closing_ = false;
+  std::thread worker_;
+};
+
+}  // namespace qva

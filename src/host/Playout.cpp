@@ -1,0 +1,248 @@
+#include "host/Playout.h"
+
+#include <algorithm>
+
+#include "host/HostPatches.h"
+
+namespace qva {
+
+namespace {
+
+bool isScalar(PortType type) {
+  return type == PortType::Boolean || type == PortType::Index || type == PortType::Number ||
+         type == PortType::String;
+}
+
+}  // namespace
+
+Playout::Playout(Renderer& renderer, PlayoutClock& clock, double frameRate, const Composition& composition)
+    : renderer_(renderer),
+      clock_(clock),
+      frameRate_(frameRate),
+      pacer_(frameRate),
+      pool_(renderer.width(), renderer.height()),
+      scene_(makeScene(composition, 0)),
+      hostThread_(std::this_thread::get_id()) {
+  state_.composition = composition.path();
+  state_.frameRate = frameRate;
+  state_.inputs = inputStates();
+}
+
+Playout::~Playout() {
+  std::lock_guard lock(mutex_);
+  for (PendingLoad& load : pendingLoads_) {
+    load.answer.set_value("playout has ended");
+  }
+}
+
+std::unique_ptr<Playout::Scene> Playout::makeScene(const Composition& composition, long long firstFrame) {
+  auto scene = std::make_unique<Scene>(composition);
+  scene->context.setCompositionPath(composition.path());
+  scene->firstFrame = firstFrame;
+  renderer_.beginFrame(scene->context, composition.background());
+  scene->graph = std::make_unique<CompositionGraph>(scene->composition, availablePatches(), scene->context,
+                                                    scene->queue);
+  scene->frames = std::make_unique<FrameRenderer>(renderer_, scene->context, composition.background(),
+                                                  frameRate_, FieldOrder::Progressive);
+  return scene;
+}
+
+void Playout::play(std::optional<long long> frames, const std::function<void()>& afterFrame) {
+  {
+    std::lock_guard lock(mutex_);
+    playing_ = true;
+  }
+  pacer_.start(clock_.now());
+  std::shared_ptr<const Bitmap> previous;
+  while (!stopRequested_) {
+    const FramePacer::Slot slot = pacer_.next(clock_.now());
+    if (frames && slot.frame >= *frames) {
+      break;
+    }
+    applyPending(slot.frame);
+    const auto renderStart = clock_.now();
+    std::shared_ptr<const Bitmap> frame = renderFrame(slot.frame);
+    const auto rendered = clock_.now();
+    clock_.waitUntil(slot.due);
+    const auto showStart = clock_.now();
+    // The outputs keep the clock's rate: the last frame again for each frame dropped, and for a frame
+    // that could not be had.
+    for (long long repeat = 0; previous && repeat < slot.skipped + (frame ? 0 : 1); ++repeat) {
+      for (const auto& output : outputs_) {
+        output->offer(previous);
+      }
+    }
+    if (frame) {
+      for (const auto& output : outputs_) {
+        output->offer(frame);
+      }
+      previous = frame;
+    }
+    const auto offered = clock_.now();
+    pacer_.shown(slot, showStart, rendered - renderStart, offered - showStart);
+    publishState(slot, previous);
+    if (afterFrame) {
+      afterFrame();
+    }
+  }
+  scene_->graph->stop();
+  std::lock_guard lock(mutex_);
+  playing_ = false;
+  for (PendingLoad& load : pendingLoads_) {
+    load.answer.set_value("playout has ended");
+  }
+  pendingLoads_.clear();
+}
+
+std::shared_ptr<Bitmap> Playout::renderFrame(long long frame) {
+  std::shared_ptr<Bitmap> bitmap = pool_.take();
+  if (!bitmap) {
+    return nullptr;
+  }
+  Scene& scene = *scene_;
+  const FrameRenderer::Scene draw = [&scene](double time, const Arguments& arguments) {
+    scene.graph->evaluate(time, arguments);
+  };
+  if (!scene.frames->render(frame - scene.firstFrame, draw, *bitmap).empty()) {
+    return nullptr;
+  }
+  return bitmap;
+}
+
+void Playout::applyPending(long long nextFrame) {
+  std::vector<std::pair<std::string, Value>> inputs;
+  std::vector<PendingLoad> loads;
+  {
+    std::lock_guard lock(mutex_);
+    inputs.swap(pendingInputs_);
+    loads.swap(pendingLoads_);
+  }
+  for (PendingLoad& load : loads) {
+    load.answer.set_value(loadNow(load.path, nextFrame));
+  }
+  for (const auto& [name, value] : inputs) {
+    try {
+      graph().setPublishedInput(name, value.convertedTo(graph().publishedInputType(name)));
+    } catch (const std::invalid_argument&) {
+      // Checked against the composition that played when the change was asked; one loaded since may
+      // not have the input.
+    }
+  }
+}
+
+std::string Playout::loadNow(const std::string& path, long long firstFrame) {
+  try {
+    std::unique_ptr<Scene> loaded = makeScene(Composition::load(path), firstFrame);
+    scene_->graph->stop();
+    scene_ = std::move(loaded);
+  } catch (const CompositionError& error) {
+    return error.what();
+  }
+  std::lock_guard lock(mutex_);
+  state_.composition = scene_->composition.path();
+  state_.inputs = inputStates();
+  return {};
+}
+
+void Playout::publishState(const FramePacer::Slot& slot, std::shared_ptr<const Bitmap> frame) {
+  std::vector<PublishedOutputState> outputs;
+  for (const auto& [name, port] : scene_->composition.publishedOutputs()) {
+    outputs.push_back({name, scene_->graph->outputValue(port)});
+  }
+  std::vector<PublishedInputState> inputs = inputStates();
+  std::function<void(long long)> observer;
+  {
+    std::lock_guard lock(mutex_);
+    state_.frame = slot.frame;
+    state_.time = static_cast<double>(slot.frame - scene_->firstFrame) / frameRate_;
+    state_.pacing = pacer_.pacing();
+    state_.inputs = std::move(inputs);
+    state_.outputs = std::move(outputs);
+    latestFrame_ = std::move(frame);
+    observer = observer_;
+  }
+  if (observer) {
+    observer(slot.frame);
+  }
+}
+
+std::vector<PublishedInputState> Playout::inputStates() const {
+  std::vector<PublishedInputState> states;
+  const CompositionGraph& graph = *scene_->graph;
+  for (const auto& [name, port] : scene_->composition.publishedInputs()) {
+    const Patch::InputPort* input =
+        graph.nodes()[graph.nodeIndex(port.patchId)].host->patch().findInputPort(port.portKey);
+    if (input == nullptr) {
+      continue;
+    }
+    const PortAttributes& attributes = input->description.attributes;
+    states.push_back({name, input->description.type, input->value, attributes.minimum, attributes.maximum,
+                      attributes.menuItems});
+  }
+  return states;
+}
+
+std::vector<std::string> Playout::finishOutputs() {
+  std::vector<std::string> errors;
+  for (const auto& output : outputs_) {
+    errors.push_back(output->finish());
+  }
+  return errors;
+}
+
+PlayoutState Playout::state() const {
+  std::lock_guard lock(mutex_);
+  return state_;
+}
+
+std::string Playout::setInputs(const std::vector<std::pair<std::string, Value>>& changes) {
+  std::lock_guard lock(mutex_);
+  for (const auto& [name, value] : changes) {
+    auto input = std::find_if(state_.inputs.begin(), state_.inputs.end(),
+                              [&name](const PublishedInputState& state) { return state.name == name; });
+    if (input == state_.inputs.end()) {
+      return "no published input \"" + name + "\"";
+    }
+    const std::optional<PortType> type = value.type();
+    if (!type || (*type != input->type && !(isScalar(*type) && isScalar(input->type)))) {
+      return "the published input \"" + name + "\" takes a " + std::string(portTypeName(input->type)) +
+             ", not a " + (type ? std::string(portTypeName(*type)) : std::string("value of no type"));
+    }
+  }
+  pendingInputs_.insert(pendingInputs_.end(), changes.begin(), changes.end());
+  return {};
+}
+
+std::string Playout::load(const std::string& path) {
+  if (std::this_thread::get_id() == hostThread_) {
+    // From the frame observer, between two frames.
+    return loadNow(path, state().frame + 1);
+  }
+  std::future<std::string> answer;
+  {
+    std::lock_guard lock(mutex_);
+    if (!playing_) {
+      return "the composition is not playing";
+    }
+    pendingLoads_.push_back({path, {}});
+    answer = pendingLoads_.back().answer.get_future();
+  }
+  return answer.get();
+}
+
+void Playout::stop() {
+  stopRequested_ = true;
+  clock_.wake();
+}
+
+std::shared_ptr<const Bitmap> Playout::latestFrame() {
+  std::lock_guard lock(mutex_);
+  return latestFrame_;
+}
+
+void Playout::setFrameObserver(std::function<void(long long frame)> observer) {
+  std::lock_guard lock(mutex_);
+  observer_ = std::move(observer);
+}
+
+}  // namespace qva
