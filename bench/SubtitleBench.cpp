@@ -9,6 +9,7 @@
 #include <fstream>
 #include <string>
 
+#include "GeneratedScript.h"
 #include "foundation/subtitles/VideoSubTitle.h"
 
 namespace {
@@ -16,26 +17,9 @@ namespace {
 constexpr int kEntries = 20000;
 constexpr std::uint32_t kProgrammeMs = 2 * 60 * 60 * 1000;
 
-std::string clock(std::uint32_t ms) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%u:%02u:%02u.%02u", ms / 3600000, ms / 60000 % 60, ms / 1000 % 60,
-                ms / 10 % 100);
-  return text;
-}
-
-// A script of kEntries entries spread over two hours, each shown for 80 % of its slot, in two styles;
-// removed when the benchmark ends.
-struct ScriptFile {
-  std::string path;
-  ~ScriptFile() { std::filesystem::remove(path); }
-};
-
+// A script of kEntries entries spread over two hours, each shown for 80 % of its slot, in two styles.
 const std::string& scriptPath() {
-  static const ScriptFile script{[] {
-    const std::string file =
-        (std::filesystem::temp_directory_path() / ("qva-subtitle-bench-" + std::to_string(getpid()) + ".ssa"))
-            .string();
-    std::ofstream out(file, std::ios::binary);
+  static const qva::GeneratedScript script("qva-subtitle-bench.ssa", [](std::ostream& out) {
     out << "[Script Info]\nScriptType: v4.00\nPlayResX: 1920\nPlayResY: 1080\n\n[V4 Styles]\n"
            "Format: Name, Fontname, Fontsize, PrimaryColour, SecondaryColour, TertiaryColour, BackColour, "
            "Bold, "
@@ -47,13 +31,13 @@ const std::string& scriptPath() {
     const std::uint32_t slot = kProgrammeMs / kEntries;
     for (int i = 0; i < kEntries; ++i) {
       const std::uint32_t start = static_cast<std::uint32_t>(i) * slot;
-      out << "Dialogue: Marked=0," << clock(start) << "," << clock(start + slot * 4 / 5) << ","
-          << (i % 3 == 0 ? "Speaker" : "Default") << ",,0000,0000,0000,,Line " << i
+      out << "Dialogue: Marked=0," << qva::GeneratedScript::clock(start) << ","
+          << qva::GeneratedScript::clock(start + slot * 4 / 5) << "," << (i % 3 == 0 ? "Speaker" : "Default")
+          << ",,0000,0000,0000,,Line " << i
           << ", said with some words to read\\nand a second line of subtitle text\n";
     }
-    return file;
-  }()};
-  return script.path;
+  });
+  return script.path();
 }
 
 void BM_ParseScript(benchmark::State& state) {

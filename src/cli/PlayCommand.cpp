@@ -11,11 +11,14 @@
 
 #include "cli/ChosenComposition.h"
 #include "cli/CommandError.h"
+#include "cli/CompositionRunOptions.h"
 #include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
+#include "cli/RemoteControl.h"
 #include "host/LiveOutput.h"
 #include "host/MonotonicClock.h"
 #include "host/Playout.h"
+#include "host/PreviewOutput.h"
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
 
@@ -23,15 +26,10 @@ namespace qva {
 
 namespace {
 
-struct PlayOptions {
-  std::string compositionPath;
+struct PlayOptions : CompositionRunOptions {
   std::vector<std::string> outputs;
-  std::optional<long long> frames;
-  std::optional<double> duration;
-  std::string size;
-  std::optional<double> frameRate;
-  std::vector<std::string> assignments;
   std::string codec;
+  RemoteControl::Options control;
 };
 
 // How often the status line is redrawn at most.
@@ -97,6 +95,8 @@ void play(const PlayOptions& options) {
     playout.addOutput(std::make_unique<LiveOutput>(std::move(opened.output)));
   }
 
+  std::optional<RemoteControl> control(std::in_place, playout, options.control);
+
   const bool terminal = isatty(STDERR_FILENO) == 1;
   std::vector<bool> reported(playout.outputs().size(), false);
   auto lastStatus = std::chrono::steady_clock::now() - kStatusInterval;
@@ -129,6 +129,7 @@ void play(const PlayOptions& options) {
   };
   const auto start = std::chrono::steady_clock::now();
   playout.play(frames, afterFrame);
+  control.reset();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const std::vector<std::string> errors = playout.finishOutputs();
   if (terminal) {
@@ -155,26 +156,21 @@ void play(const PlayOptions& options) {
 
 void addPlayCommand(CLI::App& app) {
   auto options = std::make_shared<PlayOptions>();
-  CLI::App* command = app.add_subcommand(
-      "play", "Play a composition (the built-in demo without one) live at its frame rate until interrupted");
-  command->add_option("COMPOSITION", options->compositionPath, "The composition file (.qvc)");
+  CLI::App* command = app.add_subcommand("play",
+                                         "Play a composition (the built-in demo without one) live at its "
+                                         "frame rate until interrupted, or for the "
+                                         "frames or seconds given");
+  CompositionRunOptions::addTo(*command, options);
   command->add_option("-o,--output", options->outputs,
                       "An output, as many as wanted: NAME.mov, .mp4, .mkv, a PNG pattern or folder, or - "
-                      "for raw BGRA frames on standard output");
-  auto* frames = command->add_option_function<long long>(
-      "--frames", [options](long long count) { options->frames = count; }, "Stop after this many frames");
-  auto* duration = command->add_option_function<double>(
-      "--duration", [options](double seconds) { options->duration = seconds; },
-      "Stop after this many seconds");
-  frames->excludes(duration);
-  command->add_option("--size", options->size, "Canvas size WIDTHxHEIGHT (default: the composition's)");
-  command->add_option_function<double>(
-      "--fps", [options](double rate) { options->frameRate = rate; },
-      "Frames per second (default: the composition's)");
-  command->add_option("--set", options->assignments,
-                      "Set a published input: NAME=VALUE (VALUE as JSON or text)");
+                      "for raw BGRA frames on standard output, preview for a window, or gst:PIPELINE for a "
+                      "GStreamer pipeline after an appsrc");
+  command->add_flag_callback(
+      "--preview", [options] { options->outputs.emplace_back(PreviewOutput::kName); },
+      "Show the frames in a window too (the same as -o preview)");
   command->add_option("--codec", options->codec,
                       "Video codec of file outputs: qtrle, prores4444, h264 or ffv1");
+  RemoteControl::addOptions(*command, options->control);
   command->callback([options] {
     try {
       play(*options);

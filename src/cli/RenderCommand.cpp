@@ -12,6 +12,7 @@
 
 #include "cli/ChosenComposition.h"
 #include "cli/CommandError.h"
+#include "cli/CompositionRunOptions.h"
 #include "cli/FrameCount.h"
 #include "cli/InterruptRequest.h"
 #include "cli/PublishedInputAssignment.h"
@@ -24,21 +25,18 @@
 #include "host/RenderOutput.h"
 #include "host/Renderer.h"
 #include "host/ThreadedOutput.h"
+#include "host/VideoUnderlay.h"
 
 namespace qva {
 
 namespace {
 
-struct RenderOptions {
-  std::string compositionPath;
+struct RenderOptions : CompositionRunOptions {
   std::string output = "out.mov";
-  std::optional<long long> frames;
-  std::optional<double> duration;
-  std::string size;
-  std::optional<double> frameRate;
-  std::vector<std::string> assignments;
   std::string codec;
   FieldOrder fieldOrder = FieldOrder::Progressive;
+  // A movie under the composition, which then sets the size, rate and length unless given.
+  std::string video;
 };
 
 void drawProgress(long long done, long long total) {
@@ -63,10 +61,21 @@ void render(const RenderOptions& options) {
   // From before the output exists, so that an interrupt never leaves an unfinished file.
   const InterruptRequest interrupt;
   const auto [composition, location] = ChosenComposition::open(options.compositionPath);
-  const auto [width, height] = options.size.empty() ? std::pair{composition.width(), composition.height()}
-                                                    : parseCanvasSize(options.size);
-  const auto [frameRate, frames] =
-      FrameCount::resolve(composition, options.frames, options.duration, options.frameRate);
+  std::unique_ptr<VideoUnderlay> clip;
+  if (!options.video.empty()) {
+    VideoUnderlay::Opening opening = VideoUnderlay::open(options.video);
+    if (!opening.underlay) {
+      throw CommandError("--video " + opening.error);
+    }
+    clip = std::move(opening.underlay);
+  }
+  const auto [width, height] = !options.size.empty() ? parseCanvasSize(options.size)
+                               : clip                ? std::pair{clip->width(), clip->height()}
+                                                     : std::pair{composition.width(), composition.height()};
+  const bool videoLength = clip && !options.frames && !options.duration;
+  const auto [frameRate, frames] = FrameCount::resolve(
+      composition, options.frames, videoLength ? std::optional(clip->seconds()) : options.duration,
+      options.frameRate || !clip ? options.frameRate : std::optional(clip->frameRate()));
 
   auto creation = Renderer::create(width, height);
   if (!creation.renderer) {
@@ -76,6 +85,8 @@ void render(const RenderOptions& options) {
 
   TaskQueue queue;
   ExecutionContext context(queue);
+  // The clip draws through the context and holds textures of the renderer's: it goes before them.
+  const std::unique_ptr<VideoUnderlay> underlay = std::move(clip);
   context.setCompositionPath(location);
   renderer.beginFrame(context, composition.background());
   CompositionGraph graph(composition, availablePatches(), context, queue);
@@ -89,7 +100,10 @@ void render(const RenderOptions& options) {
   ThreadedOutput output(std::move(opened.output));
   const bool progress = isatty(STDERR_FILENO) == 1;
   FrameRenderer frameRenderer(renderer, context, composition.background(), frameRate, options.fieldOrder);
-  const FrameRenderer::Scene scene = [&graph](double time, const Arguments& arguments) {
+  const FrameRenderer::Scene scene = [&](double time, const Arguments& arguments) {
+    if (underlay) {
+      underlay->draw(context, time);
+    }
     graph.evaluate(time, arguments);
   };
   const auto start = std::chrono::steady_clock::now();
@@ -135,22 +149,14 @@ void addRenderCommand(CLI::App& app) {
   auto options = std::make_shared<RenderOptions>();
   CLI::App* command = app.add_subcommand(
       "render", "Render a composition (the built-in demo without one) to a video, PNG frames or raw frames");
-  command->add_option("COMPOSITION", options->compositionPath, "The composition file (.qvc)");
+  CompositionRunOptions::addTo(*command, options);
   command->add_option(
       "-o,--output", options->output,
       "NAME.mov (QuickTime Animation with alpha), .mp4 (H.264), .mkv (FFV1), a folder or "
       "pattern like out_%05d.png, or - for raw BGRA frames on standard output (default out.mov)");
-  auto* frames = command->add_option_function<long long>(
-      "--frames", [options](long long count) { options->frames = count; }, "Number of frames");
-  auto* duration = command->add_option_function<double>(
-      "--duration", [options](double seconds) { options->duration = seconds; }, "Seconds to render");
-  frames->excludes(duration);
-  command->add_option("--size", options->size, "Canvas size WIDTHxHEIGHT (default: the composition's)");
-  command->add_option_function<double>(
-      "--fps", [options](double rate) { options->frameRate = rate; },
-      "Frames per second (default: the composition's)");
-  command->add_option("--set", options->assignments,
-                      "Set a published input: NAME=VALUE (VALUE as JSON or text)");
+  command->add_option("--video", options->video,
+                      "A movie as the bottom layer, under the composition; its size, rate and length are "
+                      "the output's unless --size, --fps, --frames or --duration say otherwise");
   command->add_option("--codec", options->codec, "Video codec: qtrle, prores4444, h264 or ffv1");
   command
       ->add_option_function<std::string>(

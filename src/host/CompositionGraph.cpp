@@ -66,6 +66,11 @@ CompositionGraph::CompositionGraph(const Composition& composition, const PatchRe
     const std::size_t source = nodeIndex(connection.from.patchId);
     const std::size_t destination = nodeIndex(connection.to.patchId);
     const Patch::OutputPort* output = nodes_[source].host->patch().findOutputPort(connection.from.portKey);
+    if (output == nullptr && nodes_[source].host->start()) {
+      // Ports a patch makes from a document it finds only once it knows the composition's folder (a
+      // relative path) exist after its start, which would come before the first frame anyway.
+      output = nodes_[source].host->patch().findOutputPort(connection.from.portKey);
+    }
     const Patch::InputPort* input = nodes_[destination].host->patch().findInputPort(connection.to.portKey);
     if (output == nullptr || input == nullptr) {
       throw composition.errorAt("connection \"" + connection.text + "\" names an unknown " +
@@ -209,13 +214,11 @@ void CompositionGraph::evaluate(double time, const Arguments& arguments) {
         patch.setInputValue(link.inputKey, output->value);
       }
     }
-    if (!node.host->started()) {
-      // A patch whose start failed is tried again at the next frame and does not run meanwhile.
-      if (!node.host->start()) {
-        continue;
-      }
-      node.host->enable();
+    // A patch whose start failed is tried again at the next frame and does not run meanwhile.
+    if (!node.host->started() && !node.host->start()) {
+      continue;
     }
+    node.host->enable();
     double nodeTime = time;
     if (node.timeLink) {
       const Patch::OutputPort* clock =

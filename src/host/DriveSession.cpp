@@ -10,6 +10,7 @@
 #include "framework/ProcessLog.h"
 #include "host/FileAction.h"
 #include "host/PatchClassJson.h"
+#include "host/ScriptBytes.h"
 #include "host/SimulatedGpiSettings.h"
 #include "host/ValueJson.h"
 
@@ -82,6 +83,9 @@ void checkStep(const PropertyList& step, std::size_t index, bool gl, std::size_t
         !(std::string(key) == "arguments" && step[key].is_null())) {
       throw DriveError(where + ": \"" + key + "\" must be an object");
     }
+  }
+  if (step.contains("arguments") && DriveTextures::requestsTexture(step["arguments"]) && !gl) {
+    throw DriveError(where + ": a glTexture argument needs a GL context (context \"gl\": true)");
   }
   for (const char* key : {"clear", "canvas"}) {
     if (step.contains(key) && !gl) {
@@ -260,7 +264,7 @@ PatchHost& DriveSession::hostFor(const PropertyList& step) {
 
 void DriveSession::applySettings(PatchHost& host, const PropertyList& settings) {
   for (const auto& [key, value] : settings.items()) {
-    host.patch().setSerializedValueForKey(value, key);
+    host.patch().setSerializedValueForKey(ScriptBytes::fromScript(value), key);
   }
 }
 
@@ -321,7 +325,7 @@ PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step)
     }
   }
   const PatchHost::FrameOutcome outcome =
-      host.runFrame(time, step.value("arguments", PropertyList()), step.value("force", false));
+      host.runFrame(time, frameArguments(index, step), step.value("force", false));
   PropertyList line = PropertyList::object();
   line["step"] = index;
   if (severalPatches_) {
@@ -338,6 +342,14 @@ PropertyList DriveSession::runFrame(std::size_t index, const PropertyList& step)
     line["canvas"] = canvasImage();
   }
   return line;
+}
+
+PropertyList DriveSession::frameArguments(std::size_t index, const PropertyList& step) {
+  try {
+    return textures_.resolve(step.value("arguments", PropertyList()));
+  } catch (const std::invalid_argument& error) {
+    throw DriveError("step " + std::to_string(index) + ": \"arguments\": " + error.what());
+  }
 }
 
 PropertyList DriveSession::canvasImage() {
@@ -364,7 +376,7 @@ PropertyList DriveSession::runOp(std::size_t index, const PropertyList& step) {
   } else if (op == "serialize") {
     PropertyList settings = PropertyList::object();
     for (const std::string& key : patch.patchClass().plugInKeys) {
-      settings[key] = patch.serializedValueForKey(key);
+      settings[key] = ScriptBytes::toScript(patch.serializedValueForKey(key));
     }
     line["settings"] = settings;
   } else if (op == "ports") {

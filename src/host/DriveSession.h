@@ -14,6 +14,7 @@
 #include "framework/PatchRegistry.h"
 #include "framework/PropertyList.h"
 #include "host/DriveImages.h"
+#include "host/DriveTextures.h"
 #include "host/PatchHost.h"
 #include "host/Renderer.h"
 
@@ -64,6 +65,8 @@ class DriveSession {
   PropertyList outputs(PatchHost& host);
   // Starts every patch the step reaches.
   void startPatches(const PropertyList& step, PropertyList& line);
+  // The step's per-frame arguments, with GL textures made for the values that ask for them.
+  PropertyList frameArguments(std::size_t index, const PropertyList& step);
   // The canvas read back, described as an output image.
   PropertyList canvasImage();
   // Adds the host log, process log and user information gathered since the last step.
@@ -76,6 +79,8 @@ class DriveSession {
   // Declared before the patch so that the patch is gone before the GL context it may hold objects in.
   std::unique_ptr<Renderer> renderer_;
   DriveImages images_;
+  // Textures made for per-frame arguments; they go before the GL context.
+  DriveTextures textures_{images_};
   // The GPI box the patch talks to when the context asks for the simulated one.
   std::shared_ptr<SimulatedGpiBox> gpiBox_;
   std::vector<std::unique_ptr<PatchHost>> hosts_;

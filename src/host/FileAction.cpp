@@ -1,6 +1,5 @@
 #include "host/FileAction.h"
 
-#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <utime.h>
 
@@ -12,6 +11,7 @@
 #include <stdexcept>
 
 #include "framework/PathAdditions.h"
+#include "host/Base64.h"
 
 namespace qva {
 
@@ -24,22 +24,6 @@ std::string requiredString(const PropertyList& step, const char* key, const std:
     throw std::invalid_argument("fs " + action + " needs \"" + key + "\"");
   }
   return step[key].get<std::string>();
-}
-
-std::string decodeBase64(const std::string& text) {
-  if (text.size() % 4 != 0) {
-    throw std::invalid_argument("fs \"base64\" is not valid base64");
-  }
-  std::string bytes(text.size() / 4 * 3, '\0');
-  const int length =
-      EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
-                      reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-  if (length < 0) {
-    throw std::invalid_argument("fs \"base64\" is not valid base64");
-  }
-  const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
-  bytes.resize(static_cast<std::size_t>(length) - padding);
-  return bytes;
 }
 
 bool writeBytes(const std::string& path, const std::string& bytes, std::ios::openmode mode) {
@@ -103,7 +87,11 @@ FileAction::FileAction(const PropertyList& step, const std::string& folder) {
     }
   } else if (action_ == "write" || action_ == "append") {
     if (step.contains("base64") && step["base64"].is_string()) {
-      bytes_ = decodeBase64(step["base64"].get<std::string>());
+      const std::optional<std::string> bytes = decodeBase64(step["base64"].get<std::string>());
+      if (!bytes) {
+        throw std::invalid_argument("fs \"base64\" is not valid base64");
+      }
+      bytes_ = *bytes;
     } else if (step.contains("text")) {
       bytes_ = requiredString(step, "text", action_);
     }

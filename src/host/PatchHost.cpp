@@ -48,12 +48,14 @@ PatchHost::FrameOutcome PatchHost::runFrame(double time, const Arguments& argume
     outcome.executionTime = next;
     due = next <= time || patch_->anyInputChanged();
   } else if (patchClass.timeMode == TimeMode::None && patchClass.executionMode == ExecutionMode::Processor) {
-    due = patch_->anyInputChanged();
+    // Every input counts as changed at the first execution, so a processor without inputs runs once too.
+    due = patch_->anyInputChanged() || !executedOnce_;
   }
   if (due || force) {
     outcome.executed = true;
     outcome.result = patch_->execute(context_, time, arguments);
     patch_->finishExecution();
+    executedOnce_ = true;
   }
   return outcome;
 }

@@ -45,6 +45,7 @@ class PatchHost {
   ExecutionContext& context_;
   bool started_ = false;
   bool enabled_ = false;
+  bool executedOnce_ = false;
 };
 
 }  // namespace qva

@@ -8,6 +8,9 @@ namespace qva {
 
 namespace {
 
+// Frames being read back at once: one drawn, one in transfer.
+constexpr std::size_t kReadsInFlight = 2;
+
 bool isScalar(PortType type) {
   return type == PortType::Boolean || type == PortType::Index || type == PortType::Number ||
          type == PortType::String;
@@ -21,6 +24,7 @@ Playout::Playout(Renderer& renderer, PlayoutClock& clock, double frameRate, cons
       frameRate_(frameRate),
       pacer_(frameRate),
       pool_(renderer.width(), renderer.height()),
+      readback_(renderer.width(), renderer.height(), kReadsInFlight),
       scene_(makeScene(composition, 0)),
       hostThread_(std::this_thread::get_id()) {
   state_.composition = composition.path();
@@ -42,8 +46,6 @@ std::unique_ptr<Playout::Scene> Playout::makeScene(const Composition& compositio
   renderer_.beginFrame(scene->context, composition.background());
   scene->graph = std::make_unique<CompositionGraph>(scene->composition, availablePatches(), scene->context,
                                                     scene->queue);
-  scene->frames = std::make_unique<FrameRenderer>(renderer_, scene->context, composition.background(),
-                                                  frameRate_, FieldOrder::Progressive);
   return scene;
 }
 
@@ -61,21 +63,19 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
     }
     applyPending(slot.frame);
     const auto renderStart = clock_.now();
-    std::shared_ptr<const Bitmap> frame = renderFrame(slot.frame);
+    drawFrame(slot.frame);
     const auto rendered = clock_.now();
     clock_.waitUntil(slot.due);
     const auto showStart = clock_.now();
     // The outputs keep the clock's rate: the last frame again for each frame dropped, and for a frame
     // that could not be had.
-    for (long long repeat = 0; previous && repeat < slot.skipped + (frame ? 0 : 1); ++repeat) {
-      for (const auto& output : outputs_) {
-        output->offer(previous);
-      }
+    const std::shared_ptr<const Bitmap> frame = readback_.full() ? collectFrame() : nullptr;
+    const bool missing = !frame && previous && slot.frame > 0;
+    for (long long repeat = 0; previous && repeat < slot.skipped + (missing ? 1 : 0); ++repeat) {
+      offer(previous);
     }
     if (frame) {
-      for (const auto& output : outputs_) {
-        output->offer(frame);
-      }
+      offer(frame);
       previous = frame;
     }
     const auto offered = clock_.now();
@@ -83,6 +83,14 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
     publishState(slot, previous);
     if (afterFrame) {
       afterFrame();
+    }
+  }
+  // The frames still being read back go out as the last ones.
+  while (!readback_.empty()) {
+    if (const auto frame = collectFrame()) {
+      offer(frame);
+      std::lock_guard lock(mutex_);
+      latestFrame_ = frame;
     }
   }
   scene_->graph->stop();
@@ -94,19 +102,30 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
   pendingLoads_.clear();
 }
 
-std::shared_ptr<Bitmap> Playout::renderFrame(long long frame) {
+void Playout::drawFrame(long long frame) {
+  Scene& scene = *scene_;
+  renderer_.beginFrame(scene.context, scene.composition.background());
+  scene.graph->evaluate(static_cast<double>(frame - scene.firstFrame) / frameRate_);
+  renderer_.beginRead(readback_);
+}
+
+std::shared_ptr<const Bitmap> Playout::collectFrame() {
   std::shared_ptr<Bitmap> bitmap = pool_.take();
   if (!bitmap) {
+    // The read is let go all the same, so that the next can begin.
+    readback_.discard();
     return nullptr;
   }
-  Scene& scene = *scene_;
-  const FrameRenderer::Scene draw = [&scene](double time, const Arguments& arguments) {
-    scene.graph->evaluate(time, arguments);
-  };
-  if (!scene.frames->render(frame - scene.firstFrame, draw, *bitmap).empty()) {
+  if (!readback_.collect(bitmap->bytes(), bitmap->rowBytes())) {
     return nullptr;
   }
   return bitmap;
+}
+
+void Playout::offer(const std::shared_ptr<const Bitmap>& frame) {
+  for (const auto& output : outputs_) {
+    output->offer(frame);
+  }
 }
 
 void Playout::applyPending(long long nextFrame) {

@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "foundation/dispatch/TaskQueue.h"
+#include "foundation/gl/AsyncReadback.h"
 #include "host/Composition.h"
 #include "host/CompositionGraph.h"
 #include "host/FramePacer.h"
 #include "host/FramePool.h"
-#include "host/FrameRenderer.h"
 #include "host/LiveOutput.h"
 #include "host/PlayoutClock.h"
 #include "host/PlayoutControl.h"
@@ -25,9 +25,10 @@
 namespace qva {
 
 // A composition played live: frames rendered on a clock at a fixed rate, read back once and offered to
-// every output, published inputs changed and compositions swapped at frame boundaries. The thread that
-// makes it, with the renderer's context current, is its host thread and the one that calls play(); the
-// control members may be called from any thread.
+// every output, published inputs changed and compositions swapped at frame boundaries. Reading a frame
+// back overlaps drawing the next, so the outputs get each frame at the due time of the one after it: a
+// constant latency of one frame. The thread that makes it, with the renderer's context current, is its
+// host thread and the one that calls play(); the control members may be called from any thread.
 class Playout final : public PlayoutControl {
  public:
   // Throws CompositionError when the composition cannot run.
@@ -60,7 +61,6 @@ class Playout final : public PlayoutControl {
     TaskQueue queue;
     ExecutionContext context;
     std::unique_ptr<CompositionGraph> graph;
-    std::unique_ptr<FrameRenderer> frames;
     // The playout frame at which the composition's time is 0.
     long long firstFrame = 0;
 
@@ -74,7 +74,11 @@ class Playout final : public PlayoutControl {
   std::unique_ptr<Scene> makeScene(const Composition& composition, long long firstFrame);
   void applyPending(long long nextFrame);
   std::string loadNow(const std::string& path, long long firstFrame);
-  std::shared_ptr<Bitmap> renderFrame(long long frame);
+  // Draws a frame and begins reading it back.
+  void drawFrame(long long frame);
+  // The oldest frame read back, or nothing when memory or the driver failed.
+  std::shared_ptr<const Bitmap> collectFrame();
+  void offer(const std::shared_ptr<const Bitmap>& frame);
   void publishState(const FramePacer::Slot& slot, std::shared_ptr<const Bitmap> frame);
   // The published inputs of the scene with their ports' attributes and current values.
   std::vector<PublishedInputState> inputStates() const;
@@ -84,6 +88,7 @@ class Playout final : public PlayoutControl {
   double frameRate_;
   FramePacer pacer_;
   FramePool pool_;
+  AsyncReadback readback_;
   std::unique_ptr<Scene> scene_;
   std::vector<std::unique_ptr<LiveOutput>> outputs_;
   std::thread::id hostThread_;

@@ -2,7 +2,9 @@
 
 #include <filesystem>
 
+#include "host/GStreamerOutput.h"
 #include "host/PngSequenceOutput.h"
+#include "host/PreviewOutput.h"
 #include "host/RawFrameOutput.h"
 #include "host/VideoFileOutput.h"
 
@@ -14,6 +16,17 @@ RenderOutput::Creation RenderOutput::open(const std::string& path, int width, in
                                           const std::string& codec, FieldOrder fieldOrder) {
   if (path == "-") {
     return {std::make_unique<RawFrameOutput>(stdout), {}};
+  }
+  if (path == PreviewOutput::kName) {
+    return {std::make_unique<PreviewOutput>(), {}};
+  }
+  if (path.starts_with(kGStreamerPrefix)) {
+    const std::string pipeline = path.substr(std::string_view(kGStreamerPrefix).size());
+    auto creation = GStreamerWriter::open(pipeline, width, height, frameRate);
+    if (!creation.writer) {
+      return {nullptr, creation.error};
+    }
+    return {std::make_unique<GStreamerOutput>(std::move(creation.writer), pipeline), {}};
   }
   const std::filesystem::path file(path);
   const std::string extension = file.extension().string();
@@ -44,10 +57,9 @@ RenderOutput::Creation RenderOutput::open(const std::string& path, int width, in
     }
     return {std::make_unique<PngSequenceOutput>(path), {}};
   }
-  return {nullptr,
-          "unknown output \"" + path +
-              "\": use NAME.mov, NAME.mp4, NAME.mkv, a PNG pattern like out_%05d.png, a folder, or - for "
-              "raw frames"};
+  return {nullptr, "unknown output \"" + path +
+                       "\": use NAME.mov, NAME.mp4, NAME.mkv, a PNG pattern like out_%05d.png, a folder, "
+                       "gst:PIPELINE, or - for raw frames"};
 }
 
 }  // namespace qva

@@ -101,4 +101,9 @@ void Renderer::readFrame(std::uint8_t* bytes, std::size_t rowBytes) {
   Framebuffer::readPixels(width_, height_, bytes, rowBytes, false);
 }
 
+void Renderer::beginRead(AsyncReadback& readback) {
+  canvas_.bind();
+  readback.begin();
+}
+
 }  // namespace qva

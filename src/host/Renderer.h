@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/gl/AsyncReadback.h"
 #include "foundation/gl/Framebuffer.h"
 #include "foundation/gl/GLContext.h"
 #include "framework/ExecutionContext.h"
@@ -47,6 +48,8 @@ class Renderer {
   void clear(const Color& background);
   // Reads the canvas as premultiplied BGRA.
   void readFrame(std::uint8_t* bytes, std::size_t rowBytes);
+  // Starts reading the canvas into the next buffer of readback, made for the canvas's size.
+  void beginRead(AsyncReadback& readback);
   // Attaches and clears the canvas's depth buffer if it has none yet.
   void provideDepth();
 

@@ -89,7 +89,20 @@ PropertyList ValueJson::encode(const Value& value, const ImageEncoder& imageEnco
   return nullptr;
 }
 
-Value ValueJson::decodeUntyped(const PropertyList& json) {
+bool ValueJson::isImageValue(const PropertyList& json) {
+  if (!json.is_object()) {
+    return false;
+  }
+  if (json.size() == 1) {
+    return json.contains("imageFile");
+  }
+  return json.size() == 3 && json.contains("solid") && json.contains("width") && json.contains("height");
+}
+
+Value ValueJson::decodeUntyped(const PropertyList& json, const ImageDecoder& imageDecoder) {
+  if (imageDecoder && isImageValue(json)) {
+    return imageDecoder(json);
+  }
   if (json.is_boolean()) {
     return json.get<bool>();
   }
@@ -102,14 +115,14 @@ Value ValueJson::decodeUntyped(const PropertyList& json) {
   if (json.is_array()) {
     auto structure = std::make_shared<Structure>();
     for (const PropertyList& element : json) {
-      structure->append(decodeUntyped(element));
+      structure->append(decodeUntyped(element, imageDecoder));
     }
     return StructureRef(structure);
   }
   if (json.is_object()) {
     auto structure = std::make_shared<Structure>();
     for (const auto& [key, element] : json.items()) {
-      structure->set(key, decodeUntyped(element));
+      structure->set(key, decodeUntyped(element, imageDecoder));
     }
     return StructureRef(structure);
   }
@@ -133,7 +146,7 @@ Value ValueJson::decode(const PropertyList& json, PortType type, const ImageDeco
       if (!json.is_array() && !json.is_object()) {
         throw std::invalid_argument("a structure is a JSON array or object");
       }
-      return decodeUntyped(json);
+      return decodeUntyped(json, imageDecoder);
     case PortType::Number:
       if (json.is_string()) {
         if (auto special = specialNumber(json.get<std::string>())) {

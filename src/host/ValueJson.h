@@ -20,8 +20,12 @@ class ValueJson {
   // The value of JSON for a port of the given type; images are made by the decoder given. Throws
   // std::invalid_argument with a message for JSON that cannot be such a value.
   static Value decode(const PropertyList& json, PortType type, const ImageDecoder& imageDecoder = {});
-  // JSON as a value of its own kind: numbers as Number, arrays and objects as structures.
-  static Value decodeUntyped(const PropertyList& json);
+  // JSON as a value of its own kind: numbers as Number, arrays and objects as structures. With an image
+  // decoder, objects whose keys are exactly those of an image value become images, at any depth.
+  static Value decodeUntyped(const PropertyList& json, const ImageDecoder& imageDecoder = {});
+  // Whether the keys of the object are exactly those of an image value: {"imageFile"} or {"solid",
+  // "width", "height"}.
+  static bool isImageValue(const PropertyList& json);
   // A number as JSON, with NaN and infinities as strings.
   static PropertyList encodeNumber(double number);
 };

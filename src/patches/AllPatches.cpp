@@ -4,7 +4,9 @@
 #include "patches/data/DataPatches.h"
 #include "patches/files/FilePatches.h"
 #include "patches/gpi/GpiPatches.h"
+#include "patches/media/MediaPatches.h"
 #include "patches/network/NetworkPatches.h"
+#include "patches/psd/PsdPatches.h"
 #include "patches/render/RenderPatches.h"
 #include "patches/richtext/RichTextPatches.h"
 #include "patches/scroller/ScrollerPatches.h"
@@ -23,6 +25,8 @@ void registerAllPatches(PatchRegistry& registry) {
   registerScrollerPatches(registry);
   registerNetworkPatches(registry);
   registerGpiPatches(registry);
+  registerPsdPatches(registry);
+  registerMediaPatches(registry);
 }
 
 const PatchRegistry& bundledPatches() {

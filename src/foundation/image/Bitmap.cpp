@@ -151,6 +151,33 @@ void Bitmap::drawImage(const PixelBufferView& image, double left, double top) {
   cairo_surface_destroy(target);
 }
 
+std::optional<Bitmap> Bitmap::scaled(const PixelBufferView& image, int width, int height) {
+  if (width <= 0 || height <= 0 || image.width <= 0 || image.height <= 0 || image.bytes == nullptr) {
+    return std::nullopt;
+  }
+  std::optional<Bitmap> result = allocate(width, height, alignedRowBytes(static_cast<std::size_t>(width)));
+  if (!result) {
+    return std::nullopt;
+  }
+  cairo_surface_t* target = cairo_image_surface_create_for_data(result->bytes(), CAIRO_FORMAT_ARGB32, width,
+                                                                height, static_cast<int>(result->rowBytes()));
+  // Cairo only reads the source.
+  cairo_surface_t* source =
+      cairo_image_surface_create_for_data(const_cast<std::uint8_t*>(image.bytes), CAIRO_FORMAT_ARGB32,
+                                          image.width, image.height, static_cast<int>(image.rowBytes));
+  cairo_t* cr = cairo_create(target);
+  cairo_scale(cr, static_cast<double>(width) / image.width, static_cast<double>(height) / image.height);
+  cairo_set_source_surface(cr, source, 0, 0);
+  cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
+  cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
+  cairo_paint(cr);
+  cairo_destroy(cr);
+  cairo_surface_destroy(source);
+  cairo_surface_flush(target);
+  cairo_surface_destroy(target);
+  return result;
+}
+
 ImageRef Bitmap::toImage() && {
   std::uint8_t* bytes = std::exchange(bytes_, nullptr);
   return std::make_shared<BufferImage>(width_, height_, rowBytes_, bytes, [](const std::uint8_t* memory) {

@@ -59,6 +59,9 @@ class Bitmap {
   // top-left corner at (left, top) in pixels; fractional places are filtered bilinearly and the bitmap's
   // edges clip.
   void drawImage(const PixelBufferView& image, double left, double top);
+  // The picture resampled to width × height (averaging the pixels each new pixel covers when it shrinks),
+  // or nothing when either size is not positive or the memory cannot be had.
+  static std::optional<Bitmap> scaled(const PixelBufferView& image, int width, int height);
 
   // An image that owns the memory from now on and frees it when the last reference goes.
   ImageRef toImage() &&;

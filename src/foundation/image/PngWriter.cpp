@@ -82,6 +82,26 @@ __attribute__((target("avx2"))) int unpremultiplyEights(const std::uint8_t* bgra
 }
 #endif
 
+// The pixels as straight-alpha RGBA rows without padding, as libpng's simplified interface takes them.
+std::vector<std::uint8_t> straightRgba(const PixelBufferView& pixels) {
+  std::vector<std::uint8_t> rgba(static_cast<std::size_t>(pixels.width) * pixels.height * 4);
+  for (int y = 0; y < pixels.height; ++y) {
+    PngWriter::unpremultiplyRow(pixels.bytes + static_cast<std::size_t>(y) * pixels.rowBytes,
+                                rgba.data() + static_cast<std::size_t>(y) * pixels.width * 4, pixels.width);
+  }
+  return rgba;
+}
+
+png_image rgbaImageHeader(const PixelBufferView& pixels) {
+  png_image image;
+  std::memset(&image, 0, sizeof image);
+  image.version = PNG_IMAGE_VERSION;
+  image.width = static_cast<png_uint_32>(pixels.width);
+  image.height = static_cast<png_uint_32>(pixels.height);
+  image.format = PNG_FORMAT_RGBA;
+  return image;
+}
+
 }  // namespace
 
 void PngWriter::unpremultiplyRow(const std::uint8_t* bgra, std::uint8_t* out, int width, ChannelOrder order) {
@@ -118,22 +138,13 @@ std::string PngWriter::write(const PixelBufferView& pixels, const std::string& p
   if (pixels.width <= 0 || pixels.height <= 0 || pixels.bytes == nullptr) {
     return "cannot write " + path + ": the image has no pixels";
   }
-  std::vector<std::uint8_t> rgba(static_cast<std::size_t>(pixels.width) * pixels.height * 4);
-  for (int y = 0; y < pixels.height; ++y) {
-    unpremultiplyRow(pixels.bytes + static_cast<std::size_t>(y) * pixels.rowBytes,
-                     rgba.data() + static_cast<std::size_t>(y) * pixels.width * 4, pixels.width);
-  }
+  const std::vector<std::uint8_t> rgba = straightRgba(pixels);
   const std::string partial = path + ".partial";
   std::FILE* file = std::fopen(partial.c_str(), "wb");
   if (file == nullptr) {
     return "cannot write " + path + ": " + std::strerror(errno);
   }
-  png_image image;
-  std::memset(&image, 0, sizeof image);
-  image.version = PNG_IMAGE_VERSION;
-  image.width = static_cast<png_uint_32>(pixels.width);
-  image.height = static_cast<png_uint_32>(pixels.height);
-  image.format = PNG_FORMAT_RGBA;
+  png_image image = rgbaImageHeader(pixels);
   const bool written = png_image_write_to_stdio(&image, file, 0, rgba.data(), 0, nullptr) != 0;
   const bool closed = std::fclose(file) == 0;
   if (!written || !closed) {
@@ -148,6 +159,29 @@ std::string PngWriter::write(const PixelBufferView& pixels, const std::string& p
     return "cannot write " + path + ": " + reason;
   }
   return {};
+}
+
+std::string PngWriter::encode(const PixelBufferView& pixels) {
+  if (pixels.width <= 0 || pixels.height <= 0 || pixels.bytes == nullptr) {
+    return {};
+  }
+  const std::vector<std::uint8_t> rgba = straightRgba(pixels);
+  png_image image = rgbaImageHeader(pixels);
+  // The first call only measures the encoded size.
+  png_alloc_size_t size = 0;
+  if (png_image_write_to_memory(&image, nullptr, &size, 0, rgba.data(), 0, nullptr) == 0) {
+    png_image_free(&image);
+    return {};
+  }
+  std::string encoded(size, '\0');
+  const bool written =
+      png_image_write_to_memory(&image, encoded.data(), &size, 0, rgba.data(), 0, nullptr) != 0;
+  png_image_free(&image);
+  if (!written) {
+    return {};
+  }
+  encoded.resize(size);
+  return encoded;
 }
 
 }  // namespace qva

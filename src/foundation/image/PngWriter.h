@@ -12,6 +12,8 @@ class PngWriter {
  public:
   // An empty string on success, otherwise why the file could not be written.
   static std::string write(const PixelBufferView& pixels, const std::string& path);
+  // The PNG file's bytes in memory, or an empty string when the image has no pixels or cannot be encoded.
+  static std::string encode(const PixelBufferView& pixels);
   // The byte order of straight-alpha pixels written out.
   enum class ChannelOrder { RGBA, BGRA, ARGB };
   // Premultiplied BGRA to straight alpha, one row.

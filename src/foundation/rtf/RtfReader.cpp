@@ -16,6 +16,10 @@ namespace {
 constexpr std::size_t kMaxGroupDepth = 50000;
 constexpr std::size_t kMaxWordLength = 32;
 constexpr int64_t kParameterLimit = 2147483647;
+// The largest font size word processors offer, in points, and the widest page, in twips (22 inches):
+// sizes and distances beyond them are clamped so that absurd parameters cannot blow up a layout.
+constexpr double kMaxPointSize = 1638;
+constexpr int kMaxTwips = 31680;
 
 bool isLetter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -25,7 +29,20 @@ bool isDigit(char c) {
 }
 
 double twips(int value) {
-  return value / 20.0;
+  return std::clamp(value, -kMaxTwips, kMaxTwips) / 20.0;
+}
+
+// A length in points from a parameter counted in 1/unitsPerPoint of a point.
+double points(int value, double unitsPerPoint) {
+  return std::clamp(value / unitsPerPoint, -kMaxPointSize, kMaxPointSize);
+}
+
+// \u's parameter: a UTF-16 unit as a signed or unsigned 16-bit number; anything else is no character.
+char16_t unicodeUnit(int value) {
+  if (value < -32768 || value > 65535) {
+    return 0xFFFD;
+  }
+  return static_cast<char16_t>(static_cast<uint16_t>(value));
 }
 
 // Bytes that end a run of plain text.
@@ -308,8 +325,13 @@ void RtfReader::controlWord(std::string_view word, std::optional<int> parameter)
   } else if (word == "uc") {
     state().unicodeSkip = std::clamp(value, 0, 16);
   } else if (word == "u" && parameter) {
-    appendUnit(static_cast<char16_t>(static_cast<uint16_t>(value)));
+    appendCodePoint(value);
     skipFallback_ = state().unicodeSkip;
+  } else if (word == "chftn") {
+    // An automatic footnote reference; the footnote's own copy of it is in a skipped destination.
+    for (char digit : std::to_string(++footnoteNumber_)) {
+      appendUnit(static_cast<char16_t>(digit));
+    }
   }
 }
 
@@ -346,8 +368,10 @@ void RtfReader::tableWord(std::string_view word, std::optional<int> parameter) {
         }
         tableFont_ = value;
         tableFontEncoding_.reset();
+        tableFontCharset_.reset();
       } else if (word == "fcharset") {
         tableFontEncoding_ = TextEncoding::fromCharset(value);
+        tableFontCharset_ = value;
       } else if (word == "cpg") {
         if (auto encoding = TextEncoding::fromCodePage(value)) {
           tableFontEncoding_ = encoding;
@@ -355,7 +379,7 @@ void RtfReader::tableWord(std::string_view word, std::optional<int> parameter) {
       } else if (word == "u") {
         tableUnits_ += TextEncoding::utf16FromUtf8(tableText_);
         tableText_.clear();
-        tableUnits_.push_back(static_cast<char16_t>(static_cast<uint16_t>(value)));
+        tableUnits_.push_back(unicodeUnit(value));
         skipFallback_ = state().unicodeSkip;
       }
       return;
@@ -394,7 +418,9 @@ void RtfReader::commitTableEntry() {
       while (!name.empty() && name.front() == u' ') {
         name.erase(0, 1);
       }
-      fonts_[tableFont_] = Font{TextEncoding::utf8FromUtf16(name), tableFontEncoding_};
+      std::string utf8Name = TextEncoding::utf8FromUtf16(name);
+      const std::optional<SymbolFonts::Kind> symbol = SymbolFonts::kindOf(utf8Name, tableFontCharset_);
+      fonts_[tableFont_] = Font{std::move(utf8Name), tableFontEncoding_, symbol};
       tableText_.clear();
       tableUnits_.clear();
       return;
@@ -454,10 +480,10 @@ bool RtfReader::textWord(std::string_view word, std::optional<int> parameter) {
   static const std::unordered_map<std::string_view, Handler> kHandlers{
       {"plain", [](RtfReader& r, GroupState&, Word) { r.resetCharacterAttributes(); }},
       {"f", [](RtfReader&, GroupState& s, Word w) { s.font = w.value; }},
-      {"fs",
-       [](RtfReader&, GroupState& s, Word w) { s.attributes.font.pointSize = std::max(w.value, 0) / 2.0; }},
+      {"fs", [](RtfReader&, GroupState& s,
+                Word w) { s.attributes.font.pointSize = std::max(points(w.value, 2), 0.0); }},
       {"fsmilli", [](RtfReader&, GroupState& s,
-                     Word w) { s.attributes.font.pointSize = std::max(w.value, 0) / 1000.0; }},
+                     Word w) { s.attributes.font.pointSize = std::max(points(w.value, 1000), 0.0); }},
       {"b", [](RtfReader&, GroupState& s, Word w) { s.attributes.font.bold = w.on; }},
       {"i", [](RtfReader&, GroupState& s, Word w) { s.attributes.font.italic = w.on; }},
       {"ul", [](RtfReader&, GroupState& s, Word w) { underline(s, w, Single); }},
@@ -491,7 +517,7 @@ bool RtfReader::textWord(std::string_view word, std::optional<int> parameter) {
       {"cb", [](RtfReader&, GroupState& s, Word w) { s.colors.background = w.value; }},
       {"chcbpat", [](RtfReader&, GroupState& s, Word w) { s.colors.background = w.value; }},
       {"highlight", [](RtfReader&, GroupState& s, Word w) { s.colors.background = w.value; }},
-      {"expnd", [](RtfReader&, GroupState& s, Word w) { s.attributes.kerning = w.value / 4.0; }},
+      {"expnd", [](RtfReader&, GroupState& s, Word w) { s.attributes.kerning = points(w.value, 4); }},
       {"expndtw", [](RtfReader&, GroupState& s, Word w) { s.attributes.kerning = twips(w.value); }},
       {"outl", [](RtfReader&, GroupState& s, Word w) { s.attributes.strokeWidth = w.on ? 3 : 0; }},
       {"strokewidth", [](RtfReader&, GroupState& s, Word w) { s.attributes.strokeWidth = twips(w.value); }},
@@ -499,11 +525,12 @@ bool RtfReader::textWord(std::string_view word, std::optional<int> parameter) {
       {"shad", [](RtfReader&, GroupState& s, Word w) { s.shadow.enabled = w.on; }},
       {"shadx", [](RtfReader&, GroupState& s, Word w) { s.shadow.offsetX = w.value; }},
       {"shady", [](RtfReader&, GroupState& s, Word w) { s.shadow.offsetY = w.value; }},
-      {"shadr", [](RtfReader&, GroupState& s, Word w) { s.shadow.radius = std::max(w.value, 0); }},
+      {"shadr",
+       [](RtfReader&, GroupState& s, Word w) { s.shadow.radius = std::clamp(w.value, 0, kMaxTwips); }},
       {"shado", [](RtfReader&, GroupState& s, Word w) { s.shadow.opacity = std::clamp(w.value, 0, 255); }},
       {"shadc", [](RtfReader&, GroupState& s, Word w) { s.colors.shadow = w.value; }},
-      {"up", [](RtfReader&, GroupState& s, Word w) { s.attributes.baselineOffset = w.value / 2.0; }},
-      {"dn", [](RtfReader&, GroupState& s, Word w) { s.attributes.baselineOffset = -w.value / 2.0; }},
+      {"up", [](RtfReader&, GroupState& s, Word w) { s.attributes.baselineOffset = points(w.value, 2); }},
+      {"dn", [](RtfReader&, GroupState& s, Word w) { s.attributes.baselineOffset = -points(w.value, 2); }},
       {"super", [](RtfReader&, GroupState& s, Word w) { s.attributes.superscript = w.on ? 1 : 0; }},
       {"sub", [](RtfReader&, GroupState& s, Word w) { s.attributes.superscript = w.on ? -1 : 0; }},
       {"nosupersub",
@@ -664,6 +691,12 @@ void RtfReader::appendUnit(char16_t unit) {
   result_.text.append(std::u16string_view(&unit, 1), currentAttributes());
 }
 
+void RtfReader::appendCodePoint(int parameter) {
+  const char16_t unit = unicodeUnit(parameter);
+  const Font* font = currentFont();
+  appendUnit(font != nullptr && font->symbol ? SymbolFonts::mapCharacter(*font->symbol, unit) : unit);
+}
+
 void RtfReader::flushText() {
   if (pendingBytes_.empty()) {
     return;
@@ -672,19 +705,24 @@ void RtfReader::flushText() {
     pendingBytes_.clear();
     return;
   }
-  std::u16string text = textEncoding().decode(pendingBytes_);
+  const Font* font = currentFont();
+  std::u16string text = font != nullptr && font->symbol ? SymbolFonts::decode(*font->symbol, pendingBytes_)
+                                                        : textEncoding().decode(pendingBytes_);
   pendingBytes_.clear();
   if (!groups_.empty()) {
     result_.text.append(text, currentAttributes());
   }
 }
 
+const RtfReader::Font* RtfReader::currentFont() const {
+  const int number = groups_.empty() || groups_.back().font < 0 ? defaultFont_ : groups_.back().font;
+  auto font = fonts_.find(number);
+  return font != fonts_.end() ? &font->second : nullptr;
+}
+
 const TextEncoding& RtfReader::textEncoding() const {
-  auto font = fonts_.find(groups_.empty() ? defaultFont_ : groups_.back().font);
-  if (font != fonts_.end() && font->second.encoding) {
-    return *font->second.encoding;
-  }
-  return documentEncoding_;
+  const Font* font = currentFont();
+  return font != nullptr && font->encoding ? *font->encoding : documentEncoding_;
 }
 
 std::optional<RtfReader::TableColor> RtfReader::tableColor(int index) const {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/rtf/SymbolFonts.h"
 #include "foundation/text/AttributedString.h"
 #include "foundation/text/TextEncoding.h"
 
@@ -63,6 +64,8 @@ class RtfReader {
   struct Font {
     std::string name;
     std::optional<TextEncoding> encoding;
+    // Set for fonts whose bytes name glyphs rather than characters.
+    std::optional<SymbolFonts::Kind> symbol;
   };
 
   struct TableColor {
@@ -88,6 +91,8 @@ class RtfReader {
   // A byte of text; an escaped one (\'hh, \{) never ends a table entry.
   void textByte(char byte, bool escaped);
   void appendUnit(char16_t unit);
+  // A character given by code point (\u), as the current font shows it.
+  void appendCodePoint(int parameter);
   void flushText();
   void commitTableEntry();
   void resetCharacterAttributes();
@@ -96,6 +101,7 @@ class RtfReader {
   // updateAttributes(), kept until a control word, group or table entry may change it.
   const TextAttributes& currentAttributes();
   std::optional<TableColor> tableColor(int index) const;
+  const Font* currentFont() const;
   const TextEncoding& textEncoding() const;
 
   GroupState& state() { return groups_.back(); }
@@ -115,6 +121,7 @@ class RtfReader {
   // The table entry being read: font number, name bytes, colour components.
   int tableFont_ = 0;
   std::optional<TextEncoding> tableFontEncoding_;
+  std::optional<int> tableFontCharset_;
   std::string tableText_;
   std::u16string tableUnits_;
   std::vector<int> tableComponents_;
@@ -126,6 +133,8 @@ class RtfReader {
   std::string pendingBytes_;
   TextAttributes currentAttributes_;
   bool attributesChanged_ = true;
+  // The number the last footnote reference (\chftn) showed.
+  int footnoteNumber_ = 0;
 };
 
 }  // namespace qva

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "foundation/encodings/StringEncodings.h"
 #include "foundation/xpl/xplFiles.h"
 #include "foundation/xpl/xplText.h"
 
@@ -86,6 +87,32 @@ class FieldReader {
   bool missing_ = false;
 };
 
+// Lines may be indented by blanks; players read them as if they were not.
+std::size_t indentLength(const char* line) {
+  return std::strspn(line, " \t");
+}
+
+// The script as the parse reads it: a byte-order mark decides the encoding (UTF-16 becomes UTF-8, whose
+// name is kept in encoding) and a carriage return alone ends a line as a newline would. Carriage
+// returns before a newline stay. False when the marked encoding does not decode.
+bool prepareScript(std::string& bytes, std::string& encoding) {
+  if (const std::optional<StringEncodings::ByteOrderMark> mark = StringEncodings::byteOrderMark(bytes)) {
+    std::optional<std::string> text =
+        StringEncodings::decode(std::string_view(bytes).substr(mark->length), mark->encoding);
+    if (!text) {
+      return false;
+    }
+    bytes = std::move(*text);
+    encoding = "UTF-8";
+  }
+  for (std::size_t at = bytes.find('\r'); at != std::string::npos; at = bytes.find('\r', at + 1)) {
+    if (at + 1 == bytes.size() || bytes[at + 1] != '\n') {
+      bytes[at] = '\n';
+    }
+  }
+  return true;
+}
+
 std::string lineFailure(const char* what, std::uint32_t lineNumber) {
   return std::string(what) + " in line " + std::to_string(lineNumber);
 }
@@ -131,6 +158,10 @@ DialogueResult parseDialogueLine(const char* line, std::size_t length, const Vid
     return DialogueResult::MissingFields;
   }
   entry.m_style = videoSubTitle_findStyle(vsa, token);
+  // A leading "*" is an old way of writing a style name; players look the name up without it.
+  if (entry.m_style == nullptr && token[0] == '*') {
+    entry.m_style = videoSubTitle_findStyle(vsa, token + 1);
+  }
   if (entry.m_style == nullptr) {
     return DialogueResult::UnknownStyle;
   }
@@ -167,7 +198,17 @@ int videoSubTitle_readFromFile(const std::string& path, VideoSubTitleArray& vsa,
     return kVideoSubTitleReadError;
   }
   videoSubTitle_freeArray(vsa);
+  std::string encoding;
+  if (!prepareScript(bytes, encoding)) {
+    if (failure != nullptr) {
+      *failure = "the script is not valid " + StringEncodings::byteOrderMark(bytes)->encoding;
+    }
+    return 0;
+  }
   videoSubTitle_parseSAA(bytes.c_str(), vsa, failure);
+  if (vsa.m_array != nullptr) {
+    vsa.m_encoding = std::move(encoding);
+  }
   bytes = std::string();
   videoSubTitle_calcFrames(vsa, framesPerSecond);
   return 0;
@@ -179,9 +220,10 @@ VideoSubTitleArray* videoSubTitle_parseSAA(const char* script, VideoSubTitleArra
   std::uint32_t styleLines = 0;
   std::uint32_t dialogueLines = 0;
   for (const char* source = script; *source != '\0';) {
-    if (xplText_strnicmp(source, kStylePrefix, kStylePrefixLength) == 0) {
+    const char* content = source + indentLength(source);
+    if (xplText_strnicmp(content, kStylePrefix, kStylePrefixLength) == 0) {
       ++styleLines;
-    } else if (xplText_strnicmp(source, kDialoguePrefix, kDialoguePrefixLength) == 0) {
+    } else if (xplText_strnicmp(content, kDialoguePrefix, kDialoguePrefixLength) == 0) {
       ++dialogueLines;
     }
     source += lineLength(source);
@@ -207,17 +249,20 @@ VideoSubTitleArray* videoSubTitle_parseSAA(const char* script, VideoSubTitleArra
   char token[kVideoSubTitleLineLength + 1];
   std::uint32_t lineNumber = 0;
   for (const char* source = script; parseSAALine(line, source) != nullptr;) {
-    const std::size_t length = std::strlen(line);
-    source += length;
+    const std::size_t lineLengthRead = std::strlen(line);
+    source += lineLengthRead;
     ++lineNumber;
-    if (xplText_strnicmp(line, kStylePrefix, kStylePrefixLength) == 0) {
-      if (!parseStyleLine(line, length, vsa.m_style_array[vsa.m_style_count], token)) {
+    const std::size_t indent = indentLength(line);
+    const char* content = line + indent;
+    const std::size_t length = lineLengthRead - indent;
+    if (xplText_strnicmp(content, kStylePrefix, kStylePrefixLength) == 0) {
+      if (!parseStyleLine(content, length, vsa.m_style_array[vsa.m_style_count], token)) {
         return fail(lineFailure("style line lacks fields", lineNumber));
       }
       ++vsa.m_style_count;
-    } else if (xplText_strnicmp(line, kDialoguePrefix, kDialoguePrefixLength) == 0) {
+    } else if (xplText_strnicmp(content, kDialoguePrefix, kDialoguePrefixLength) == 0) {
       VideoSubTitleEntry& entry = vsa.m_array[vsa.m_count];
-      switch (parseDialogueLine(line, length, vsa, entry, token)) {
+      switch (parseDialogueLine(content, length, vsa, entry, token)) {
         case DialogueResult::NoComma:
           entry = VideoSubTitleEntry{};
           return nullptr;

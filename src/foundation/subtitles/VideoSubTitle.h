@@ -61,6 +61,9 @@ struct VideoSubTitleArray {
   std::uint32_t m_style_count = 0;
   std::unique_ptr<VideoSubTitleStyle[]> m_style_array;
   const VideoSubTitleStyle* m_cur_style = nullptr;
+  // The encoding the script's byte-order mark named ("UTF-8" for UTF-16 scripts, which are read as
+  // UTF-8); empty when the script has no mark and its bytes are in an encoding the caller chooses.
+  std::string m_encoding;
   // True when no entry starts before its predecessor, so a lookup may stop at the first later start.
   bool m_starts_ordered = true;
 };
@@ -68,13 +71,15 @@ struct VideoSubTitleArray {
 void videoSubTitle_initArray(VideoSubTitleArray& vsa);
 void videoSubTitle_freeArray(VideoSubTitleArray& vsa);
 
-// Reads and parses the file, then computes frames at the rate. 0 when the file was read (whatever the
-// parse gave), kVideoSubTitleReadError when it could not be read (the array is then left untouched).
-// A script that cannot be parsed leaves the array without tables; failure, when given, receives why.
+// Reads and parses the file, then computes frames at the rate. A byte-order mark decides the encoding
+// (m_encoding), and a carriage return alone ends a line as a newline does. 0 when the file was read (whatever
+// the parse gave), kVideoSubTitleReadError when it could not be read (the array is then left untouched). A
+// script that cannot be parsed leaves the array without tables; failure, when given, receives why.
 int videoSubTitle_readFromFile(const std::string& path, VideoSubTitleArray& vsa,
                                std::uint32_t framesPerSecond, std::string* failure = nullptr);
 
-// Two passes over the zero-terminated script. Returns &vsa, or nullptr when the parse stopped early (a
+// Two passes over the zero-terminated script; lines may be indented by blanks and dialogue may name a
+// style with a leading "*". Returns &vsa, or nullptr when the parse stopped early (a
 // dialogue line without its first comma: the entries read so far are kept) or failed (no dialogue line,
 // an unknown style, a line lacking two or more fields: both tables are freed and failure says why).
 VideoSubTitleArray* videoSubTitle_parseSAA(const char* script, VideoSubTitleArray& vsa,

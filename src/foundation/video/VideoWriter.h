@@ -1,11 +1,10 @@
 #pragma once
 
-#include <array>
 #include <memory>
-#include <optional>
 #include <string>
 
-#include "foundation/image/PngWriter.h"
+#include "foundation/video/ChunkedEncoder.h"
+#include "foundation/video/EncoderInput.h"
 #include "foundation/video/FieldOrder.h"
 #include "framework/Image.h"
 
@@ -13,14 +12,14 @@ struct AVCodecContext;
 struct AVFormatContext;
 struct AVFrame;
 struct AVPacket;
-struct SwsContext;
 
 namespace qva {
 
 // Encodes premultiplied BGRA frames into a video file with FFmpeg: QuickTime Animation with alpha in
 // .mov (the default there), ProRes 4444 with alpha ("prores4444"), H.264 in .mp4 and FFV1 with alpha in
 // .mkv. The file is written under a temporary name and appears under its own only when finish()
-// succeeds; a writer destroyed unfinished removes it.
+// succeeds; a writer destroyed unfinished removes it. QuickTime Animation and ProRes encode on every
+// processor, in chunks of frames that each start with a key frame.
 class VideoWriter {
  public:
   struct Creation {
@@ -45,24 +44,20 @@ class VideoWriter {
  private:
   VideoWriter() = default;
   std::string encode(AVFrame* frame);
+  // Writes a packet of the encoder's time base into the file.
+  std::string writePacket(AVPacket* packet);
 
   std::string path_;
   std::string partialPath_;
   std::string codec_;
-  bool straightAlpha_ = true;
-  // The frame's byte order when it is filled in place, without staging and conversion.
-  std::optional<PngWriter::ChannelOrder> directOrder_;
   bool finished_ = false;
   long long frameIndex_ = 0;
   AVFormatContext* format_ = nullptr;
+  // The encoder of the stream; with chunks, it only describes the stream, and each chunk has its own.
   AVCodecContext* encoder_ = nullptr;
-  AVFrame* staging_ = nullptr;
-  // The frames handed to the encoder, filled in turn: encoders that keep the last frame they were
-  // given (QuickTime Animation, ProRes, FFV1) still hold one while the other is filled, which then
-  // needs neither a copy nor a fresh allocation.
-  std::array<AVFrame*, 2> frames_{};
+  std::unique_ptr<EncoderInput> input_;
+  std::unique_ptr<ChunkedEncoder> chunked_;
   AVPacket* packet_ = nullptr;
-  SwsContext* converter_ = nullptr;
 };
 
 }  // namespace qva

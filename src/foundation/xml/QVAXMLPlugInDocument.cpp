@@ -133,8 +133,11 @@ void QVAXMLPlugInDocument::loadXMLInBackground() {
     xml = XmlParser::parse(bytes, error);
   }
   {
+    // The document is stored with its state, so that a reader arriving before the delivery below runs
+    // and finding the document loaded is handed this document, not the one before it.
     std::lock_guard users(usersMutex_);
     std::lock_guard newUsers(newUsersMutex_);
+    xml_ = xml;
     if (xml) {
       loadTime_ = Clock::now();
       modified_ = modified;
@@ -156,14 +159,12 @@ void QVAXMLPlugInDocument::loadXMLInBackground() {
     std::lock_guard users(usersMutex_);
     std::lock_guard newUsers(newUsersMutex_);
     if (users_.empty() && newUsers_.empty()) {
-      xml_ = std::move(xml);
       return;
     }
-    queue_.post([self = shared_from_this(), xml, delivered] {
+    queue_.post([self = shared_from_this(), delivered] {
       {
         std::lock_guard usersLock(self->usersMutex_);
         std::lock_guard newUsersLock(self->newUsersMutex_);
-        self->xml_ = xml;
         self->notifyNewUsers();
       }
       delivered->set_value();

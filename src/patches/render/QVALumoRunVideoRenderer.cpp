@@ -14,4 +14,6 @@ void QVALumoRunVideoRenderer::beforeRenderWithMode(int /*mode*/, long long /*tex
 
 void QVALumoRunVideoRenderer::afterRender() {}
 
+void QVALumoRunVideoRenderer::cleanUp() {}
+
 }  // namespace qva

@@ -18,6 +18,7 @@ class QVALumoRunVideoRenderer {
   void guessColorSpaceFromAttributes(const Arguments& attributes);
   void beforeRenderWithMode(int mode, long long textureHeight, unsigned long long textureFormat);
   void afterRender();
+  void cleanUp();
 };
 
 }  // namespace qva

@@ -6,20 +6,12 @@
 #include <cmath>
 
 #include "foundation/gl/GLContext.h"
+#include "framework/ExecuteArguments.h"
 #include "framework/StringFormat.h"
 
 namespace qva {
 
 namespace {
-
-// Reads a key of the per-frame arguments; null when the host passed none or the key is absent.
-const PropertyList* argument(const Arguments& arguments, const char* key) {
-  if (!arguments.is_object()) {
-    return nullptr;
-  }
-  const auto found = arguments.find(key);
-  return found == arguments.end() ? nullptr : &*found;
-}
 
 // The colour the texture is multiplied by, clamped to [0, 1] as GL clamps a vertex colour.
 struct Tint {
@@ -173,10 +165,10 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   glPushAttrib(GL_ALL_ATTRIB_BITS);
 
   bool even = inputBoolean("inputFieldEven");
-  if (const PropertyList* field = argument(arguments, "interlaceField")) {
+  if (const PropertyList* field = ExecuteArguments::find(arguments, "interlaceField")) {
     even = propertyListInteger(*field) != 0;
   }
-  const PropertyList* invert = argument(arguments, "invertFields");
+  const PropertyList* invert = ExecuteArguments::find(arguments, "invertFields");
   const bool invertFields = invert != nullptr && propertyListInteger(*invert) != 0;
   if (invertFields) {
     even = !even;
@@ -204,8 +196,8 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
   glPushMatrix();
   glTranslated(inputNumber("inputX"), inputNumber("inputY"), inputNumber("inputZ"));
 
-  const PropertyList* opacityArgument = argument(arguments, "opacity");
-  const PropertyList* alphaArgument = argument(arguments, "alpha");
+  const PropertyList* opacityArgument = ExecuteArguments::find(arguments, "opacity");
+  const PropertyList* alphaArgument = ExecuteArguments::find(arguments, "alpha");
   const bool withArguments = arguments.is_object();
   const double opacity = withArguments ? (opacityArgument ? propertyListDouble(*opacityArgument) : 0.0) : 1.0;
   const double alpha = withArguments ? (alphaArgument ? propertyListDouble(*alphaArgument) : 0.0) : 1.0;
@@ -303,8 +295,8 @@ bool QVATexturedSquarePlugIn::execute(ExecutionContext& context, double /*time*/
     videoRenderer = QVALumoRunVideoRenderer::createWithContext(context.glContext(), TextureTarget::Texture2D);
   }
   videoRenderer->guessColorSpaceFromAttributes(arguments);
-  const PropertyList* textureHeight = argument(arguments, "textureHeight");
-  const PropertyList* textureFormat = argument(arguments, "textureFormat");
+  const PropertyList* textureHeight = ExecuteArguments::find(arguments, "textureHeight");
+  const PropertyList* textureFormat = ExecuteArguments::find(arguments, "textureFormat");
   videoRenderer->beforeRenderWithMode(
       0, textureHeight ? propertyListInteger(*textureHeight) : 0,
       textureFormat ? static_cast<unsigned long long>(propertyListInteger(*textureFormat)) : 0);

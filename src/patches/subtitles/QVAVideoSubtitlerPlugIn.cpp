@@ -5,6 +5,7 @@
 
 #include "foundation/encodings/StringEncodings.h"
 #include "framework/StringFormat.h"
+#include "patches/subtitles/StringEncodingMenu.h"
 
 namespace qva {
 
@@ -47,13 +48,10 @@ const PatchClass& QVAVideoSubtitlerPlugIn::patchClass() {
     c.description = "QVA Video Subtitler - Substation Alpha Compatible Subtitle Generator";
     c.executionMode = ExecutionMode::Provider;
     c.timeMode = TimeMode::Idle;
-    const std::vector<std::string>& encodings = StringEncodings::names();
     c.inputs = {
         PortDescription::port("inputSubtitleFile", PortType::String, "Subtitle File"),
         PortDescription::port("inputMovieTime", PortType::Number, "Movie Time (s)"),
-        PortDescription::port("inputStringEncoding", PortType::Index, "String Encoding")
-            .withMaximum(encodings.empty() ? 0.0 : static_cast<double>(encodings.size() - 1))
-            .withMenu(encodings),
+        StringEncodingMenu::port("inputStringEncoding"),
     };
     c.outputs = {
         PortDescription::port("outputSubtitle", PortType::String, "Subtitle String"),
@@ -72,16 +70,11 @@ const PatchClass& QVAVideoSubtitlerPlugIn::patchClass() {
 }
 
 std::optional<std::string> QVAVideoSubtitlerPlugIn::stringEncodingForIndex(std::uint32_t index) {
-  const std::vector<std::string>& encodings = StringEncodings::names();
-  if (index >= encodings.size()) {
-    return std::nullopt;
-  }
-  return encodings[index];
+  return StringEncodingMenu::encodingForIndex(index);
 }
 
 std::uint32_t QVAVideoSubtitlerPlugIn::indexForStringEncoding(const std::string& encoding) {
-  const std::optional<std::size_t> index = StringEncodings::indexOfName(encoding);
-  return index ? static_cast<std::uint32_t>(*index) : kVideoSubTitleNoEntry;
+  return StringEncodingMenu::indexForEncoding(encoding);
 }
 
 QVAVideoSubtitlerPlugIn::QVAVideoSubtitlerPlugIn() : QVAPlugIn(patchClass()) {
@@ -135,7 +128,10 @@ void QVAVideoSubtitlerPlugIn::showEntryAtMovieTime() {
   }
   m_vst_array.m_current = index;
   const VideoSubTitleEntry& entry = m_vst_array.m_array[index];
-  const std::optional<std::string> encoding = stringEncodingForIndex(inputIndex("inputStringEncoding"));
+  // A script's byte-order mark names its encoding better than any choice made for it.
+  const std::optional<std::string> encoding = m_vst_array.m_encoding.empty()
+                                                  ? stringEncodingForIndex(inputIndex("inputStringEncoding"))
+                                                  : m_vst_array.m_encoding;
   const std::optional<std::string> text =
       encoding ? StringEncodings::decode(entry.m_text, *encoding) : std::nullopt;
   setValueForOutputKey(Value(text ? withLineBreaks(*text) : std::string()), "outputSubtitle");

@@ -14,9 +14,11 @@ namespace qva {
 class QVAVideoSubtitlerPlugIn final : public QVAPlugIn {
  public:
   static const PatchClass& patchClass();
-  // The encoding at that position of the "String Encoding" menu, or none past its end.
+  // The ICU converter name of the encoding at that position of the "String Encoding" menu, or none past
+  // its end.
   static std::optional<std::string> stringEncodingForIndex(std::uint32_t index);
-  // The menu position of the encoding, or all bits set when it is not offered.
+  // The menu position of the encoding, named by its localized name or any converter alias, or all bits
+  // set when it is not offered.
   static std::uint32_t indexForStringEncoding(const std::string& encoding);
 
   QVAVideoSubtitlerPlugIn();

@@ -7,13 +7,52 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(StringEncodings, NamesAreUniqueAndFindable) {
-  const std::vector<std::string>& names = StringEncodings::names();
-  ASSERT_FALSE(names.empty());
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    EXPECT_EQ(StringEncodings::indexOfName(names[i]), i) << names[i];
+TEST(StringEncodings, EveryOfferedEncodingIsFoundByEitherNameAndDecodes) {
+  const std::vector<StringEncoding>& encodings = StringEncodings::available();
+  ASSERT_GT(encodings.size(), 30u);
+  EXPECT_EQ(StringEncodings::localizedNames().size(), encodings.size());
+  for (std::size_t i = 0; i < encodings.size(); ++i) {
+    SCOPED_TRACE(encodings[i].localizedName);
+    EXPECT_EQ(StringEncodings::localizedNames()[i], encodings[i].localizedName);
+    EXPECT_EQ(StringEncodings::indexOfName(encodings[i].localizedName), i);
+    EXPECT_EQ(StringEncodings::indexOfName(encodings[i].converterName), i);
+    EXPECT_TRUE(StringEncodings::decode("", encodings[i].converterName));
   }
   EXPECT_FALSE(StringEncodings::indexOfName("utf-8-but-not-really"));
+  EXPECT_FALSE(StringEncodings::indexOfName(""));
+}
+
+TEST(StringEncodings, MenuNamesArePeoplesNamesInAFixedOrder) {
+  const std::vector<std::string>& names = StringEncodings::localizedNames();
+  ASSERT_FALSE(names.empty());
+  EXPECT_EQ(names.front(), "Unicode (UTF-8)");
+  // Aliases and the usual spellings of a converter lead to its entry.
+  EXPECT_EQ(StringEncodings::indexOfName("cp1252"),
+            StringEncodings::indexOfName("Western (Windows Latin 1)"));
+  EXPECT_EQ(StringEncodings::indexOfName("sjis"), StringEncodings::indexOfName("Japanese (Shift JIS)"));
+  EXPECT_EQ(StringEncodings::indexOfName("utf16"), StringEncodings::indexOfName("Unicode (UTF-16)"));
+  const auto western = StringEncodings::indexOfName("Western (Windows Latin 1)");
+  const auto japanese = StringEncodings::indexOfName("Japanese (Shift JIS)");
+  ASSERT_TRUE(western && japanese);
+  EXPECT_LT(*western, *japanese);
+  EXPECT_EQ(StringEncodings::decode("\x93\x80", StringEncodings::available()[*western].converterName),
+            "\u201c\u20ac");
+  EXPECT_EQ(StringEncodings::decode("\x93\xfa", StringEncodings::available()[*japanese].converterName),
+            "\u65e5");
+  for (const std::string& name : names) {
+    EXPECT_EQ(name.find("ibm-"), std::string::npos) << name;
+    EXPECT_NE(name.find(" ("), std::string::npos) << name;
+  }
+}
+
+TEST(StringEncodings, ByteOrderMarksNameTheirEncoding) {
+  EXPECT_EQ(StringEncodings::byteOrderMark("\xEF\xBB\xBFx")->encoding, "UTF-8");
+  EXPECT_EQ(StringEncodings::byteOrderMark("\xEF\xBB\xBFx")->length, 3u);
+  EXPECT_EQ(StringEncodings::byteOrderMark("\xFF\xFEx\0"s)->encoding, "UTF-16LE");
+  EXPECT_EQ(StringEncodings::byteOrderMark("\xFE\xFF\0x"s)->encoding, "UTF-16BE");
+  EXPECT_FALSE(StringEncodings::byteOrderMark("\xEF\xBBx"));
+  EXPECT_FALSE(StringEncodings::byteOrderMark("x\xFF\xFE"));
+  EXPECT_FALSE(StringEncodings::byteOrderMark(""));
 }
 
 TEST(StringEncodings, DecodingIsStrict) {

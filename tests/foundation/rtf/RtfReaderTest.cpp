@@ -115,12 +115,66 @@ TEST(RtfReaderTest, DecodesCodePagesPerDocumentAndFont) {
   EXPECT_EQ(read("{\\rtf1\\ansi\\ansicpg65001 \xC3\xA9\xFF}").text.text(), u"\u00E9\uFFFD");
 }
 
+TEST(RtfReaderTest, SymbolFontsReadAsTheGlyphsTheyShow) {
+  const std::string fonts =
+      "{\\rtf1\\ansi{\\fonttbl{\\f0 Times;}{\\f1\\ftech\\fcharset2 Symbol;}{\\f2\\fcharset2 Wingdings;}"
+      "{\\f3\\fnil\\fprq0\\fcharset128 OpenSymbol{\\*\\falt Arial Unicode MS};}}";
+  // Symbol: letters are Greek, the rest of the code page mathematics, arrows and the bullet at 0xB7, in
+  // bytes or in the private-use characters U+F020-U+F0FF; other fonts keep their own character set.
+  EXPECT_EQ(
+      read(fonts + "\\f1 \\'b7 abgD\\'b3\\'d6\\'a5\\'ae\\'e5\\'f2\\'a0\\u-3913 ?\\u-3999 ?\\'80\\f0 \\'b7 a}")
+          .text.text(),
+      u"\u2022 \u03B1\u03B2\u03B3\u0394\u2265\u221A\u221E\u2192\u2211\u222B\u20AC\u2022\u03B1\uFFFD\u00B7 a");
+  // Other symbol fonts keep their glyphs in the private-use area; the symbol charset alone is not Symbol.
+  EXPECT_EQ(read(fonts + "\\f2 \\'9fJ\\f1 x}").text.text(), u"\uF09F\uF04A\u03BE");
+  // LibreOffice's list bullets in OpenSymbol, whatever charset the font declares.
+  EXPECT_EQ(read(fonts + "{\\listtext\\f3 \\'96\\tab}Item{\\f3 \\u57356 ?1.}}").text.text(),
+            u"\u2022\tItem\u20221.");
+  // A font that is not a symbol font keeps decoding by its charset.
+  EXPECT_EQ(read("{\\rtf1\\ansi{\\fonttbl{\\f0\\fcharset128 Gothic;}}\\f0 \\'82\\'a0}").text.text(),
+            u"\u3042");
+}
+
+TEST(RtfReaderTest, FootnoteReferencesAreNumbered) {
+  auto result = read(
+      "{\\rtf1 Text{\\super\\chftn}{\\footnote\\pard{\\super\\chftn} The first note.} more"
+      "{\\super\\chftn}{\\footnote {\\super\\chftn} Two.} end{\\*\\ftnsep\\chftnsep}}");
+  EXPECT_FALSE(result.error) << result.message;
+  EXPECT_EQ(result.text.text(), u"Text1 more2 end");
+  EXPECT_EQ(result.text.attributesAt(4).superscript, 1);
+}
+
 TEST(RtfReaderTest, UnicodeFallbacksAreSkippedByCount) {
   EXPECT_EQ(read("{\\rtf1 \\uc0\\u1055 \\u1088 x}").text.text(), u"\u041F\u0440x");
   EXPECT_EQ(read("{\\rtf1 \\uc2\\u20013\\'d6\\'d0y}").text.text(), u"\u4E2Dy");
   EXPECT_EQ(read("{\\rtf1 \\u20013{\\'d6}z}").text.text(), u"\u4E2D\u00D6z");
   EXPECT_EQ(read("{\\rtf1 \\u-10179?\\u-9047?}").text.text(), u"\U0001F4A9");
   EXPECT_EQ(read("{\\rtf1 \\uc1\\u65\\b ab}").text.text(), u"Aab");
+  // Beyond a 16-bit unit (signed or not) a parameter names no character.
+  EXPECT_EQ(read("{\\rtf1 \\u65535?\\u-32768?\\u65536?\\u-32769?\\u99999999999?}").text.text(),
+            u"\uFFFF\u8000\uFFFD\uFFFD\uFFFD");
+  EXPECT_EQ(read("{\\rtf1 {\\fonttbl{\\f0 A\\u70000?B;}}\\f0 x}").text.attributesAt(0).font.family,
+            "A\uFFFDB");
+}
+
+TEST(RtfReaderTest, AbsurdSizesAndDistancesAreClamped) {
+  auto result = read(
+      "{\\rtf1 \\fs999999999999\\li999999999\\fi-999999999\\ri99999999\\sb-99999999\\tx2147483647"
+      "\\expnd99999999\\up99999999 big\\fs-4\\fsmilli-9 none\\fsmilli999999999 milli}");
+  ASSERT_FALSE(result.error) << result.message;
+  const TextAttributes& big = result.text.attributesAt(0);
+  EXPECT_EQ(big.font.pointSize, 1638);
+  EXPECT_EQ(big.kerning, 1638);
+  EXPECT_EQ(big.baselineOffset, 1638);
+  const ParagraphStyle& paragraph = big.paragraphStyle;
+  EXPECT_EQ(paragraph.headIndent, 1584);  // 22 inches
+  EXPECT_EQ(paragraph.firstLineHeadIndent, 0);
+  EXPECT_EQ(paragraph.tailIndent, -1584);
+  EXPECT_EQ(paragraph.paragraphSpacingBefore, -1584);
+  ASSERT_EQ(paragraph.tabStops.size(), 1u);
+  EXPECT_EQ(paragraph.tabStops[0].location, 1584);
+  EXPECT_EQ(result.text.attributesAt(4).font.pointSize, 0);
+  EXPECT_EQ(result.text.attributesAt(9).font.pointSize, 1638);
 }
 
 TEST(RtfReaderTest, RejectsWhatIsNotRtfAndKeepsTextOfBrokenDocuments) {
@@ -208,6 +262,8 @@ TEST(RtfReaderTest, EveryCorpusDocumentReadsSensibly) {
       {"macports-ReadMe.rtf", "MacPorts"},
       // The word "hidden" between them is hidden text.
       {"rtfjs-sample-source.rtf", "And a bit of  text"},
+      // LibreOffice's list bullets, in its OpenSymbol font.
+      {"tika-testRTFListLibreOffice.rtf", "\xE2\x80\xA2"},
   };
   int documents = 0;
   for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
@@ -220,6 +276,7 @@ TEST(RtfReaderTest, EveryCorpusDocumentReadsSensibly) {
     EXPECT_FALSE(result.error) << entry.path() << ": " << result.message;
     EXPECT_GT(text.size(), 3u) << entry.path();
     EXPECT_EQ(text.find("fonttbl"), std::string::npos) << entry.path();
+    EXPECT_EQ(text.find('\x1A'), std::string::npos) << entry.path();
     for (const Expectation& expectation : expectations) {
       if (entry.path().filename() == expectation.file) {
         EXPECT_NE(text.find(expectation.contains), std::string::npos) << entry.path() << "\n" << text;

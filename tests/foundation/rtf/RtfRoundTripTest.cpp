@@ -220,8 +220,9 @@ TEST(RtfRoundTripTest, HostileNumbersAreKeptWithinRange) {
   RtfReader::Result result = RtfReader::read(RtfWriter::write(AttributedString(u"x", attributes)));
   ASSERT_FALSE(result.error);
   const TextAttributes& read = result.text.attributesAt(0);
-  EXPECT_GT(read.font.pointSize, 1e6);
-  EXPECT_LT(read.kerning, -1e6);
+  // Written as the largest parameters RTF holds, read back at the largest size and distance accepted.
+  EXPECT_EQ(read.font.pointSize, 1638);
+  EXPECT_EQ(read.kerning, -1584);
   EXPECT_EQ(read.foregroundColor, (Color{1, 0, 0.5, 1}));
   EXPECT_EQ(read.obliqueness, 0);
 }

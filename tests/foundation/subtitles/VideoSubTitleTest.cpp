@@ -97,6 +97,37 @@ TEST(VideoSubTitleParse, KeepsCarriageReturnsInTextButNotInStyleNames) {
   EXPECT_EQ(parsed.vsa.m_array[0].m_text, "Line\r");
 }
 
+TEST(VideoSubTitleParse, IndentedLinesAndStarredStyleNamesReadAsPlayersReadThem) {
+  ParsedScript parsed(
+      " [V4 Styles]\n"
+      "  Style: Default,Arial,20,1,2,3,4,0,0,1,1,1,2,1,1,1,0,0\n"
+      "\tStyle:Second,Tahoma,30,1,2,3,4,0,0,1,1,1,2,1,1,1,0,0\n"
+      " [Events]\n"
+      " Dialogue: 0,0:00:01.00,0:00:02.00,*Default,,0,0,0,,  one\n"
+      "\t Dialogue: 0,0:00:03.00,0:00:04.00,*ECOND,,0,0,0,,two\n"
+      "Dialogue: 0,0:00:05.00,0:00:06.00,Default,,0,0,0,,three\n");
+  ASSERT_EQ(parsed.result, &parsed.vsa) << parsed.failure;
+  ASSERT_EQ(parsed.vsa.m_style_count, 2u);
+  EXPECT_EQ(parsed.vsa.m_style_array[0].m_name, "Default");
+  EXPECT_EQ(parsed.vsa.m_style_array[1].m_name, "econd");  // one character after the colon is skipped
+  EXPECT_EQ(parsed.vsa.m_style_array[1].m_font_name, "Tahoma");
+  ASSERT_EQ(parsed.vsa.m_count, 3u);
+  EXPECT_EQ(parsed.vsa.m_array[0].m_style, &parsed.vsa.m_style_array[0]);
+  EXPECT_EQ(parsed.vsa.m_array[0].m_text, "  one");  // blanks inside the line stay
+  EXPECT_EQ(parsed.vsa.m_array[1].m_style, &parsed.vsa.m_style_array[1]);
+  EXPECT_EQ(parsed.vsa.m_array[1].m_start_ms, 3000u);
+  EXPECT_EQ(parsed.vsa.m_array[2].m_text, "three");
+
+  // The star is only dropped when the name as written names no style.
+  ParsedScript starred(
+      "Style: *Star,Arial,20,1,2,3,4,0,0,1,1,1,2,1,1,1,0,0\n"
+      "Style: Star,Tahoma,20,1,2,3,4,0,0,1,1,1,2,1,1,1,0,0\n" +
+      dialogue("0:00:01.00", "0:00:02.00", "x", "*Star") + dialogue("0:00:01.00", "0:00:02.00", "x", "Star"));
+  ASSERT_EQ(starred.result, &starred.vsa) << starred.failure;
+  EXPECT_EQ(starred.vsa.m_array[0].m_style->m_font_name, "Arial");
+  EXPECT_EQ(starred.vsa.m_array[1].m_style->m_font_name, "Tahoma");
+}
+
 TEST(VideoSubTitleParse, HardFailuresLeaveNoTables) {
   struct Case {
     std::string script;
@@ -108,6 +139,8 @@ TEST(VideoSubTitleParse, HardFailuresLeaveNoTables) {
       {std::string(kStyle) + dialogue("0:00:01.00", "0:00:02.00", "x", "Missing"),
        "unknown style \"Missing\""},
       {dialogue("0:00:01.00", "0:00:02.00", "x"), "unknown style"},
+      {std::string(kStyle) + dialogue("0:00:01.00", "0:00:02.00", "x", "*Missing"),
+       "unknown style \"*Missing\""},
       {std::string(kStyle) + "Dialogue: 0,0:00:01.00,0:00:02.00,Default,,0,0\n",
        "dialogue line lacks fields"},
       {std::string(kStyle) + "Dialogue: 0,0:00:01.00\n", "dialogue line lacks fields"},
@@ -303,6 +336,64 @@ TEST_F(VideoSubTitleFile, UnreadableFilesLeaveTheArrayUntouched) {
   EXPECT_EQ(videoSubTitle_readFromFile(write("empty.ssa", ""), vsa, 60, &failure), 0);
   EXPECT_EQ(vsa.m_array, nullptr);
   EXPECT_EQ(failure, "no dialogue line");
+  videoSubTitle_freeArray(vsa);
+}
+
+// The script's text as UTF-16 code units in the given byte order, after its byte-order mark.
+std::string utf16WithMark(const std::string& ascii, bool littleEndian) {
+  std::string bytes = littleEndian ? "\xFF\xFE" : "\xFE\xFF";
+  for (char c : ascii) {
+    bytes += littleEndian ? std::string{c, '\0'} : std::string{'\0', c};
+  }
+  return bytes;
+}
+
+TEST_F(VideoSubTitleFile, AByteOrderMarkDecidesTheEncoding) {
+  const std::string script = std::string(kStyle) + "Dialogue: 0,0:00:01.00,0:00:02.00,Default,,0,0,0,,Hi\r\n";
+  for (bool littleEndian : {true, false}) {
+    VideoSubTitleArray vsa;
+    std::string failure;
+    ASSERT_EQ(videoSubTitle_readFromFile(write("utf16.ssa", utf16WithMark(script, littleEndian)), vsa, 60,
+                                         &failure),
+              0);
+    ASSERT_EQ(vsa.m_count, 1u) << failure;
+    EXPECT_EQ(vsa.m_encoding, "UTF-8");
+    EXPECT_EQ(vsa.m_array[0].m_text, "Hi\r");
+    EXPECT_EQ(vsa.m_array[0].m_style->m_font_name, "Arial");
+    videoSubTitle_freeArray(vsa);
+    EXPECT_EQ(vsa.m_encoding, "");
+  }
+
+  VideoSubTitleArray vsa;
+  ASSERT_EQ(videoSubTitle_readFromFile(write("utf8.ssa", "\xEF\xBB\xBF" + script), vsa, 60), 0);
+  ASSERT_EQ(vsa.m_count, 1u);
+  EXPECT_EQ(vsa.m_encoding, "UTF-8");
+  ASSERT_EQ(videoSubTitle_readFromFile(write("plain.ssa", script), vsa, 60), 0);
+  ASSERT_EQ(vsa.m_count, 1u);
+  EXPECT_EQ(vsa.m_encoding, "");
+
+  // A mark followed by bytes that are not that encoding (half a UTF-16 code unit, a lone surrogate).
+  std::string failure;
+  for (const std::string& broken :
+       {utf16WithMark(script, true) + "x", utf16WithMark(script, true) + std::string("\x00\xD8", 2)}) {
+    ASSERT_EQ(videoSubTitle_readFromFile(write("broken.ssa", broken), vsa, 60, &failure), 0);
+    EXPECT_EQ(vsa.m_array, nullptr);
+    EXPECT_EQ(failure, "the script is not valid UTF-16LE");
+  }
+}
+
+TEST_F(VideoSubTitleFile, ACarriageReturnAloneEndsALine) {
+  VideoSubTitleArray vsa;
+  const std::string script = "[V4 Styles]\r" + std::string(kStyle).substr(0, sizeof kStyle - 2) + "\r\r" +
+                             "Dialogue: 0,0:00:01.00,0:00:02.00,Default,,0,0,0,,one\r" +
+                             "Dialogue: 0,0:00:03.00,0:00:04.00,Default,,0,0,0,,two\r\n" +
+                             "Dialogue: 0,0:00:05.00,0:00:06.00,Default,,0,0,0,,three\r";
+  ASSERT_EQ(videoSubTitle_readFromFile(write("mac.ssa", script), vsa, 60), 0);
+  ASSERT_EQ(vsa.m_count, 3u);
+  EXPECT_EQ(vsa.m_array[0].m_text, "one");
+  EXPECT_EQ(vsa.m_array[1].m_text, "two\r");  // a carriage return before a newline stays in the text
+  EXPECT_EQ(vsa.m_array[2].m_text, "three");
+  EXPECT_EQ(vsa.m_array[2].m_start_ms, 5000u);
   videoSubTitle_freeArray(vsa);
 }
 

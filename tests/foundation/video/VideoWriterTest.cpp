@@ -45,6 +45,7 @@ class VideoWriterTest : public ::testing::Test {
     std::string codec;
     std::string pixelFormat;
     long long frames = 0;
+    long long keyFrames = 0;
     AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;
   };
   static Probe probe(const std::string& path) {
@@ -62,6 +63,7 @@ class VideoWriterTest : public ::testing::Test {
     AVPacket* packet = av_packet_alloc();
     while (av_read_frame(format, packet) >= 0) {
       ++result.frames;
+      result.keyFrames += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
       av_packet_unref(packet);
     }
     av_packet_free(&packet);
@@ -188,6 +190,39 @@ TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColoursOfEveryFrame) {
       EXPECT_EQ(at(40, 11 + i), (std::vector<int>{255, 255, 255, 255})) << i;
       EXPECT_EQ(at(40, 19 + i), (std::vector<int>{255, 255, 255, 255})) << i;
       EXPECT_EQ(at(40, 20 + i), (std::vector<int>{0, 0, 255, 128})) << i;
+    }
+  }
+}
+
+// QuickTime Animation and ProRes are encoded in chunks on several threads: the frames still come out
+// whole and in order, each chunk from a key frame.
+TEST_F(VideoWriterTest, FramesEncodedInChunksComeOutInOrder) {
+  for (const char* codec : {"qtrle", "prores4444"}) {
+    SCOPED_TRACE(codec);
+    const auto path = (folder_ / (std::string(codec) + ".mov")).string();
+    auto creation = VideoWriter::open(path, 64, 36, 25, codec);
+    ASSERT_TRUE(creation.writer) << creation.error;
+    constexpr int kFrames = 40;
+    for (int i = 0; i < kFrames; ++i) {
+      paint(i % 27);
+      ASSERT_EQ(creation.writer->writeFrame(frame_->view()), "");
+    }
+    ASSERT_EQ(creation.writer->finish(), "");
+    const Probe probed = probe(path);
+    EXPECT_EQ(probed.frames, kFrames);
+    // A key frame starts every chunk of twelve; every ProRes frame is one.
+    EXPECT_EQ(probed.keyFrames, std::string(codec) == "qtrle" ? 4 : kFrames);
+    const auto frames = decodedFrames(path);
+    ASSERT_EQ(frames.size(), static_cast<std::size_t>(kFrames));
+    for (int i = 0; i < kFrames; ++i) {
+      const int barTop = i % 27;
+      const std::size_t bar = (static_cast<std::size_t>(barTop) * 64 + 40) * 4;
+      const std::size_t below = (static_cast<std::size_t>(barTop + 9) * 64 + 40) * 4;
+      EXPECT_NEAR(frames[i][bar + 1], 255, 3) << i;
+      if (barTop + 9 < 36) {
+        EXPECT_NEAR(frames[i][below + 1], 0, 3) << i;
+        EXPECT_NEAR(frames[i][below + 3], 128, 1) << i;
+      }
     }
   }
 }

@@ -54,7 +54,7 @@ TEST_F(VideoSubtitlerTest, ClassOffersEveryEncodingByPosition) {
   const PortAttributes* menu = c.attributesForPropertyPortWithKey("inputStringEncoding");
   ASSERT_NE(menu, nullptr);
   ASSERT_GT(menu->menuItems.size(), 10u);
-  EXPECT_EQ(menu->menuItems, StringEncodings::names());
+  EXPECT_EQ(menu->menuItems, StringEncodings::localizedNames());
   EXPECT_EQ(menu->maximum, static_cast<double>(menu->menuItems.size() - 1));
   for (const char* name : {"UTF-8", "ISO-8859-1", "UTF-16"}) {
     const std::uint32_t index = QVAVideoSubtitlerPlugIn::indexForStringEncoding(name);
@@ -109,6 +109,21 @@ TEST_F(VideoSubtitlerTest, EncodingAppliesFromTheNextEntryAndSeekingBackIntoTheS
   EXPECT_EQ(subtitle(), "");
   run(2.0);
   EXPECT_EQ(subtitle(), "Hello, world");
+}
+
+TEST_F(VideoSubtitlerTest, AByteOrderMarkOverridesTheChosenEncoding) {
+  // "Caf\u00e9" as UTF-16 big-endian after its mark; a Western choice would misread every byte.
+  std::string script = "\xFE\xFF";
+  for (char c : std::string("Style: Default,Arial,20,255,0,0,0,0,0,1,1,1,2,1,1,1,0,0\n"
+                            "Dialogue: 0,0:00:01.00,0:00:02.00,Default,,0,0,0,,Caf\xE9\n")) {
+    script += {'\0', c};
+  }
+  std::ofstream(folder_ / "shows" / "marked.ssa", std::ios::binary) << script;
+  patch_.setInputValue("inputSubtitleFile", Value("marked.ssa"));
+  patch_.setInputValue("inputStringEncoding",
+                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("Western (Windows Latin 1)")));
+  run(1.5);
+  EXPECT_EQ(subtitle(), "Caf\u00e9");
 }
 
 TEST_F(VideoSubtitlerTest, UnreadableOrBrokenScriptsAreLoggedAndIgnored) {

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace qva {
+
+class PatchRegistry;
+
+void registerMediaPatches(PatchRegistry& registry);
+
+}  // namespace qva

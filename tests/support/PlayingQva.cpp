@@ -1,0 +1,109 @@
+#include "support/PlayingQva.h"
+
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <regex>
+
+namespace qva {
+
+namespace {
+
+int portAfter(const std::string& text, const std::regex& pattern) {
+  std::smatch match;
+  return std::regex_search(text, match, pattern) ? std::stoi(match[1]) : 0;
+}
+
+}  // namespace
+
+PlayingQva::PlayingQva(const std::vector<std::string>& arguments, bool withOsc) {
+  std::vector<std::string> words = {std::string(QVA_BINARY_DIR) + "/src/cli/qva", "play"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  words.insert(words.end(), {"--control", "0"});
+  if (withOsc) {
+    words.insert(words.end(), {"--osc", "0"});
+  }
+  std::vector<char*> argv;
+  for (std::string& word : words) {
+    argv.push_back(word.data());
+  }
+  argv.push_back(nullptr);
+  int errors[2];
+  if (pipe(errors) != 0) {
+    return;
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
+  posix_spawn_file_actions_addclose(&actions, errors[0]);
+  const bool spawned = posix_spawn(&child_, argv[0], &actions, nullptr, argv.data(), environ) == 0;
+  posix_spawn_file_actions_destroy(&actions);
+  close(errors[1]);
+  if (!spawned) {
+    close(errors[0]);
+    child_ = 0;
+    return;
+  }
+  reader_ = std::thread([this, descriptor = errors[0]] { readErrors(descriptor); });
+  const std::regex control(R"(control page at http://[^:]+:(\d+)/)");
+  const std::regex osc(R"(OSC on \S+ UDP port (\d+))");
+  // The first frames on a software renderer can take a while.
+  for (const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+       std::chrono::steady_clock::now() < deadline;) {
+    const std::string text = this->errors();
+    const int controlPort = portAfter(text, control);
+    const int oscPort = portAfter(text, osc);
+    if (controlPort > 0 && (!withOsc || oscPort > 0)) {
+      oscPort_ = oscPort;
+      controlPort_ = controlPort;
+      return;
+    }
+    if (waitpid(child_, &exitStatus_, WNOHANG) == child_) {
+      child_ = 0;
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
+PlayingQva::~PlayingQva() {
+  if (child_ > 0) {
+    kill(child_, SIGTERM);
+    waitpid(child_, &exitStatus_, 0);
+  }
+  if (reader_.joinable()) {
+    reader_.join();
+  }
+}
+
+void PlayingQva::readErrors(int descriptor) {
+  char buffer[4096];
+  for (ssize_t count = 0; (count = read(descriptor, buffer, sizeof buffer)) > 0;) {
+    std::lock_guard lock(mutex_);
+    errors_.append(buffer, static_cast<std::size_t>(count));
+  }
+  close(descriptor);
+}
+
+std::string PlayingQva::errors() const {
+  std::lock_guard lock(mutex_);
+  return errors_;
+}
+
+int PlayingQva::waitForExit(int seconds) {
+  for (const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+       child_ > 0 && std::chrono::steady_clock::now() < deadline;) {
+    if (waitpid(child_, &exitStatus_, WNOHANG) == child_) {
+      child_ = 0;
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return child_ == 0 && WIFEXITED(exitStatus_) ? WEXITSTATUS(exitStatus_) : -1;
+}
+
+}  // namespace qva
