@@ -3,8 +3,11 @@
 #include <dlfcn.h>
 #include <epoxy/egl.h>
 #include <epoxy/gl.h>
+#include <sched.h>
+#include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -127,9 +130,26 @@ EGLDisplay openDisplay(std::string& error) {
   return EGL_NO_DISPLAY;
 }
 
+// Mesa's software rasterizer hands the drawing of each frame to one thread per processor and waits for
+// them at every read-back. With two processors or fewer, which the host's own threads (the output's
+// encoder) and anything else running share, that handoff waits on the scheduler every frame while the
+// split gains little, so the drawing stays in the thread that asks for it. A setting of the user's stays.
+void chooseSoftwareRasterizerThreads() {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  const long count = sched_getaffinity(0, sizeof processors, &processors) == 0
+                         ? CPU_COUNT(&processors)
+                         : sysconf(_SC_NPROCESSORS_ONLN);
+  if (count > 0 && count <= 2) {
+    setenv("LP_NUM_THREADS", "0", 0);
+  }
+}
+
 }  // namespace
 
 GLContext::Creation GLContext::create() {
+  // Before the driver is loaded: it reads the setting once, when the first display is initialised.
+  chooseSoftwareRasterizerThreads();
   // libepoxy aborts the process when it cannot find EGL; ask the loader first.
   void* library = dlopen("libEGL.so.1", RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) {
@@ -211,6 +231,26 @@ void GLContext::tintTexturing(double red, double green, double blue, double alph
   const bool white = red == 1 && green == 1 && blue == 1 && alpha == 1;
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, white ? GL_REPLACE : GL_MODULATE);
   glColor4d(red, green, blue, alpha);
+}
+
+bool GLContext::drawsNothingWhereTransparent() {
+  if (!glIsEnabled(GL_BLEND) || glIsEnabled(GL_COLOR_LOGIC_OP) || glIsEnabled(GL_STENCIL_TEST)) {
+    return false;
+  }
+  GLboolean depthWrites = GL_FALSE;
+  glGetBooleanv(GL_DEPTH_WRITEMASK, &depthWrites);
+  if (glIsEnabled(GL_DEPTH_TEST) && depthWrites == GL_TRUE) {
+    return false;
+  }
+  // A zero source adds nothing whatever it is scaled by; the destination must come through whole.
+  const auto get = [](GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+  };
+  const auto keeps = [](GLint factor) { return factor == GL_ONE || factor == GL_ONE_MINUS_SRC_ALPHA; };
+  return get(GL_BLEND_EQUATION_RGB) == GL_FUNC_ADD && get(GL_BLEND_EQUATION_ALPHA) == GL_FUNC_ADD &&
+         keeps(get(GL_BLEND_DST_RGB)) && keeps(get(GL_BLEND_DST_ALPHA));
 }
 
 unsigned GLContext::program(const std::string& vertexSource, const std::string& fragmentSource) {

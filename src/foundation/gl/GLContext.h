@@ -23,7 +23,8 @@ class GLContext {
   };
 
   // Makes the context current on the calling thread; destroying it makes the context that was current
-  // before current again.
+  // before current again. On two processors or fewer, Mesa's software rasterizer draws in the calling
+  // thread rather than in threads of its own, unless LP_NUM_THREADS says otherwise.
   static Creation create();
   ~GLContext();
   GLContext(const GLContext&) = delete;
@@ -61,6 +62,11 @@ class GLContext {
   // instead: the same pixels, and the software rasterizer no longer interpolates the colour at every
   // pixel, which costs a fifth of a textured quad.
   static void tintTexturing(double red, double green, double blue, double alpha);
+  // Whether drawing wholly transparent pixels (premultiplied zero) leaves the bound framebuffer as it is
+  // under the current state: blending that adds the source to the destination kept whole or scaled by
+  // one minus the source's alpha (over and add), no logic operation, no stencil test and no depth
+  // writes. Then a drawing may leave out its transparent parts.
+  static bool drawsNothingWhereTransparent();
   // Gives the texture bound to the target width × height texels of 8 bits a channel: the given
   // premultiplied BGRA words (rows of width words), or undefined content for null. Unsized RGBA with
   // BGRA words lets the driver store BGRA, so uploads and reads as BGRA are plain copies and Mesa's

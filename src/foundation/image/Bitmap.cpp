@@ -71,6 +71,23 @@ Bitmap::~Bitmap() {
   std::free(bytes_);
 }
 
+Bitmap::Rows Bitmap::visibleRows() const {
+  const std::size_t length = static_cast<std::size_t>(width_) * 4;
+  const auto clear = [&](int y) {
+    const std::uint8_t* start = row(y);
+    return std::all_of(start, start + length, [](std::uint8_t byte) { return byte == 0; });
+  };
+  int top = 0;
+  while (top < height_ && clear(top)) {
+    ++top;
+  }
+  int bottom = height_;
+  while (bottom > top && clear(bottom - 1)) {
+    --bottom;
+  }
+  return {top, bottom};
+}
+
 void Bitmap::premultiply() {
   for (int y = 0; y < height_; ++y) {
     std::uint8_t* pixel = row(y);

@@ -39,6 +39,17 @@ class Bitmap {
   const std::uint8_t* row(int y) const { return bytes_ + static_cast<std::size_t>(y) * rowBytes_; }
   PixelBufferView view() const { return {width_, height_, rowBytes_, bytes_}; }
 
+  // Rows from top to bottom (exclusive), counted from the first row.
+  struct Rows {
+    int top = 0;
+    int bottom = 0;
+    bool empty() const { return bottom <= top; }
+    bool operator==(const Rows&) const = default;
+  };
+  // The fewest rows that hold every pixel that is not wholly transparent (all four bytes zero); empty
+  // when there is none.
+  Rows visibleRows() const;
+
   // Converts straight-alpha pixels of the bitmap to premultiplied alpha in place.
   void premultiply();
   // Turns pixels stored as premultiplied R, G, B, A bytes into this bitmap's order, limiting each colour

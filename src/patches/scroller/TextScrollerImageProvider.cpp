@@ -52,26 +52,31 @@ bool TextScrollerImageProvider::canRender() const {
 }
 
 void TextScrollerImageProvider::renderTarget(const RenderTargets& targets, std::size_t slot, double x,
-                                             double offset, double sliceWidth) const {
-  if (sliceWidth <= 0) {
+                                             double offset, double sliceWidth, bool visibleRowsOnly) const {
+  const RenderTarget& target = *targets.slots[slot];
+  const Bitmap::Rows rows = visibleRowsOnly ? target.visibleRows : Bitmap::Rows{0, targets.height};
+  if (sliceWidth <= 0 || rows.empty()) {
     return;
   }
   // Texel units with (0, 0) at the tile's lower-left corner: the bitmap's first row is its top.
-  const TextureView texture{targets.slots[slot]->textureName, TextureTarget::Texture2D, targets.width,
-                            targets.height, true};
+  const TextureView texture{target.textureName, TextureTarget::Texture2D, targets.width, targets.height,
+                            true};
   GLContext::bindTexture(texture, 0, false);
   const double left = renderTargetToGL(x) - 1;
   const double right = left + renderTargetToGL(sliceWidth);
-  const double top = targets.height;
+  const double bottomTexel = targets.height - rows.bottom;
+  const double topTexel = targets.height - rows.top;
+  const double bottom = bottomTexel / targets.height * 2 - 1;
+  const double top = topTexel / targets.height * 2 - 1;
   glBegin(GL_QUADS);
-  glTexCoord2d(offset, 0);
-  glVertex2d(left, -1);
-  glTexCoord2d(offset + sliceWidth, 0);
-  glVertex2d(right, -1);
-  glTexCoord2d(offset + sliceWidth, top);
-  glVertex2d(right, 1);
-  glTexCoord2d(offset, top);
-  glVertex2d(left, 1);
+  glTexCoord2d(offset, bottomTexel);
+  glVertex2d(left, bottom);
+  glTexCoord2d(offset + sliceWidth, bottomTexel);
+  glVertex2d(right, bottom);
+  glTexCoord2d(offset + sliceWidth, topTexel);
+  glVertex2d(right, top);
+  glTexCoord2d(offset, topTexel);
+  glVertex2d(left, top);
   glEnd();
   GLContext::unbindTexture(texture, 0);
 }
@@ -99,12 +104,14 @@ bool TextScrollerImageProvider::render(GLContext& context) const {
   const auto w = static_cast<double>(width_);
   const auto current = static_cast<std::size_t>(k % 2);
   const auto next = static_cast<std::size_t>((k + 1) % 2);
+  // A crawl's tiles are mostly transparent; drawing only their text costs a fraction of the whole.
+  const bool visibleRowsOnly = GLContext::drawsNothingWhereTransparent();
   if (rightToLeft_) {
-    renderTarget(*targets, current, 0, o, w - o);
-    renderTarget(*targets, next, w - o, 0, o);
+    renderTarget(*targets, current, 0, o, w - o, visibleRowsOnly);
+    renderTarget(*targets, next, w - o, 0, o, visibleRowsOnly);
   } else {
-    renderTarget(*targets, current, o, 0, w - o);
-    renderTarget(*targets, next, 0, w - o, o);
+    renderTarget(*targets, current, o, 0, w - o, visibleRowsOnly);
+    renderTarget(*targets, next, 0, w - o, o, visibleRowsOnly);
   }
 
   glUseProgram(static_cast<GLuint>(previousProgram));

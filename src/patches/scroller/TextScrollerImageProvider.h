@@ -22,6 +22,8 @@ class TextScrollerImageProvider final : public Image {
   struct RenderTarget {
     Bitmap renderBitmap;
     std::uint32_t textureName = 0;
+    // The rows of the texture that hold ink: a crawl's text fills a band of its tiles.
+    Bitmap::Rows visibleRows;
   };
   // The two tiles of width × height pixels, strip tile k living in slot (k + 1) mod 2.
   struct RenderTargets {
@@ -53,9 +55,10 @@ class TextScrollerImageProvider final : public Image {
   bool rendersEveryPixelOnce() const override { return true; }
 
  private:
-  // One slice of a tile: texels from offset to offset + sliceWidth drawn at image x.
+  // One slice of a tile: texels from offset to offset + sliceWidth drawn at image x, with only the
+  // tile's visible rows when transparent pixels draw nothing.
   void renderTarget(const RenderTargets& targets, std::size_t slot, double x, double offset,
-                    double sliceWidth) const;
+                    double sliceWidth, bool visibleRowsOnly) const;
 
   std::weak_ptr<const RenderTargets> plugin_;
   int width_;

@@ -251,7 +251,7 @@ bool TextScrollerPlugIn::createRenderTarget(ExecutionContext& context, std::size
   if (!bitmap) {
     return false;
   }
-  TextScrollerImageProvider::RenderTarget target{std::move(*bitmap), 0};
+  TextScrollerImageProvider::RenderTarget target{std::move(*bitmap), 0, {}};
   if (context.glContext() != nullptr) {
     GLContext::takeError();
     glGenTextures(1, &target.textureName);
@@ -323,7 +323,8 @@ void TextScrollerPlugIn::releaseRenderResources(ExecutionContext& context) {
 }
 
 void TextScrollerPlugIn::uploadRenderTarget(std::size_t slot) {
-  const TextScrollerImageProvider::RenderTarget& target = *renderTargets_->slots[slot];
+  TextScrollerImageProvider::RenderTarget& target = *renderTargets_->slots[slot];
+  target.visibleRows = target.renderBitmap.visibleRows();
   if (target.textureName != 0) {
     withTexture(target.textureName, [&] {
       glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, target.renderBitmap.width(), target.renderBitmap.height(),

@@ -1,8 +1,11 @@
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <functional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "foundation/gl/Framebuffer.h"
 #include "foundation/gl/GLContext.h"
@@ -228,6 +231,78 @@ TEST_F(GLContextTest, ProgramsAreBuiltOnceAndRefusedTextGivesNone) {
     }
   }
   EXPECT_EQ(texturing.size(), 4u);
+  EXPECT_EQ(GLContext::takeError(), 0u);
+}
+
+// Wholly transparent pixels drawn under one state after another: wherever the context says they draw
+// nothing, the framebuffer's colour and depth stay as they were.
+TEST_F(GLContextTest, TransparentPixelsDrawNothingUnderOverAndAddBlending) {
+  auto target = Framebuffer::create(1, 1, TextureTarget::Texture2D, true);
+  ASSERT_TRUE(target);
+  target->bind();
+  glMatrixMode(GL_PROJECTION);
+  glLoadIdentity();
+  glMatrixMode(GL_MODELVIEW);
+  glLoadIdentity();
+  struct Outcome {
+    bool drawsNothing;
+    bool unchanged;
+  };
+  const auto read = [] {
+    std::array<std::uint8_t, 4> colour{};
+    GLfloat depth = 0;
+    glReadPixels(0, 0, 1, 1, GL_BGRA, GL_UNSIGNED_BYTE, colour.data());
+    glReadPixels(0, 0, 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &depth);
+    return std::make_pair(colour, depth);
+  };
+  const auto drawTransparent = [&](const std::function<void()>& state) {
+    glClearColor(0.25f, 0.5f, 0.125f, 0.5f);
+    glClearDepth(1);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    const auto before = read();
+    glPushAttrib(GL_ALL_ATTRIB_BITS);
+    state();
+    const bool drawsNothing = GLContext::drawsNothingWhereTransparent();
+    glColor4d(0, 0, 0, 0);
+    glRectd(-1, -1, 1, 1);
+    glPopAttrib();
+    const Outcome outcome{drawsNothing, read() == before};
+    EXPECT_TRUE(outcome.unchanged || !outcome.drawsNothing);
+    return outcome;
+  };
+  const auto blend = [](GLenum source, GLenum destination) {
+    glEnable(GL_BLEND);
+    glBlendFunc(source, destination);
+  };
+  EXPECT_TRUE(drawTransparent([&] { blend(GL_ONE, GL_ONE_MINUS_SRC_ALPHA); }).drawsNothing);
+  EXPECT_TRUE(drawTransparent([&] { blend(GL_ONE, GL_ONE); }).drawsNothing);
+  EXPECT_TRUE(drawTransparent([&] {
+                blend(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+                glEnable(GL_DEPTH_TEST);
+                glDepthMask(GL_FALSE);
+              }).drawsNothing);
+  // Replacing writes the transparent pixels.
+  const Outcome replaced = drawTransparent([] { glDisable(GL_BLEND); });
+  EXPECT_FALSE(replaced.drawsNothing);
+  EXPECT_FALSE(replaced.unchanged);
+  EXPECT_FALSE(drawTransparent([&] { blend(GL_ONE, GL_ZERO); }).drawsNothing);
+  EXPECT_FALSE(drawTransparent([&] {
+                 blend(GL_ONE, GL_ONE);
+                 glBlendEquation(GL_FUNC_SUBTRACT);
+               }).drawsNothing);
+  EXPECT_FALSE(drawTransparent([&] {
+                 blend(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+                 glEnable(GL_COLOR_LOGIC_OP);
+               }).drawsNothing);
+  // Depth writes change the depth buffer even where the colour stays.
+  const Outcome depthWritten = drawTransparent([&] {
+    blend(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_ALWAYS);
+  });
+  EXPECT_FALSE(depthWritten.drawsNothing);
+  EXPECT_FALSE(depthWritten.unchanged);
+  target->unbind();
   EXPECT_EQ(GLContext::takeError(), 0u);
 }
 

@@ -64,6 +64,23 @@ TEST(BitmapTest, PremultiplyAndConvertFromRgba) {
               ::testing::ElementsAre(64, 20, 64, 64, 0, 0, 0, 0));
 }
 
+TEST(BitmapTest, VisibleRowsHoldEveryPixelWithAnyNonZeroByte) {
+  auto bitmap = Bitmap::allocate(3, 6, Bitmap::paddedRowBytes(3));
+  ASSERT_TRUE(bitmap);
+  EXPECT_TRUE(bitmap->visibleRows().empty());
+  // Bytes past the pixels of a row are padding, not ink.
+  bitmap->row(1)[12] = 255;
+  EXPECT_TRUE(bitmap->visibleRows().empty());
+  // A colour byte alone counts, as does the last byte of a row.
+  bitmap->row(2)[0] = 1;
+  EXPECT_EQ(bitmap->visibleRows(), (Bitmap::Rows{2, 3}));
+  bitmap->row(4)[11] = 7;
+  EXPECT_EQ(bitmap->visibleRows(), (Bitmap::Rows{2, 5}));
+  bitmap->row(0)[5] = 9;
+  bitmap->row(5)[3] = 9;
+  EXPECT_EQ(bitmap->visibleRows(), (Bitmap::Rows{0, 6}));
+}
+
 TEST(BitmapTest, ImageOwnsTheMemory) {
   auto bitmap = Bitmap::allocate(3, 2, Bitmap::paddedRowBytes(3));
   ASSERT_TRUE(bitmap);
