@@ -49,24 +49,24 @@ std::string TestMovies::ffmpeg(const std::string& arguments) {
   return complaint(status == 0, errors);
 }
 
-std::string TestMovies::make(const std::filesystem::path& path, const Spec& spec) {
+std::string TestMovies::make(const std::filesystem::path& path, const Recipe& recipe) {
   std::string filter;
-  if (spec.variable) {
-    const std::string half = std::to_string(spec.frames / 2);
-    filter = " -vf \"settb=1/1000,setpts='if(lt(N," + half + "),N/(" + spec.rate + "),(" + half + ")/(" +
-             spec.rate + ")+(N-" + half + ")/(2*" + spec.rate +
+  if (recipe.variable) {
+    const std::string half = std::to_string(recipe.frames / 2);
+    filter = " -vf \"settb=1/1000,setpts='if(lt(N," + half + "),N/(" + recipe.rate + "),(" + half + ")/(" +
+             recipe.rate + ")+(N-" + half + ")/(2*" + recipe.rate +
              "))/TB'\" -fps_mode passthrough -enc_time_base:v 1/1000";
   }
   const auto errors = errorFile();
   const std::string command = "ffmpeg -v error -y -f rawvideo -pix_fmt bgra -s " + std::to_string(kWidth) +
-                              "x" + std::to_string(kHeight) + " -r " + spec.rate + " -i - " + spec.codec +
+                              "x" + std::to_string(kHeight) + " -r " + recipe.rate + " -i - " + recipe.codec +
                               filter + " " + quoted(path.string()) + " 2>" + quoted(errors.string());
   FILE* pipe = ::popen(command.c_str(), "w");
   if (pipe == nullptr) {
     return "ffmpeg cannot be started";
   }
   std::vector<std::uint8_t> frame(static_cast<std::size_t>(kWidth) * kHeight * 4);
-  for (int index = 0; index < spec.frames; ++index) {
+  for (int index = 0; index < recipe.frames; ++index) {
     for (int y = 0; y < kHeight; ++y) {
       for (int x = 0; x < kWidth; ++x) {
         // A white band along the top edge shows which way is up.

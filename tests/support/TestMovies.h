@@ -15,7 +15,7 @@ class TestMovies {
   static constexpr int kWidth = 192;
   static constexpr int kHeight = 64;
 
-  struct Spec {
+  struct Recipe {
     int frames = 50;
     // Frames a second as ffmpeg takes it ("25", "30000/1001").
     std::string rate = "25";
@@ -28,7 +28,7 @@ class TestMovies {
   // Whether the ffmpeg command runs here.
   static bool available();
   // Writes the movie; an empty string, or ffmpeg's complaint.
-  static std::string make(const std::filesystem::path& path, const Spec& spec);
+  static std::string make(const std::filesystem::path& path, const Recipe& recipe);
   // Runs ffmpeg with the arguments (after "-v error -y"); an empty string, or its complaint.
   static std::string ffmpeg(const std::string& arguments);
   // The index a frame of such a movie shows (straight or premultiplied BGRA, opaque).

@@ -17,7 +17,7 @@ namespace {
 struct MovieCase {
   const char* name;
   const char* file;
-  TestMovies::Spec spec;
+  TestMovies::Recipe recipe;
   double rate;
 };
 
@@ -27,11 +27,11 @@ std::ostream& operator<<(std::ostream& out, const MovieCase& movieCase) {
 
 // The index of the frame a movie of the case shows at a time in seconds.
 int expectedIndex(const MovieCase& movieCase, double seconds) {
-  const int frames = movieCase.spec.frames;
+  const int frames = movieCase.recipe.frames;
   int index = 0;
   for (int i = 0; i < frames; ++i) {
-    const double start = movieCase.spec.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                                                 : i / movieCase.rate;
+    const double start = movieCase.recipe.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
+                                                   : i / movieCase.rate;
     if (start <= seconds + 1e-9) {
       index = i;
     }
@@ -56,7 +56,7 @@ class MovieFileCodecTest : public ::testing::TestWithParam<MovieCase> {
       GTEST_SKIP() << "no ffmpeg command";
     }
     path_ = folder_ / GetParam().file;
-    const std::string error = TestMovies::make(path_, GetParam().spec);
+    const std::string error = TestMovies::make(path_, GetParam().recipe);
     ASSERT_EQ(error, "");
   }
 
@@ -74,26 +74,27 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
     MovieFile::Opening opening = MovieFile::open(path_.string(), mode, 0.5);
     ASSERT_TRUE(opening.movie) << opening.error;
     MovieFile& movie = *opening.movie;
-    const int frames = movieCase.spec.frames;
+    const int frames = movieCase.recipe.frames;
     EXPECT_EQ(movie.frameCount(), frames);
     EXPECT_EQ(movie.width(), TestMovies::kWidth);
     const double seconds = static_cast<double>(movie.duration()) / movie.timeScale();
-    const double lastStart = movieCase.spec.variable
+    const double lastStart = movieCase.recipe.variable
                                  ? TestMovies::variableFrameStart(frames - 1, movieCase.rate, frames)
                                  : (frames - 1) / movieCase.rate;
     EXPECT_GT(seconds, lastStart);
     EXPECT_NEAR(movie.frameRate(), frames / seconds, 1e-6);
-    if (!movieCase.spec.variable) {
+    if (!movieCase.recipe.variable) {
       EXPECT_NEAR(movie.frameRate(), movieCase.rate, movieCase.rate * 0.01);
     }
 
     int seeksToFirstFrame = 0;
     for (int i = 0; i < frames; ++i) {
-      const double start = movieCase.spec.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                                                   : i / movieCase.rate;
+      const double start = movieCase.recipe.variable
+                               ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
+                               : i / movieCase.rate;
       // A quarter of a frame in, as the player asks.
       const double time =
-          start + 0.25 / movieCase.rate / (movieCase.spec.variable && i >= frames / 2 ? 2 : 1);
+          start + 0.25 / movieCase.rate / (movieCase.recipe.variable && i >= frames / 2 ? 2 : 1);
       movie.task(std::llround(time * movie.timeScale()));
       ASSERT_EQ(indexAt(movie, time), i) << "at " << time;
       if (i == 0) {
@@ -110,9 +111,10 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
     }
     // Backwards frame by frame, the hardest order for a decoder.
     for (int i = frames - 1; i >= frames - 6; --i) {
-      const double time = (movieCase.spec.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                                                   : i / movieCase.rate) +
-                          0.001;
+      const double time =
+          (movieCase.recipe.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
+                                     : i / movieCase.rate) +
+          0.001;
       ASSERT_EQ(indexAt(movie, time), i);
     }
     // Past the end the last frame stays.
@@ -143,9 +145,9 @@ class MovieFileTest : public ::testing::Test {
     }
   }
 
-  std::filesystem::path makeMovie(const std::string& name, const TestMovies::Spec& spec) {
+  std::filesystem::path makeMovie(const std::string& name, const TestMovies::Recipe& recipe) {
     const auto path = folder_ / name;
-    EXPECT_EQ(TestMovies::make(path, spec), "");
+    EXPECT_EQ(TestMovies::make(path, recipe), "");
     return path;
   }
 
