@@ -54,10 +54,10 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
     std::lock_guard lock(mutex_);
     playing_ = true;
   }
-  pacer_.start(clock_.now());
   std::shared_ptr<const Bitmap> previous;
+  bool clockStarted = false;
   while (!stopRequested_) {
-    const FramePacer::Slot slot = pacer_.next(clock_.now());
+    FramePacer::Slot slot = clockStarted ? pacer_.next(clock_.now()) : FramePacer::Slot{};
     if (frames && slot.frame >= *frames) {
       break;
     }
@@ -65,6 +65,13 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
     const auto renderStart = clock_.now();
     drawFrame(slot.frame);
     const auto rendered = clock_.now();
+    if (!clockStarted) {
+      // The first frame loads shaders, fonts and files; were the clock running, the frames after it
+      // would be late or dropped. Frame 0 is due once it is drawn.
+      pacer_.start(rendered);
+      slot = pacer_.next(rendered);
+      clockStarted = true;
+    }
     clock_.waitUntil(slot.due);
     const auto showStart = clock_.now();
     // The outputs keep the clock's rate: the last frame again for each frame dropped, and for a frame

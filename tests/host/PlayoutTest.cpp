@@ -16,15 +16,24 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Time that passes only when playout waits for it: rendering takes no time at all.
+// Time that passes only when playout waits for it: rendering takes no time at all, but for the first
+// frame, which may be given a cost (the clock's second reading comes that long after its first).
 class FakeClock final : public PlayoutClock {
  public:
-  Time now() override { return now_; }
+  Time now() override {
+    if (++readings_ == 2) {
+      now_ += firstFrameCost;
+    }
+    return now_;
+  }
   void waitUntil(Time time) override { now_ = std::max(now_, time); }
   void wake() override {}
 
+  Time firstFrameCost{};
+
  private:
   Time now_ = 5s;
+  int readings_ = 0;
 };
 
 // Keeps a copy of every frame.
@@ -112,6 +121,18 @@ TEST_F(PlayoutTest, OutputThatBlocksDropsFramesAndTheClockGoesOn) {
   ASSERT_NE(frame, nullptr);
   EXPECT_EQ(frame->width(), 32);
   EXPECT_EQ(frame->height(), 18);
+}
+
+TEST_F(PlayoutTest, ClockStartsOnceTheFirstFrameIsDrawn) {
+  // Loading what the first frame needs may take several frame periods; no frame is dropped for it.
+  clock_.firstFrameCost = 300ms;
+  Playout playout(*renderer_, clock_, 25, countdown());
+  const auto start = clock_.now();
+  playout.play(10);
+  EXPECT_EQ(playout.pacing().framesShown, 10);
+  EXPECT_EQ(playout.pacing().framesLate, 0);
+  EXPECT_EQ(playout.pacing().framesDropped, 0);
+  EXPECT_EQ(clock_.now() - start, 300ms + 9 * 40ms);
 }
 
 TEST_F(PlayoutTest, OutputsGetEachFrameAsRenderingItAloneGivesIt) {
