@@ -160,16 +160,17 @@ void BM_PlayDemoIntoFileAndGStreamer(benchmark::State& state) {
   for (auto _ : state) {
     MonotonicClock clock;
     Playout playout(*creation.renderer, clock, kFrameRate, demo());
-    for (const std::string& name :
-         {path,
-          std::string("gst:videoconvert ! x264enc tune=zerolatency speed-preset=ultrafast ! mpegtsmux ! "
-                      "udpsink host=127.0.0.1 port=5600")}) {
-      auto opened = RenderOutput::open(name, kWidth, kHeight, kFrameRate, "");
-      if (!opened.output) {
-        state.SkipWithError(opened.error.c_str());
-        return;
-      }
-      playout.addOutput(std::make_unique<LiveOutput>(std::move(opened.output)));
+    auto opening = LiveOutput::openAll(
+        {path,
+         "gst:videoconvert ! x264enc tune=zerolatency speed-preset=ultrafast ! mpegtsmux ! "
+         "udpsink host=127.0.0.1 port=5600"},
+        kWidth, kHeight, kFrameRate, "");
+    if (!opening.error.empty()) {
+      state.SkipWithError(opening.error.c_str());
+      return;
+    }
+    for (std::unique_ptr<LiveOutput>& output : opening.outputs) {
+      playout.addOutput(std::move(output));
     }
     playout.play(std::llround(state.range(0) * kFrameRate));
     playout.finishOutputs();

@@ -87,12 +87,12 @@ void play(const PlayOptions& options) {
   MonotonicClock clock;
   Playout playout(*creation.renderer, clock, frameRate, composition);
   PublishedInputAssignment::applyAll(options.assignments, playout.graph());
-  for (const std::string& name : options.outputs) {
-    auto opened = RenderOutput::open(name, width, height, frameRate, options.codec);
-    if (!opened.output) {
-      throw CommandError(opened.error);
-    }
-    playout.addOutput(std::make_unique<LiveOutput>(std::move(opened.output)));
+  auto opening = LiveOutput::openAll(options.outputs, width, height, frameRate, options.codec);
+  if (!opening.error.empty()) {
+    throw CommandError(opening.error);
+  }
+  for (std::unique_ptr<LiveOutput>& output : opening.outputs) {
+    playout.addOutput(std::move(output));
   }
 
   std::optional<RemoteControl> control(std::in_place, playout, options.control);

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "foundation/image/Bitmap.h"
 #include "host/RenderOutput.h"
@@ -19,6 +20,18 @@ class LiveOutput {
  public:
   // Frames that may wait at most.
   static constexpr std::size_t kDefaultCapacity = 4;
+
+  struct Opening {
+    std::vector<std::unique_ptr<LiveOutput>> outputs;
+    // Why the first output that could not be opened could not; the others are then closed.
+    std::string error;
+  };
+
+  // Opens the outputs RenderOutput::open names on a thread of lower priority, which every thread they
+  // start (encoders, pipelines, the queues' workers) inherits: when the processors are busy, the clock's
+  // thread goes first, and an output that cannot keep up drops frames instead of making them late.
+  static Opening openAll(const std::vector<std::string>& names, int width, int height, double frameRate,
+                         const std::string& codec);
 
   explicit LiveOutput(std::unique_ptr<RenderOutput> inner, std::size_t capacity = kDefaultCapacity);
   // Stops the thread; frames still waiting are not written.
