@@ -80,19 +80,46 @@ void play(const PlayOptions& options) {
   }
   const std::optional<long long> frames = frameLimit(options, frameRate);
 
-  auto creation = Renderer::create(width, height);
+  // The preview, however often asked for, is one window showing the canvas itself, which needs the
+  // host's context on the window system; the other outputs take frames read back.
+  std::vector<std::string> otherOutputs = options.outputs;
+  const bool previewWanted = std::erase(otherOutputs, std::string(PreviewOutput::kName)) > 0;
+  std::string previewError;
+  auto creation = Renderer::create(
+      width, height, previewWanted ? GLContext::Platform::WindowSystem : GLContext::Platform::Offscreen);
+  if (previewWanted && !creation.renderer) {
+    previewError = creation.error;
+    creation = Renderer::create(width, height);
+  }
   if (!creation.renderer) {
     throw CommandError(creation.error);
   }
   MonotonicClock clock;
   Playout playout(*creation.renderer, clock, frameRate, composition);
   PublishedInputAssignment::applyAll(options.assignments, playout.graph());
-  auto opening = LiveOutput::openAll(options.outputs, width, height, frameRate, options.codec);
+  auto opening = LiveOutput::openAll(otherOutputs, width, height, frameRate, options.codec);
   if (!opening.error.empty()) {
     throw CommandError(opening.error);
   }
   for (std::unique_ptr<LiveOutput>& output : opening.outputs) {
     playout.addOutput(std::move(output));
+  }
+  if (previewWanted && previewError.empty()) {
+    auto preview = PreviewOutput::open(creation.renderer->gl(), width, height);
+    previewError = preview.error;
+    if (preview.output) {
+      playout.addOutput(std::move(preview.output));
+    }
+  }
+  if (!previewError.empty()) {
+    if (otherOutputs.empty()) {
+      throw CommandError("no preview window: " + previewError);
+    }
+    std::fprintf(stderr, "qva: no preview window: %s; the other outputs go on\n", previewError.c_str());
+  }
+  if (options.control.httpPort) {
+    // For the control server's snapshots.
+    playout.keepFramesInMemory();
   }
 
   std::optional<RemoteControl> control(std::in_place, playout, options.control);
@@ -107,7 +134,7 @@ void play(const PlayOptions& options) {
     // A failed output is reported once; the others go on, and playout ends when none is left.
     bool anyLeft = playout.outputs().empty();
     for (std::size_t index = 0; index < playout.outputs().size(); ++index) {
-      const LiveOutput& output = *playout.outputs()[index];
+      const PlayoutOutput& output = *playout.outputs()[index];
       if (output.failed() && !reported[index]) {
         reported[index] = true;
         std::fprintf(stderr, "%sqva: %s stopped: %s\n", terminal ? "\r\033[K" : "",
@@ -141,7 +168,7 @@ void play(const PlayOptions& options) {
                creation.renderer->gl().description().c_str());
   bool failed = false;
   for (std::size_t index = 0; index < errors.size(); ++index) {
-    const LiveOutput& output = *playout.outputs()[index];
+    const PlayoutOutput& output = *playout.outputs()[index];
     std::fprintf(stderr, "qva: %s: %lld frames written, %lld dropped%s%s\n", output.description().c_str(),
                  output.written(), output.dropped(), errors[index].empty() ? "" : "; ",
                  errors[index].c_str());

@@ -1,29 +1,12 @@
 #include "host/LiveOutput.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <cerrno>
-
 namespace qva {
-
-namespace {
-
-// Niceness added to the threads the outputs run on.
-constexpr int kOutputNiceness = 10;
-
-}  // namespace
 
 LiveOutput::Opening LiveOutput::openAll(const std::vector<std::string>& names, int width, int height,
                                         double frameRate, const std::string& codec) {
   Opening opening;
   std::thread([&] {
-    const auto thread = static_cast<id_t>(gettid());
-    errno = 0;
-    const int niceness = getpriority(PRIO_PROCESS, thread);
-    if (errno == 0) {
-      setpriority(PRIO_PROCESS, thread, niceness + kOutputNiceness);
-    }
+    lowerThreadPriority();
     for (const std::string& name : names) {
       auto opened = RenderOutput::open(name, width, height, frameRate, codec);
       if (!opened.output) {

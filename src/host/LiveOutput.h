@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "foundation/image/Bitmap.h"
+#include "host/PlayoutOutput.h"
 #include "host/RenderOutput.h"
 
 namespace qva {
@@ -16,7 +17,7 @@ namespace qva {
 // An output fed by a playout clock: frames wait in a bounded queue for a thread of the output's own, and
 // offering a frame never waits. A frame that finds the queue full is dropped and counted, so that a slow
 // output never holds the clock up. After the output fails it takes no more frames and keeps its error.
-class LiveOutput {
+class LiveOutput final : public PlayoutOutput {
  public:
   // Frames that may wait at most.
   static constexpr std::size_t kDefaultCapacity = 4;
@@ -35,20 +36,18 @@ class LiveOutput {
 
   explicit LiveOutput(std::unique_ptr<RenderOutput> inner, std::size_t capacity = kDefaultCapacity);
   // Stops the thread; frames still waiting are not written.
-  ~LiveOutput();
+  ~LiveOutput() override;
   LiveOutput(const LiveOutput&) = delete;
   LiveOutput& operator=(const LiveOutput&) = delete;
 
-  void offer(std::shared_ptr<const Bitmap> frame);
-  // Writes the frames that wait, then completes the inner output; an empty string, or the first error.
-  std::string finish();
+  bool takesPixels() const override { return true; }
+  void offer(std::shared_ptr<const Bitmap> frame) override;
+  std::string finish() override;
 
-  long long written() const;
-  long long dropped() const;
-  // The first error, empty while there is none.
-  std::string error() const;
-  bool failed() const { return !error().empty(); }
-  std::string description() const { return inner_->description(); }
+  long long written() const override;
+  long long dropped() const override;
+  std::string error() const override;
+  std::string description() const override { return inner_->description(); }
 
  private:
   void work();

@@ -54,6 +54,9 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
     std::lock_guard lock(mutex_);
     playing_ = true;
   }
+  const bool readBack =
+      framesInMemory_ || outputs_.empty() ||
+      std::any_of(outputs_.begin(), outputs_.end(), [](const auto& output) { return output->takesPixels(); });
   std::shared_ptr<const Bitmap> previous;
   bool clockStarted = false;
   while (!stopRequested_) {
@@ -63,7 +66,7 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
     }
     applyPending(slot.frame);
     const auto renderStart = clock_.now();
-    drawFrame(slot.frame);
+    drawFrame(slot.frame, readBack);
     const auto rendered = clock_.now();
     if (!clockStarted) {
       // The first frame loads shaders, fonts and files; were the clock running, the frames after it
@@ -109,11 +112,16 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
   pendingLoads_.clear();
 }
 
-void Playout::drawFrame(long long frame) {
+void Playout::drawFrame(long long frame, bool readBack) {
   Scene& scene = *scene_;
   renderer_.beginFrame(scene.context, scene.composition.background());
   scene.graph->evaluate(static_cast<double>(frame - scene.firstFrame) / frameRate_);
-  renderer_.beginRead(readback_);
+  if (readBack) {
+    renderer_.beginRead(readback_);
+  }
+  for (const auto& output : outputs_) {
+    output->offerCanvas(renderer_.canvasTexture());
+  }
 }
 
 std::shared_ptr<const Bitmap> Playout::collectFrame() {

@@ -17,9 +17,9 @@
 #include "host/CompositionGraph.h"
 #include "host/FramePacer.h"
 #include "host/FramePool.h"
-#include "host/LiveOutput.h"
 #include "host/PlayoutClock.h"
 #include "host/PlayoutControl.h"
+#include "host/PlayoutOutput.h"
 #include "host/Renderer.h"
 
 namespace qva {
@@ -27,8 +27,10 @@ namespace qva {
 // A composition played live: frames rendered on a clock at a fixed rate, read back once and offered to
 // every output, published inputs changed and compositions swapped at frame boundaries. Reading a frame
 // back overlaps drawing the next, so the outputs get each frame at the due time of the one after it: a
-// constant latency of one frame. The thread that makes it, with the renderer's context current, is its
-// host thread and the one that calls play(); the control members may be called from any thread.
+// constant latency of one frame. Outputs that take the canvas on the GPU get it as soon as it is drawn,
+// and when no output takes pixels, nothing is read back. The thread that makes it, with the renderer's
+// context current, is its host thread and the one that calls play(); the control members may be called from
+// any thread.
 class Playout final : public PlayoutControl {
  public:
   // Throws CompositionError when the composition cannot run.
@@ -37,8 +39,10 @@ class Playout final : public PlayoutControl {
 
   // The graph playing, for settings made on the host thread before play().
   CompositionGraph& graph() { return *scene_->graph; }
-  void addOutput(std::unique_ptr<LiveOutput> output) { outputs_.push_back(std::move(output)); }
-  const std::vector<std::unique_ptr<LiveOutput>>& outputs() const { return outputs_; }
+  void addOutput(std::unique_ptr<PlayoutOutput> output) { outputs_.push_back(std::move(output)); }
+  const std::vector<std::unique_ptr<PlayoutOutput>>& outputs() const { return outputs_; }
+  // Reads every frame back even when no output takes pixels, so that latestFrame() has it.
+  void keepFramesInMemory() { framesInMemory_ = true; }
 
   // Plays until stop() or, when given, until the clock reaches that frame, calling afterFrame on the host
   // thread after each frame shown; then stops the patches.
@@ -74,8 +78,8 @@ class Playout final : public PlayoutControl {
   std::unique_ptr<Scene> makeScene(const Composition& composition, long long firstFrame);
   void applyPending(long long nextFrame);
   std::string loadNow(const std::string& path, long long firstFrame);
-  // Draws a frame and begins reading it back.
-  void drawFrame(long long frame);
+  // Draws a frame, begins reading it back when that is wanted, and offers the canvas.
+  void drawFrame(long long frame, bool readBack);
   // The oldest frame read back, or nothing when memory or the driver failed.
   std::shared_ptr<const Bitmap> collectFrame();
   void offer(const std::shared_ptr<const Bitmap>& frame);
@@ -90,7 +94,8 @@ class Playout final : public PlayoutControl {
   FramePool pool_;
   AsyncReadback readback_;
   std::unique_ptr<Scene> scene_;
-  std::vector<std::unique_ptr<LiveOutput>> outputs_;
+  std::vector<std::unique_ptr<PlayoutOutput>> outputs_;
+  bool framesInMemory_ = false;
   std::thread::id hostThread_;
 
   mutable std::mutex mutex_;

@@ -1,8 +1,12 @@
 #include "host/PreviewOutput.h"
 
-#include <SDL2/SDL.h>
+#include <epoxy/gl.h>
 
 #include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "host/PreviewWindow.h"
 
 namespace qva {
 
@@ -10,96 +14,175 @@ namespace {
 
 constexpr int kMaxWidth = 1280;
 constexpr int kMaxHeight = 720;
-
-std::string sdlError(const std::string& what) {
-  return what + ": " + SDL_GetError();
-}
+// How often the window's events are handled while no frame comes.
+constexpr std::chrono::milliseconds kEventInterval(50);
+// How long the preview waits for the GPU to finish a copy before giving up on the frame.
+constexpr GLuint64 kCopyTimeoutNanoseconds = 1'000'000'000;
 
 }  // namespace
 
-PreviewOutput::~PreviewOutput() {
-  close();
-}
+PreviewOutput::PreviewOutput(int width, int height) : width_(width), height_(height) {}
 
-std::string PreviewOutput::openWindow(int width, int height) {
-  // A window needs a display: SDL would fall back on drawing nowhere. SDL_VIDEODRIVER still chooses.
-  SDL_SetHintWithPriority(SDL_HINT_VIDEODRIVER, "x11,wayland", SDL_HINT_DEFAULT);
-  if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
-    return sdlError("no display for the preview window");
+PreviewOutput::Creation PreviewOutput::open(GLContext& host, int width, int height) {
+  if (!(epoxy_gl_version() >= 43 || epoxy_has_gl_extension("GL_ARB_copy_image")) ||
+      !(epoxy_gl_version() >= 32 || epoxy_has_gl_extension("GL_ARB_sync"))) {
+    return {nullptr,
+            "the GL driver cannot copy textures with fences (OpenGL 4.3, or ARB_copy_image and "
+            "ARB_sync)"};
   }
-  videoStarted_ = true;
+  auto output = std::unique_ptr<PreviewOutput>(new PreviewOutput(width, height));
+  if (!output->makeTextures()) {
+    return {nullptr, "cannot make the preview's textures"};
+  }
   const double scale =
       std::min({1.0, static_cast<double>(kMaxWidth) / width, static_cast<double>(kMaxHeight) / height});
-  // At the top left of the screen: without a window manager the window lands exactly there.
-  window_ = SDL_CreateWindow("qva preview", 0, 0, std::max(1, static_cast<int>(width * scale)),
-                             std::max(1, static_cast<int>(height * scale)), SDL_WINDOW_SHOWN);
-  if (window_ == nullptr) {
-    return sdlError("cannot open the preview window");
+  const int windowWidth = std::max(1, static_cast<int>(width * scale));
+  const int windowHeight = std::max(1, static_cast<int>(height * scale));
+  std::promise<std::string> opened;
+  std::future<std::string> answer = opened.get_future();
+  PreviewOutput& running = *output;
+  output->thread_ = std::thread([&running, &host, windowWidth, windowHeight, &opened] {
+    running.run(host, windowWidth, windowHeight, opened);
+  });
+  if (std::string error = answer.get(); !error.empty()) {
+    return {nullptr, error};
   }
-  // Showing a frame is a copy and a scale: the software renderer, drawing into the window's own
-  // framebuffer, needs no GL of the display's beside the host's.
-  SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
-  renderer_ = SDL_CreateRenderer(window_, -1, SDL_RENDERER_SOFTWARE);
-  if (renderer_ == nullptr) {
-    return sdlError("cannot draw in the preview window");
-  }
-  SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
-  // Premultiplied BGRA bytes are ARGB8888 words on a little-endian machine.
-  texture_ =
-      SDL_CreateTexture(renderer_, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, width, height);
-  if (texture_ == nullptr) {
-    return sdlError("cannot make the preview window's picture");
-  }
-  // Composited over black: premultiplied colour as it stands.
-  SDL_SetTextureBlendMode(texture_, SDL_BLENDMODE_NONE);
-  return {};
+  return {std::move(output), {}};
 }
 
-std::string PreviewOutput::writeFrame(const PixelBufferView& frame) {
-  if (window_ == nullptr) {
-    if (std::string error = openWindow(frame.width, frame.height); !error.empty()) {
-      close();
-      return error;
+PreviewOutput::~PreviewOutput() {
+  stopThread();
+  for (void* fence : fences_) {
+    if (fence != nullptr) {
+      glDeleteSync(static_cast<GLsync>(fence));
     }
   }
-  SDL_Event event;
-  while (SDL_PollEvent(&event) != 0) {
-    if (event.type == SDL_QUIT ||
-        (event.type == SDL_WINDOWEVENT && event.window.event == SDL_WINDOWEVENT_CLOSE)) {
-      close();
-      return "the preview window was closed";
+  glDeleteTextures(static_cast<GLsizei>(textures_.size()), textures_.data());
+}
+
+bool PreviewOutput::makeTextures() {
+  GLint previous = 0;
+  glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
+  GLContext::takeError();
+  glGenTextures(static_cast<GLsizei>(textures_.size()), textures_.data());
+  for (std::size_t index = 0; index < textures_.size(); ++index) {
+    glBindTexture(GL_TEXTURE_2D, textures_[index]);
+    // Of the canvas's format, which copying needs.
+    GLContext::specifyTexture(GL_TEXTURE_2D, width_, height_, nullptr);
+    GLContext::resetSampling({textures_[index], TextureTarget::Texture2D, width_, height_, false});
+    free_.push_back(index);
+  }
+  glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(previous));
+  return GLContext::takeError() == 0;
+}
+
+void PreviewOutput::run(const GLContext& host, int windowWidth, int windowHeight,
+                        std::promise<std::string>& opened) {
+  lowerThreadPriority();
+  PreviewWindow::Creation creation = PreviewWindow::open(host, windowWidth, windowHeight);
+  opened.set_value(creation.error);
+  if (creation.window) {
+    show(*creation.window);
+  }
+}
+
+void PreviewOutput::show(PreviewWindow& window) {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait_for(lock, kEventInterval, [this] { return waiting_ || closing_; });
+    const std::optional<std::size_t> taken = std::exchange(waiting_, std::nullopt);
+    if (!taken && closing_) {
+      return;
     }
+    lock.unlock();
+    std::string error;
+    if (window.closed()) {
+      error = "the preview window was closed";
+    } else if (taken) {
+      auto& fence = fences_[*taken];
+      const GLenum copied =
+          glClientWaitSync(static_cast<GLsync>(fence), GL_SYNC_FLUSH_COMMANDS_BIT, kCopyTimeoutNanoseconds);
+      glDeleteSync(static_cast<GLsync>(fence));
+      error = copied == GL_ALREADY_SIGNALED || copied == GL_CONDITION_SATISFIED
+                  ? window.show(textures_[*taken], width_, height_)
+                  : "the GPU did not copy a frame for the preview window in time";
+      // The next copy into the texture waits until it has been drawn.
+      fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+      glFlush();
+    }
+    lock.lock();
+    if (taken) {
+      free_.push_back(*taken);
+    }
+    if (!error.empty()) {
+      error_ = std::move(error);
+      return;
+    }
+    shown_ += taken ? 1 : 0;
   }
-  if (SDL_UpdateTexture(texture_, nullptr, frame.bytes, static_cast<int>(frame.rowBytes)) != 0 ||
-      SDL_RenderCopy(renderer_, texture_, nullptr, nullptr) != 0) {
-    return sdlError("cannot show a frame in the preview window");
+}
+
+void PreviewOutput::offerCanvas(const TextureView& canvas) {
+  std::size_t index = 0;
+  {
+    std::lock_guard lock(mutex_);
+    if (!error_.empty() || closing_) {
+      return;
+    }
+    // Never empty: of the textures, the preview's thread holds one at most and one waits at most.
+    index = free_.back();
+    free_.pop_back();
   }
-  SDL_RenderPresent(renderer_);
-  return {};
+  if (void* drawn = fences_[index]) {
+    glWaitSync(static_cast<GLsync>(drawn), 0, GL_TIMEOUT_IGNORED);
+    glDeleteSync(static_cast<GLsync>(drawn));
+  }
+  glCopyImageSubData(canvas.name, GLContext::glTarget(canvas.target), 0, 0, 0, 0, textures_[index],
+                     GL_TEXTURE_2D, 0, 0, 0, 0, width_, height_, 1);
+  fences_[index] = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+  // Another context waits for the fence: it must reach the GPU.
+  glFlush();
+  {
+    std::lock_guard lock(mutex_);
+    if (waiting_) {
+      free_.push_back(*waiting_);
+      ++dropped_;
+    }
+    waiting_ = index;
+  }
+  changed_.notify_all();
 }
 
 std::string PreviewOutput::finish() {
-  close();
-  return {};
+  stopThread();
+  std::lock_guard lock(mutex_);
+  return error_;
 }
 
-void PreviewOutput::close() {
-  if (texture_ != nullptr) {
-    SDL_DestroyTexture(texture_);
-    texture_ = nullptr;
+void PreviewOutput::stopThread() {
+  {
+    std::lock_guard lock(mutex_);
+    closing_ = true;
   }
-  if (renderer_ != nullptr) {
-    SDL_DestroyRenderer(renderer_);
-    renderer_ = nullptr;
+  changed_.notify_all();
+  if (thread_.joinable()) {
+    thread_.join();
   }
-  if (window_ != nullptr) {
-    SDL_DestroyWindow(window_);
-    window_ = nullptr;
-  }
-  if (videoStarted_) {
-    SDL_QuitSubSystem(SDL_INIT_VIDEO);
-    videoStarted_ = false;
-  }
+}
+
+long long PreviewOutput::written() const {
+  std::lock_guard lock(mutex_);
+  return shown_;
+}
+
+long long PreviewOutput::dropped() const {
+  std::lock_guard lock(mutex_);
+  return dropped_;
+}
+
+std::string PreviewOutput::error() const {
+  std::lock_guard lock(mutex_);
+  return error_;
 }
 
 }  // namespace qva

@@ -4,7 +4,6 @@
 
 #include "host/GStreamerOutput.h"
 #include "host/PngSequenceOutput.h"
-#include "host/PreviewOutput.h"
 #include "host/RawFrameOutput.h"
 #include "host/VideoFileOutput.h"
 
@@ -16,9 +15,6 @@ RenderOutput::Creation RenderOutput::open(const std::string& path, int width, in
                                           const std::string& codec, FieldOrder fieldOrder) {
   if (path == "-") {
     return {std::make_unique<RawFrameOutput>(stdout), {}};
-  }
-  if (path == PreviewOutput::kName) {
-    return {std::make_unique<PreviewOutput>(), {}};
   }
   if (path.starts_with(kGStreamerPrefix)) {
     const std::string pipeline = path.substr(std::string_view(kGStreamerPrefix).size());

@@ -8,8 +8,8 @@
 
 namespace qva {
 
-// Where rendered frames go: a PNG sequence, a video file, a GStreamer pipeline, a preview window or raw
-// BGRA frames on standard output.
+// Where rendered frames go: a PNG sequence, a video file, a GStreamer pipeline or raw BGRA frames on
+// standard output.
 class RenderOutput {
  public:
   // What names a GStreamer pipeline, in gst-launch syntax after it.
@@ -20,9 +20,8 @@ class RenderOutput {
     std::string error;
   };
 
-  // "-" for raw frames on standard output; "gst:PIPELINE" for a GStreamer pipeline; "preview" for a
-  // window; NAME.mov, .mp4 or .mkv
-  // for a video (codec as VideoWriter takes it); a folder (existing, or named with a trailing slash) for
+  // "-" for raw frames on standard output; "gst:PIPELINE" for a GStreamer pipeline; NAME.mov, .mp4 or
+  // .mkv for a video (codec as VideoWriter takes it); a folder (existing, or named with a trailing slash) for
   // out_%05d.png in it, or a pattern with one %d (optionally %05d) ending in .png. Videos carry the field
   // order.
   static Creation open(const std::string& path, int width, int height, double frameRate,

@@ -4,8 +4,8 @@
 
 namespace qva {
 
-Renderer::Creation Renderer::create(int width, int height) {
-  auto creation = GLContext::create();
+Renderer::Creation Renderer::create(int width, int height, GLContext::Platform platform) {
+  auto creation = GLContext::create(platform);
   if (!creation.context) {
     return {nullptr, creation.error};
   }

@@ -22,7 +22,8 @@ class Renderer {
     std::string error;
   };
 
-  static Creation create(int width, int height);
+  static Creation create(int width, int height,
+                         GLContext::Platform platform = GLContext::Platform::Offscreen);
   // A renderer over a context made elsewhere.
   static Creation create(std::unique_ptr<GLContext> gl, int width, int height);
 
@@ -34,6 +35,8 @@ class Renderer {
   GLContext& gl() { return *gl_; }
   int width() const { return width_; }
   int height() const { return height_; }
+  // The canvas's colour texture, whose first row is the frame's top one.
+  TextureView canvasTexture() const { return canvas_.texture(); }
   // (-1, -H/W, 2, 2H/W).
   Rect bounds() const;
 

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <thread>
 
+#include "host/LiveOutput.h"
 #include "host/Playout.h"
 #include "support/BlockingOutput.h"
 #include "support/CompositionFrames.h"

@@ -92,12 +92,19 @@ bool hasExtension(const char* list, const char* name) {
   return false;
 }
 
-EGLDisplay openDisplay(std::string& error) {
-  const char* clientExtensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-  if (!hasExtension(clientExtensions, "EGL_EXT_platform_base")) {
-    error = "the EGL library offers no platform displays (EGL_EXT_platform_base)";
-    return EGL_NO_DISPLAY;
+EGLDisplay initialised(const std::vector<std::pair<EGLenum, void*>>& candidates) {
+  for (const auto& [platform, native] : candidates) {
+    EGLDisplay display = eglGetPlatformDisplayEXT(platform, native, nullptr);
+    EGLint major = 0;
+    EGLint minor = 0;
+    if (display != EGL_NO_DISPLAY && eglInitialize(display, &major, &minor)) {
+      return display;
+    }
   }
+  return EGL_NO_DISPLAY;
+}
+
+EGLDisplay openOffscreenDisplay(const char* clientExtensions, std::string& error) {
   std::vector<std::pair<EGLenum, void*>> candidates;
   if (hasExtension(clientExtensions, "EGL_MESA_platform_surfaceless")) {
     candidates.emplace_back(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY);
@@ -118,16 +125,40 @@ EGLDisplay openDisplay(std::string& error) {
         "EGL_EXT_platform_device)";
     return EGL_NO_DISPLAY;
   }
-  for (const auto& [platform, native] : candidates) {
-    EGLDisplay display = eglGetPlatformDisplayEXT(platform, native, nullptr);
-    EGLint major = 0;
-    EGLint minor = 0;
-    if (display != EGL_NO_DISPLAY && eglInitialize(display, &major, &minor)) {
-      return display;
-    }
+  EGLDisplay display = initialised(candidates);
+  if (display == EGL_NO_DISPLAY) {
+    error = "no EGL display could be initialised (is a Mesa or GPU EGL driver installed, e.g. libegl-mesa0?)";
   }
-  error = "no EGL display could be initialised (is a Mesa or GPU EGL driver installed, e.g. libegl-mesa0?)";
-  return EGL_NO_DISPLAY;
+  return display;
+}
+
+EGLDisplay openWindowSystemDisplay(const char* clientExtensions, std::string& error) {
+  if (!hasExtension(clientExtensions, "EGL_KHR_platform_x11") &&
+      !hasExtension(clientExtensions, "EGL_EXT_platform_x11")) {
+    error = "the EGL library has no X11 platform (EGL_KHR_platform_x11)";
+    return EGL_NO_DISPLAY;
+  }
+  const char* name = std::getenv("DISPLAY");
+  if (name == nullptr || *name == '\0') {
+    error = "no X display (DISPLAY is not set)";
+    return EGL_NO_DISPLAY;
+  }
+  // The default display is the one DISPLAY names, on a connection of the driver's own.
+  EGLDisplay display = initialised({{EGL_PLATFORM_X11_KHR, EGL_DEFAULT_DISPLAY}});
+  if (display == EGL_NO_DISPLAY) {
+    error = "EGL cannot open the X display \"" + std::string(name) + "\"";
+  }
+  return display;
+}
+
+EGLDisplay openDisplay(GLContext::Platform platform, std::string& error) {
+  const char* clientExtensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+  if (!hasExtension(clientExtensions, "EGL_EXT_platform_base")) {
+    error = "the EGL library offers no platform displays (EGL_EXT_platform_base)";
+    return EGL_NO_DISPLAY;
+  }
+  return platform == GLContext::Platform::WindowSystem ? openWindowSystemDisplay(clientExtensions, error)
+                                                       : openOffscreenDisplay(clientExtensions, error);
 }
 
 // Mesa's software rasterizer hands the drawing of each frame to one thread per processor and waits for
@@ -147,7 +178,7 @@ void chooseSoftwareRasterizerThreads() {
 
 }  // namespace
 
-GLContext::Creation GLContext::create() {
+GLContext::Creation GLContext::create(Platform platform) {
   // Before the driver is loaded: it reads the setting once, when the first display is initialised.
   chooseSoftwareRasterizerThreads();
   // libepoxy aborts the process when it cannot find EGL; ask the loader first.
@@ -158,7 +189,7 @@ GLContext::Creation GLContext::create() {
   const Binding previous{eglGetCurrentDisplay(), eglGetCurrentContext(), eglGetCurrentSurface(EGL_DRAW),
                          eglGetCurrentSurface(EGL_READ)};
   std::string error;
-  EGLDisplay display = openDisplay(error);
+  EGLDisplay display = openDisplay(platform, error);
   if (display == EGL_NO_DISPLAY) {
     return {nullptr, "no OpenGL: " + error};
   }

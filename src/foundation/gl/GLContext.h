@@ -11,11 +11,20 @@
 
 namespace qva {
 
-// The host's OpenGL context: one EGL context without a window (Mesa's surfaceless platform, or the
-// first EGL device) with a desktop compatibility profile, current on the thread that created it. It
-// also converts images between their representations, keeping each result with the image.
+// The host's OpenGL context: one EGL context without a window surface (on Mesa's surfaceless platform or
+// the first EGL device, or on the window system's display) with a desktop compatibility profile, current
+// on the thread that created it. It also converts images between their representations, keeping each
+// result with the image.
 class GLContext {
  public:
+  // Where the context is made. Only contexts of one EGL display share textures, so a context that
+  // shows frames in a window on the user's screen needs the host's context made on that screen's
+  // display; without a window, no display server is needed.
+  enum class Platform {
+    Offscreen,
+    // X11, on the display DISPLAY names.
+    WindowSystem,
+  };
   struct Creation {
     std::unique_ptr<GLContext> context;
     // Why there is no context: names what is missing.
@@ -25,12 +34,15 @@ class GLContext {
   // Makes the context current on the calling thread; destroying it makes the context that was current
   // before current again. On two processors or fewer, Mesa's software rasterizer draws in the calling
   // thread rather than in threads of its own, unless LP_NUM_THREADS says otherwise.
-  static Creation create();
+  static Creation create(Platform platform = Platform::Offscreen);
   ~GLContext();
   GLContext(const GLContext&) = delete;
   GLContext& operator=(const GLContext&) = delete;
 
   bool makeCurrent();
+  // The EGL display and context, for contexts made to share this one's textures.
+  void* eglDisplay() const { return display_; }
+  void* eglContext() const { return context_; }
   // "renderer, version" as the driver reports them.
   const std::string& description() const { return description_; }
   // Whether the driver draws on the processor (Mesa's llvmpipe or softpipe), where some paths cost
