@@ -1,5 +1,6 @@
 #include "foundation/gl/GLContext.h"
 
+#include <X11/Xlib.h>
 #include <dlfcn.h>
 #include <epoxy/egl.h>
 #include <epoxy/gl.h>
@@ -132,7 +133,10 @@ EGLDisplay openOffscreenDisplay(const char* clientExtensions, std::string& error
   return display;
 }
 
-EGLDisplay openWindowSystemDisplay(const char* clientExtensions, std::string& error) {
+// A display on a connection of its own to the X server DISPLAY names, which the connection keeps
+// initialised while it lives: a display the driver opened itself would stay tied to the first server.
+EGLDisplay openWindowSystemDisplay(const char* clientExtensions, std::shared_ptr<void>& connection,
+                                   std::string& error) {
   if (!hasExtension(clientExtensions, "EGL_KHR_platform_x11") &&
       !hasExtension(clientExtensions, "EGL_EXT_platform_x11")) {
     error = "the EGL library has no X11 platform (EGL_KHR_platform_x11)";
@@ -143,22 +147,33 @@ EGLDisplay openWindowSystemDisplay(const char* clientExtensions, std::string& er
     error = "no X display (DISPLAY is not set)";
     return EGL_NO_DISPLAY;
   }
-  // The default display is the one DISPLAY names, on a connection of the driver's own.
-  EGLDisplay display = initialised({{EGL_PLATFORM_X11_KHR, EGL_DEFAULT_DISPLAY}});
-  if (display == EGL_NO_DISPLAY) {
-    error = "EGL cannot open the X display \"" + std::string(name) + "\"";
+  Display* server = XOpenDisplay(nullptr);
+  if (server == nullptr) {
+    error = "cannot open the X display \"" + std::string(name) + "\"";
+    return EGL_NO_DISPLAY;
   }
+  EGLDisplay display = initialised({{EGL_PLATFORM_X11_KHR, server}});
+  if (display == EGL_NO_DISPLAY) {
+    XCloseDisplay(server);
+    error = "the EGL driver cannot draw on the X display \"" + std::string(name) + "\"";
+    return EGL_NO_DISPLAY;
+  }
+  connection = std::shared_ptr<void>(server, [display](void* opened) {
+    eglTerminate(display);
+    XCloseDisplay(static_cast<Display*>(opened));
+  });
   return display;
 }
 
-EGLDisplay openDisplay(GLContext::Platform platform, std::string& error) {
+EGLDisplay openDisplay(GLContext::Platform platform, std::shared_ptr<void>& connection, std::string& error) {
   const char* clientExtensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
   if (!hasExtension(clientExtensions, "EGL_EXT_platform_base")) {
     error = "the EGL library offers no platform displays (EGL_EXT_platform_base)";
     return EGL_NO_DISPLAY;
   }
-  return platform == GLContext::Platform::WindowSystem ? openWindowSystemDisplay(clientExtensions, error)
-                                                       : openOffscreenDisplay(clientExtensions, error);
+  return platform == GLContext::Platform::WindowSystem
+             ? openWindowSystemDisplay(clientExtensions, connection, error)
+             : openOffscreenDisplay(clientExtensions, error);
 }
 
 // Mesa's software rasterizer hands the drawing of each frame to one thread per processor and waits for
@@ -189,7 +204,8 @@ GLContext::Creation GLContext::create(Platform platform) {
   const Binding previous{eglGetCurrentDisplay(), eglGetCurrentContext(), eglGetCurrentSurface(EGL_DRAW),
                          eglGetCurrentSurface(EGL_READ)};
   std::string error;
-  EGLDisplay display = openDisplay(platform, error);
+  std::shared_ptr<void> connection;
+  EGLDisplay display = openDisplay(platform, connection, error);
   if (display == EGL_NO_DISPLAY) {
     return {nullptr, "no OpenGL: " + error};
   }
@@ -222,6 +238,7 @@ GLContext::Creation GLContext::create(Platform platform) {
   description += reinterpret_cast<const char*>(glGetString(GL_VERSION));
   auto made = std::unique_ptr<GLContext>(new GLContext(display, context, std::move(description)));
   made->previous_ = previous;
+  made->connection_ = std::move(connection);
   return {std::move(made), {}};
 }
 
@@ -241,7 +258,8 @@ GLContext::~GLContext() {
       eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     }
   }
-  // The display stays initialised: other contexts of the process may share it.
+  // An offscreen display stays initialised: other contexts of the process may share it. One on the
+  // window system goes with the connection, after the context.
   eglDestroyContext(display_, context_);
 }
 

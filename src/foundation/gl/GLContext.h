@@ -120,6 +120,8 @@ class GLContext {
   void* context_;
   std::string description_;
   Binding previous_;
+  // The window system's connection, when the context is on one.
+  std::shared_ptr<void> connection_;
   // Textures of drawn images that have gone, for the next ones to draw into: a crawl makes a new image
   // every frame. Cached textures of images that outlive the context find it gone.
   std::shared_ptr<SpareTextures> spareTextures_;
