@@ -25,6 +25,7 @@ class GLContext {
     // X11, on the display DISPLAY names.
     WindowSystem,
   };
+
   struct Creation {
     std::unique_ptr<GLContext> context;
     // Why there is no context: names what is missing.
