@@ -62,6 +62,12 @@ class ImageWithRTFStringTest : public testing::Test {
   }
 
   std::uint32_t index(const char* key) const { return driver_.output(key).indexValue(); }
+  // The line count of a frame drawn in the line break mode.
+  std::uint32_t lineCountIn(std::uint32_t mode) {
+    driver_.set("inputLineBreakMode", mode);
+    render();
+    return index("outputLineCount");
+  }
 
   PatchDriver driver_;
   ImageRef image_;
@@ -91,13 +97,16 @@ TEST_F(ImageWithRTFStringTest, TheClassAndItsPorts) {
   EXPECT_EQ(lineBreak->defaultValue.indexValue(), 2u);
 
   // The separators of the line break menu take no index.
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(0), LineBreakMode::Clip);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(1), LineBreakMode::CharWrap);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(2), LineBreakMode::WordWrap);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(3), LineBreakMode::TruncateHead);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(4), LineBreakMode::TruncateMiddle);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(5), LineBreakMode::TruncateTail);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(6), std::nullopt);
+  const std::optional<LineBreakMode> modes[] = {LineBreakMode::Clip,
+                                                LineBreakMode::CharWrap,
+                                                LineBreakMode::WordWrap,
+                                                LineBreakMode::TruncateHead,
+                                                LineBreakMode::TruncateMiddle,
+                                                LineBreakMode::TruncateTail,
+                                                std::nullopt};
+  for (std::uint32_t index = 0; index < std::size(modes); ++index) {
+    EXPECT_EQ(Plugin::lineBreakModeForIndex(index), modes[index]) << index;
+  }
   EXPECT_EQ(Plugin::alignmentForIndex(1), TextAlignment::Center);
   EXPECT_EQ(Plugin::alignmentForIndex(2), TextAlignment::Right);
   EXPECT_EQ(Plugin::alignmentForIndex(4), TextAlignment::Natural);
@@ -216,31 +225,21 @@ TEST_F(ImageWithRTFStringTest, StatisticsCountUnitsWordsAndLinesByTheLineBreakMo
 
   driver_.set("inputString", kSentence);
   driver_.set("inputWidth", 200u);
+  const TextLayout layout(styled(kSentence, plainStyle()), {200.0, std::nullopt});
+  ASSERT_GT(layout.lineCount(), 3u);
   for (std::uint32_t mode : {1u, 2u}) {
-    driver_.set("inputLineBreakMode", mode);
-    render();
-    const TextLayout layout(styled(kSentence, plainStyle()), {200.0, std::nullopt});
-    EXPECT_EQ(index("outputLineCount"), layout.lineCount()) << mode;
-    EXPECT_GT(index("outputLineCount"), 3u);
+    EXPECT_EQ(lineCountIn(mode), layout.lineCount()) << mode;
   }
   for (std::uint32_t mode : {0u, 3u, 4u, 5u}) {
-    driver_.set("inputLineBreakMode", mode);
-    render();
-    EXPECT_EQ(index("outputLineCount"), 1u) << mode;
+    EXPECT_EQ(lineCountIn(mode), 1u) << mode;
   }
-  driver_.set("inputLineBreakMode", 6u);
-  render();
-  EXPECT_EQ(index("outputLineCount"), 0u);
+  EXPECT_EQ(lineCountIn(6u), 0u);
 
   // An empty text has no lines when wrapped, one when clipped.
   driver_.set("inputString", "");
-  driver_.set("inputLineBreakMode", 2u);
-  render();
-  EXPECT_EQ(index("outputLineCount"), 0u);
+  EXPECT_EQ(lineCountIn(2u), 0u);
   EXPECT_EQ(index("outputCharacterCount"), 0u);
-  driver_.set("inputLineBreakMode", 0u);
-  render();
-  EXPECT_EQ(index("outputLineCount"), 1u);
+  EXPECT_EQ(lineCountIn(0u), 1u);
 }
 
 TEST_F(ImageWithRTFStringTest, StatisticsOfAFixedSizeAndOfRtfInputCountTheTextDrawn) {

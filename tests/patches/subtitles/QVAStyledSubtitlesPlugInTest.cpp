@@ -19,6 +19,7 @@
 #include "patches/subtitles/QVAStyledSubtitlesPlugIn.h"
 #include "patches/subtitles/StringEncodingMenu.h"
 #include "support/PatchExecution.h"
+#include "support/PixelProbe.h"
 #include "support/TemporaryFolder.h"
 
 namespace qva {
@@ -183,19 +184,18 @@ class StyledSubtitlesTest : public ::testing::Test {
   Frame render(double seconds) {
     patch_.setInputValue("inputMovieTime", Value(seconds));
     executeOnce(patch_, context_);
-    Frame frame;
     if (image() == nullptr) {
-      return frame;
+      return Frame{};
     }
     const std::optional<PixelBufferView> view = image()->pixelBuffer();
     EXPECT_TRUE(view.has_value());
-    frame.width = view->width;
-    frame.height = view->height;
-    for (int y = 0; y < view->height; ++y) {
-      const std::uint8_t* row = view->bytes + static_cast<std::size_t>(y) * view->rowBytes;
-      frame.bgra.insert(frame.bgra.end(), row, row + static_cast<std::ptrdiff_t>(view->width) * 4);
-    }
-    return frame;
+    return Frame{view->width, view->height, packedBytes(*view)};
+  }
+  // FFmpeg's picture of the script at the time, drawn by the filter.
+  std::optional<Frame> ffmpeg(const FFmpegFilter& filter, long long milliseconds,
+                              const std::filesystem::path& script = {}) {
+    return ffmpegFrame(filter, script.empty() ? folder_ / "styled.ass" : script, milliseconds,
+                       folder_ / "ffmpeg.rgba");
   }
 
   TaskQueue queue_;
@@ -232,13 +232,10 @@ TEST_F(StyledSubtitlesTest, FramesMatchFFmpegsLibassFilters) {
     ASSERT_EQ(ours.height, kHeight);
     EXPECT_GT(ours.ink(), 255 * 5000);
 
-    const std::optional<Frame> libass =
-        ffmpegFrame({"ass", ""}, folder_ / "styled.ass", milliseconds, folder_ / "ffmpeg.rgba");
+    const std::optional<Frame> libass = ffmpeg({"ass", ""}, milliseconds);
     ASSERT_TRUE(libass);
     EXPECT_LE(compare(ours, *libass).largest, 3);
-
-    const std::optional<Frame> subtitles =
-        ffmpegFrame({"subtitles", ""}, folder_ / "styled.ass", milliseconds, folder_ / "ffmpeg.rgba");
+    const std::optional<Frame> subtitles = ffmpeg({"subtitles", ""}, milliseconds);
     ASSERT_TRUE(subtitles);
     const FrameDifference difference = compare(ours, *subtitles);
     EXPECT_NEAR(difference.inkRatio, 1.0, 0.01);
@@ -258,10 +255,9 @@ TEST_F(StyledSubtitlesTest, PicturesArePremultipliedBgraOverTransparency) {
   EXPECT_EQ(eventCount(), 5u);
   // Inside the drawing: red 255, green 64, blue 32 at half opacity (transparency 0x80).
   const std::uint8_t* drawing = frame.pixel(60, 50);
-  EXPECT_NEAR(drawing[0], 16, 1);
-  EXPECT_NEAR(drawing[1], 32, 1);
-  EXPECT_NEAR(drawing[2], 127, 1);
-  EXPECT_NEAR(drawing[3], 127, 1);
+  for (const int channel : {0, 1, 2, 3}) {
+    EXPECT_NEAR(drawing[channel], (std::array{16, 32, 127, 127})[channel], 1) << channel;
+  }
   // Every pixel is valid premultiplied colour.
   for (std::size_t i = 0; i < frame.bgra.size(); i += 4) {
     ASSERT_LE(std::max({frame.bgra[i], frame.bgra[i + 1], frame.bgra[i + 2]}), frame.bgra[i + 3]) << i / 4;
@@ -308,31 +304,27 @@ TEST_F(StyledSubtitlesTest, FontsComeFromTheFontsFolderToo) {
   patch_.setInputValue("inputFontsFolder", Value("fonts"));
   const Frame folderFont = render(6.6);
   EXPECT_GT(compare(fallback, folderFont).largest, 200);
-  const std::optional<Frame> libass = ffmpegFrame({"ass", ":fontsdir='" + (folder_ / "fonts").string() + "'"},
-                                                  folder_ / "styled.ass", 6600, folder_ / "ffmpeg.rgba");
+  const std::optional<Frame> libass =
+      ffmpeg({"ass", ":fontsdir='" + (folder_ / "fonts").string() + "'"}, 6600);
   ASSERT_TRUE(libass);
   EXPECT_LE(compare(folderFont, *libass).largest, 3);
 }
 
 TEST_F(StyledSubtitlesTest, UnreadableScriptsAndOddTimesGiveNoPictureAndNoFailure) {
-  patch_.setInputValue("inputSubtitleFile", Value("missing.ass"));
-  render(1.0);
-  ASSERT_EQ(log_.size(), 1u);
-  EXPECT_EQ(log_[0], "ERROR opening subtitle file: " + (folder_ / "missing.ass").string());
-  EXPECT_EQ(image(), nullptr);
-  EXPECT_EQ(eventCount(), 0u);
-
   std::string garbage;
   for (int i = 0; i < 100000; ++i) {
     garbage.push_back(static_cast<char>(i * 7919 % 251));
   }
   std::ofstream(folder_ / "garbage.ass", std::ios::binary) << garbage;
-  patch_.setInputValue("inputSubtitleFile", Value("garbage.ass"));
-  render(1.0);
-  EXPECT_EQ(image(), nullptr);
-  EXPECT_EQ(eventCount(), 0u);
-  ASSERT_EQ(log_.size(), 2u);
-  EXPECT_EQ(log_[1], "ERROR opening subtitle file: " + (folder_ / "garbage.ass").string());
+  for (const std::string name : {"missing.ass", "garbage.ass"}) {
+    const std::size_t logged = log_.size();
+    patch_.setInputValue("inputSubtitleFile", Value(name));
+    render(1.0);
+    ASSERT_EQ(log_.size(), logged + 1);
+    EXPECT_EQ(log_.back(), "ERROR opening subtitle file: " + (folder_ / name).string());
+    EXPECT_EQ(image(), nullptr);
+    EXPECT_EQ(eventCount(), 0u);
+  }
 
   patch_.setInputValue("inputSubtitleFile", Value("styled.ass"));
   for (double time : {-1.0, std::nan(""), std::numeric_limits<double>::infinity(), 1e300}) {
@@ -395,8 +387,7 @@ TEST_P(StyledSubtitlesCorpus, RendersLikeFFmpeg) {
     const Frame ours = render(static_cast<double>(milliseconds) / 1000.0);
     ASSERT_EQ(ours.width, kWidth);
     EXPECT_GT(eventCount(), 0u);
-    const std::optional<Frame> theirs =
-        ffmpegFrame({script.filter, script.filterOptions}, path, milliseconds, folder_ / "ffmpeg.rgba");
+    const std::optional<Frame> theirs = ffmpeg({script.filter, script.filterOptions}, milliseconds, path);
     ASSERT_TRUE(theirs);
     const FrameDifference difference = compare(ours, *theirs);
     if (std::string(script.filter) == "ass") {
