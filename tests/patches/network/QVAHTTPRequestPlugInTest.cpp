@@ -5,9 +5,8 @@
 
 #include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
-#include "host/DriveSession.h"
-#include "patches/AllPatches.h"
 #include "patches/network/QVAHTTPRequestPlugIn.h"
+#include "support/DriveScript.h"
 #include "support/LoopbackHTTPServer.h"
 #include "support/PatchExecution.h"
 
@@ -206,14 +205,9 @@ TEST_F(HTTPRequestPlugInTest, ANewSendOrAStopCancelsTheRequestInFlight) {
 }
 
 TEST_F(HTTPRequestPlugInTest, RunsThroughTheDriverWithTheBundle) {
-  DriveOptions options;
-  options.registry = &bundledPatches();
-  const auto lines =
-      DriveSession::runScript(PropertyList::parse(R"({"class": "QVAHTTPRequestPlugIn", "steps": [
-      {"time": 0, "inputs": {"inputURL": ")" + server_.url("/feed") +
-                                                  R"("}},
-      {"op": "wait", "seconds": 1}, {"time": 1}, {"time": 2}]})"),
-                              options);
+  const auto lines = drivePatch("QVAHTTPRequestPlugIn", PropertyList::parse(R"([
+      {"time": 0, "inputs": {"inputURL": ")" + server_.url("/feed") + R"("}},
+      {"op": "wait", "seconds": 1}, {"time": 1}, {"time": 2}])"));
   ASSERT_EQ(lines.size(), 4u);
   EXPECT_EQ(lines[0]["outputs"]["outputFinished"], false);
   EXPECT_EQ(lines[2]["executed"], true);

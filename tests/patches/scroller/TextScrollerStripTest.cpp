@@ -7,8 +7,7 @@
 #include <fstream>
 
 #include "ScrollerTestSupport.h"
-#include "host/DriveSession.h"
-#include "patches/AllPatches.h"
+#include "support/DriveScript.h"
 #include "support/TemporaryFolder.h"
 
 namespace qva {
@@ -29,12 +28,8 @@ class TextScrollerStripTest : public ::testing::Test {
 };
 
 TEST(TextScrollerClassTest, PortsAndAttributesThroughTheDrive) {
-  DriveOptions options;
-  options.registry = &bundledPatches();
-  const auto lines = DriveSession::runScript(
-      PropertyList::parse(
-          R"({"class": "TextScrollerPlugIn", "steps": [{"op": "attributes"}, {"op": "ports"}]})"),
-      options);
+  const auto lines =
+      drivePatch("TextScrollerPlugIn", PropertyList::parse(R"([{"op": "attributes"}, {"op": "ports"}])"));
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0]["name"], "QVA Text Scroller");
   EXPECT_EQ(lines[0]["executionMode"], 2);
