@@ -3,17 +3,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <limits>
-#include <ostream>
 #include <string>
 #include <vector>
 
-#include "CorpusTestName.h"
+#include "SubtitleCorpus.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/encodings/StringEncodings.h"
 #include "patches/subtitles/QVAStyledSubtitlesPlugIn.h"
@@ -340,45 +338,26 @@ TEST_F(StyledSubtitlesTest, UnreadableScriptsAndOddTimesGiveNoPictureAndNoFailur
   EXPECT_EQ(log_.size(), 2u);
 }
 
-// A real script, the menu item for its encoding, how libass reads it on its own, and which of FFmpeg's
-// filters draws it for comparison (the subtitles filter where the ass filter cannot decode it).
-struct CorpusScript {
-  const char* file;
-  const char* encoding;
-  const char* libassCodepage;
-  const char* filter;
-  const char* filterOptions;
-};
-
-// Test listings name the script rather than its bytes.
-void PrintTo(const CorpusScript& script, std::ostream* out) {
-  *out << script.file;
-}
-
 class StyledSubtitlesCorpus : public StyledSubtitlesTest,
                               public ::testing::WithParamInterface<CorpusScript> {};
 
-// At the middle of the first, a middle and the last event the script's picture matches FFmpeg's.
+// At the middle of the first, a middle and the last event the script's picture matches FFmpeg's: the ass
+// filter's where it reads the script (UTF-8 only), else the subtitles filter's, told the code page where
+// the script has no byte-order mark.
 TEST_P(StyledSubtitlesCorpus, RendersLikeFFmpeg) {
   const CorpusScript& script = GetParam();
-  const std::filesystem::path path = std::filesystem::path(QVA_CORPUS_DIR) / "ssa" / script.file;
+  const std::filesystem::path path = script.path();
   if (!std::filesystem::exists(path) || !haveFFmpegFilters()) {
     GTEST_SKIP() << "needs " << path << " and ffmpeg";
   }
-  std::unique_ptr<ASS_Library, decltype(&ass_library_done)> library(ass_library_init(), ass_library_done);
-  ass_set_message_cb(
-      library.get(), [](int, const char*, va_list, void*) {}, nullptr);
-  std::unique_ptr<ASS_Track, decltype(&ass_free_track)> track(
-      ass_read_file(library.get(), const_cast<char*>(path.c_str()), const_cast<char*>(script.libassCodepage)),
-      ass_free_track);
-  ASSERT_NE(track, nullptr);
-  std::vector<long long> middles;
-  for (int i = 0; i < track->n_events; ++i) {
-    if (track->events[i].Duration > 0) {
-      middles.push_back(track->events[i].Start + track->events[i].Duration / 2);
-    }
-  }
+  const LibassTrack libass(script);
+  ASSERT_NE(libass.track, nullptr);
+  const std::vector<long long> middles = libass.eventMiddles();
   ASSERT_FALSE(middles.empty());
+  const std::string codepage = script.libassCodepage == nullptr ? "" : script.libassCodepage;
+  const FFmpegFilter filter =
+      codepage.empty() ? FFmpegFilter{"ass", ""}
+                       : FFmpegFilter{"subtitles", codepage == "WINDOWS-1252" ? ":charenc=CP1252" : ""};
 
   patch_.setInputValue("inputSubtitleFile", Value(path.string()));
   patch_.setInputValue("inputStringEncoding", Value(StringEncodingMenu::indexForEncoding(script.encoding)));
@@ -387,10 +366,10 @@ TEST_P(StyledSubtitlesCorpus, RendersLikeFFmpeg) {
     const Frame ours = render(static_cast<double>(milliseconds) / 1000.0);
     ASSERT_EQ(ours.width, kWidth);
     EXPECT_GT(eventCount(), 0u);
-    const std::optional<Frame> theirs = ffmpeg({script.filter, script.filterOptions}, milliseconds, path);
+    const std::optional<Frame> theirs = ffmpeg(filter, milliseconds, path);
     ASSERT_TRUE(theirs);
     const FrameDifference difference = compare(ours, *theirs);
-    if (std::string(script.filter) == "ass") {
+    if (filter.name == "ass") {
       EXPECT_LE(difference.largest, 3);
     } else {
       EXPECT_NEAR(difference.inkRatio, 1.0, 0.02);
@@ -400,24 +379,8 @@ TEST_P(StyledSubtitlesCorpus, RendersLikeFFmpeg) {
   EXPECT_TRUE(log_.empty()) << log_.front();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    RealScripts, StyledSubtitlesCorpus,
-    ::testing::Values(
-        CorpusScript{"astisub-example-in-carriage-return.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"astisub-example-in.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"pysubs2-subtitle_with_attached_images_aegisub.ass", "Unicode (UTF-8)", nullptr, "ass",
-                     ""},
-        CorpusScript{"subsparser-HP2.ssa", "Western (Windows Latin 1)", "WINDOWS-1252", "subtitles",
-                     ":charenc=CP1252"},
-        CorpusScript{"subsparser-HellBoy_2_The_Golden_Army.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"subsparser-Lost_and_Delirious_fr.ssa", "Western (Windows Latin 1)", "WINDOWS-1252",
-                     "subtitles", ":charenc=CP1252"},
-        CorpusScript{"subsrt-sample.ass", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"subsrt-sample.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"titlekit-authentic.ass", "Western (Windows Latin 1)", "UTF-16", "subtitles", ""},
-        CorpusScript{"titlekit-simple.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"titlekit-triple_plus-expected.ssa", "Unicode (UTF-8)", nullptr, "ass", ""}),
-    [](const ::testing::TestParamInfo<CorpusScript>& script) { return corpusTestName(script.param.file); });
+INSTANTIATE_TEST_SUITE_P(RealScripts, StyledSubtitlesCorpus, ::testing::ValuesIn(kCorpusScripts),
+                         corpusTestName);
 
 }  // namespace
 }  // namespace qva

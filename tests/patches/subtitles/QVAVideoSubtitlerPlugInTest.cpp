@@ -36,6 +36,9 @@ class VideoSubtitlerTest : public ::testing::Test {
     patch_.setInputValue("inputMovieTime", Value(movieTime));
     executeOnce(patch_, context_);
   }
+  void chooseEncoding(const char* name) {
+    patch_.setInputValue("inputStringEncoding", Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding(name)));
+  }
   Value output(const std::string& key) const { return patch_.findOutputPort(key)->value; }
   std::string subtitle() const { return output("outputSubtitle").stringValue(); }
 
@@ -68,8 +71,7 @@ TEST_F(VideoSubtitlerTest, ClassOffersEveryEncodingByPosition) {
 
 TEST_F(VideoSubtitlerTest, ShowsTheEntryAtTheMovieTimeWithItsStyle) {
   patch_.setInputValue("inputSubtitleFile", Value("script one.ssa"));
-  patch_.setInputValue("inputStringEncoding",
-                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("UTF-8")));
+  chooseEncoding("UTF-8");
   run(4.5);
   EXPECT_TRUE(log_.empty()) << log_.front();
   EXPECT_EQ(subtitle(), "Hello, world");
@@ -90,12 +92,10 @@ TEST_F(VideoSubtitlerTest, ShowsTheEntryAtTheMovieTimeWithItsStyle) {
 
 TEST_F(VideoSubtitlerTest, EncodingAppliesFromTheNextEntryAndSeekingBackIntoTheSameEntryStaysEmpty) {
   patch_.setInputValue("inputSubtitleFile", Value((folder_ / "shows" / "script one.ssa").string()));
-  patch_.setInputValue("inputStringEncoding",
-                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("UTF-8")));
+  chooseEncoding("UTF-8");
   run(7.2);
   EXPECT_EQ(subtitle(), "");
-  patch_.setInputValue("inputStringEncoding",
-                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("ISO-8859-1")));
+  chooseEncoding("ISO-8859-1");
   run(7.4);  // same entry: not decoded again
   EXPECT_EQ(subtitle(), "");
   run(1.0);
@@ -120,8 +120,7 @@ TEST_F(VideoSubtitlerTest, AByteOrderMarkOverridesTheChosenEncoding) {
   }
   std::ofstream(folder_ / "shows" / "marked.ssa", std::ios::binary) << script;
   patch_.setInputValue("inputSubtitleFile", Value("marked.ssa"));
-  patch_.setInputValue("inputStringEncoding",
-                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("Western (Windows Latin 1)")));
+  chooseEncoding("Western (Windows Latin 1)");
   run(1.5);
   EXPECT_EQ(subtitle(), "Caf\u00e9");
 }
