@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "SubtitleCorpus.h"
-#include "foundation/dispatch/TaskQueue.h"
 #include "foundation/encodings/StringEncodings.h"
 #include "patches/subtitles/QVAStyledSubtitlesPlugIn.h"
 #include "patches/subtitles/StringEncodingMenu.h"
@@ -164,15 +163,12 @@ std::optional<Frame> ffmpegFrame(const FFmpegFilter& filter, const std::filesyst
   return frame;
 }
 
-class StyledSubtitlesTest : public ::testing::Test {
+class StyledSubtitlesTest : public PatchTest<QVAStyledSubtitlesPlugIn> {
  protected:
-  StyledSubtitlesTest() : context_(queue_) {}
-
   void SetUp() override {
     std::ofstream(folder_ / "styled.ass", std::ios::binary) << kStyledScript;
     context_.setCompositionPath((folder_ / "show.qvc").string());
     context_.setViewport(PixelSize{kWidth, kHeight});
-    patch_.setHostLog([this](const std::string& line) { log_.push_back(line); });
   }
 
   ImageRef image() const { return patch_.findOutputPort("outputImage")->value.imageValue(); }
@@ -196,11 +192,7 @@ class StyledSubtitlesTest : public ::testing::Test {
                        folder_ / "ffmpeg.rgba");
   }
 
-  TaskQueue queue_;
-  ExecutionContext context_;
-  QVAStyledSubtitlesPlugIn patch_;
   TemporaryFolder folder_{"styled-subtitles"};
-  std::vector<std::string> log_;
 };
 
 TEST_F(StyledSubtitlesTest, ClassOffersFileTimeEncodingAndFontsAndGivesImageAndCount) {
@@ -239,7 +231,7 @@ TEST_F(StyledSubtitlesTest, FramesMatchFFmpegsLibassFilters) {
     EXPECT_NEAR(difference.inkRatio, 1.0, 0.01);
     EXPECT_LT(difference.meanOverDrawn, 5.0);
   }
-  EXPECT_TRUE(log_.empty()) << log_.front();
+  EXPECT_TRUE(hostLog_.empty()) << hostLog_.front();
 }
 
 TEST_F(StyledSubtitlesTest, PicturesArePremultipliedBgraOverTransparency) {
@@ -315,11 +307,11 @@ TEST_F(StyledSubtitlesTest, UnreadableScriptsAndOddTimesGiveNoPictureAndNoFailur
   }
   std::ofstream(folder_ / "garbage.ass", std::ios::binary) << garbage;
   for (const std::string name : {"missing.ass", "garbage.ass"}) {
-    const std::size_t logged = log_.size();
+    const std::size_t logged = hostLog_.size();
     patch_.setInputValue("inputSubtitleFile", Value(name));
     render(1.0);
-    ASSERT_EQ(log_.size(), logged + 1);
-    EXPECT_EQ(log_.back(), "ERROR opening subtitle file: " + (folder_ / name).string());
+    ASSERT_EQ(hostLog_.size(), logged + 1);
+    EXPECT_EQ(hostLog_.back(), "ERROR opening subtitle file: " + (folder_ / name).string());
     EXPECT_EQ(image(), nullptr);
     EXPECT_EQ(eventCount(), 0u);
   }
@@ -335,7 +327,7 @@ TEST_F(StyledSubtitlesTest, UnreadableScriptsAndOddTimesGiveNoPictureAndNoFailur
   patch_.setInputValue("inputSubtitleFile", Value(""));
   render(1.6);
   EXPECT_EQ(image(), nullptr);
-  EXPECT_EQ(log_.size(), 2u);
+  EXPECT_EQ(hostLog_.size(), 2u);
 }
 
 class StyledSubtitlesCorpus : public StyledSubtitlesTest,
@@ -376,7 +368,7 @@ TEST_P(StyledSubtitlesCorpus, RendersLikeFFmpeg) {
       EXPECT_LT(difference.meanOverDrawn, 6.0);
     }
   }
-  EXPECT_TRUE(log_.empty()) << log_.front();
+  EXPECT_TRUE(hostLog_.empty()) << hostLog_.front();
 }
 
 INSTANTIATE_TEST_SUITE_P(RealScripts, StyledSubtitlesCorpus, ::testing::ValuesIn(kCorpusScripts),
