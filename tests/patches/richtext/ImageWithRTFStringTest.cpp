@@ -42,6 +42,15 @@ class ImageWithRTFStringTest : public testing::Test {
 
   Plugin& plugin() { return static_cast<Plugin&>(driver_.patch()); }
 
+  // The text in the style at a size of width × height, where 0 fits that side to the text.
+  void show(const std::string& text, std::uint32_t width, std::uint32_t height,
+            const std::string& style = plainStyle()) {
+    driver_.set("inputRTFStyle", style);
+    driver_.set("inputString", text);
+    driver_.set("inputWidth", width);
+    driver_.set("inputHeight", height);
+  }
+
   // Runs a frame and answers the image (none when there is none).
   ImageRef render() {
     EXPECT_TRUE(driver_.frame(time_));
@@ -157,9 +166,7 @@ TEST_F(ImageWithRTFStringTest, BothSidesZeroFitTheNaturalSizeWithMarginsOfFourAn
 
 TEST_F(ImageWithRTFStringTest, OneSideGivenFitsTheOtherWithAMarginOfFive) {
   const std::string style = plainStyle();
-  driver_.set("inputRTFStyle", style);
-  driver_.set("inputString", kSentence);
-  driver_.set("inputWidth", 300u);
+  show(kSentence, 300, 0, style);
   ImageRef image = render();
   ASSERT_TRUE(image);
   const TextLayout wrapped(styled(kSentence, style), {300.0, std::nullopt});
@@ -244,10 +251,7 @@ TEST_F(ImageWithRTFStringTest, StatisticsCountUnitsWordsAndLinesByTheLineBreakMo
 
 TEST_F(ImageWithRTFStringTest, StatisticsOfAFixedSizeAndOfRtfInputCountTheTextDrawn) {
   plugin().setShowStatistics(true);
-  driver_.set("inputRTFStyle", plainStyle());
-  driver_.set("inputString", kSentence);
-  driver_.set("inputWidth", 250u);
-  driver_.set("inputHeight", 30u);
+  show(kSentence, 250, 30);
   const ImageRef image = render();
   ASSERT_TRUE(image);
   EXPECT_EQ(image->width(), 250);
@@ -267,10 +271,7 @@ TEST_F(ImageWithRTFStringTest, StatisticsOfAFixedSizeAndOfRtfInputCountTheTextDr
 }
 
 TEST_F(ImageWithRTFStringTest, HorizontalAlignmentIndexOneCentresAndTwoGoesRight) {
-  driver_.set("inputRTFStyle", plainStyle());
-  driver_.set("inputString", "Hi");
-  driver_.set("inputWidth", 400u);
-  driver_.set("inputHeight", 60u);
+  show("Hi", 400, 60);
   driver_.set("inputHorizontalAlignment", 0u);
   EXPECT_LT(ink().left, 10);
   driver_.set("inputHorizontalAlignment", 1u);
@@ -319,10 +320,7 @@ TEST_F(ImageWithRTFStringTest, TheFirstParagraphsStyleWithThePortsModeCoversTheW
 
 TEST_F(ImageWithRTFStringTest, VerticalAlignmentPlacesTheFittedBlock) {
   const std::string style = plainStyle("Helvetica", 40);
-  driver_.set("inputRTFStyle", style);
-  driver_.set("inputString", "Ag\nAg");
-  driver_.set("inputWidth", 200u);
-  driver_.set("inputHeight", 300u);
+  show("Ag\nAg", 200, 300, style);
   const double fitted = TextLayout(styled("Ag\nAg", style), {200.0, 300.0}).fittedHeight();
   ASSERT_GT(fitted, 80);
   driver_.set("inputVerticalAlignment", 0u);
@@ -402,10 +400,7 @@ TEST_F(ImageWithRTFStringTest, AMegabyteStringIsDrawnOrRefusedWithinBounds) {
     text += "Breaking news from everywhere, all day long. ";
   }
   plugin().setShowStatistics(true);
-  driver_.set("inputRTFStyle", plainStyle());
-  driver_.set("inputString", text);
-  driver_.set("inputWidth", 1920u);
-  driver_.set("inputHeight", 200u);
+  show(text, 1920, 200);
   const ImageRef fixed = render();
   ASSERT_TRUE(fixed);
   EXPECT_EQ(fixed->width(), 1920);
@@ -414,9 +409,7 @@ TEST_F(ImageWithRTFStringTest, AMegabyteStringIsDrawnOrRefusedWithinBounds) {
 
   // Fitted to the text at a large size, the image is made within the bitmap limit or refused with a log line.
   plugin().setShowStatistics(false);
-  driver_.set("inputRTFStyle", plainStyle("Helvetica", 4000));
-  driver_.set("inputWidth", 0u);
-  driver_.set("inputHeight", 0u);
+  show(text, 0, 0, plainStyle("Helvetica", 4000));
   if (const ImageRef image = render()) {
     const PixelBufferView pixels = image->pixelBuffer().value();
     EXPECT_LE(pixels.rowBytes * static_cast<std::size_t>(pixels.height), Bitmap::maximumBytes);
