@@ -32,22 +32,19 @@ bool transparent(const PixelBufferView& pixels) {
   return true;
 }
 
+const Value& defaultOf(const PatchClass& patchClass, const char* key) {
+  return patchClass.attributesForPropertyPortWithKey(key)->defaultValue;
+}
+
 TEST(ShapesTest, ClassesAndDefaults) {
   EXPECT_EQ(QVACirclePlugIn::patchClass().name, "QVA Circle");
   EXPECT_EQ(QVARoundedRectPlugIn::patchClass().description,
             "Displays a rectangle with rounded corners and an optional outline.");
   EXPECT_EQ(QVAPolygonPlugIn::patchClass().executionMode, ExecutionMode::Processor);
   // Only the rounded rectangle starts without an outline; only the skewed one is 250 wide.
-  EXPECT_FALSE(QVARoundedRectPlugIn::patchClass()
-                   .attributesForPropertyPortWithKey("inputDrawOutline")
-                   ->defaultValue.booleanValue());
-  EXPECT_TRUE(QVACirclePlugIn::patchClass()
-                  .attributesForPropertyPortWithKey("inputDrawOutline")
-                  ->defaultValue.booleanValue());
-  EXPECT_EQ(QVASkewedRectanglePlugIn::patchClass()
-                .attributesForPropertyPortWithKey("inputWidth")
-                ->defaultValue.indexValue(),
-            250u);
+  EXPECT_FALSE(defaultOf(QVARoundedRectPlugIn::patchClass(), "inputDrawOutline").booleanValue());
+  EXPECT_TRUE(defaultOf(QVACirclePlugIn::patchClass(), "inputDrawOutline").booleanValue());
+  EXPECT_EQ(defaultOf(QVASkewedRectanglePlugIn::patchClass(), "inputWidth").indexValue(), 250u);
   // The skewed rectangle keeps a corner-radius attribute entry without a port.
   EXPECT_EQ(QVASkewedRectanglePlugIn::attributesForPropertyPortWithKey("inputCornerRadius")->name,
             "Corner Radius");
