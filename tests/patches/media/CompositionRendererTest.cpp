@@ -58,8 +58,7 @@ TEST_F(CompositionRendererTest, ImageFollowsTheFirstFieldsTexture) {
   PatchDriver driver(std::make_unique<QVACompositionRendererImagePlugIn>());
   const GLuint texture = makeTexture(GL_TEXTURE_RECTANGLE);
   // An editor passes no arguments: nothing is published.
-  driver.frame(0);
-  EXPECT_FALSE(driver.output("outputImage").imageValue());
+  EXPECT_FALSE(driver.afterFrame(0).output("outputImage").imageValue());
 
   driver.frame(0.04, videoArguments(texture, GL_TEXTURE_RECTANGLE));
   const ImageRef first = driver.output("outputImage").imageValue();
@@ -76,8 +75,7 @@ TEST_F(CompositionRendererTest, ImageFollowsTheFirstFieldsTexture) {
   // The second field of the frame keeps the image.
   Arguments secondField = videoArguments(makeTexture(GL_TEXTURE_2D), GL_TEXTURE_2D);
   secondField["firstField"] = false;
-  driver.frame(0.06, secondField);
-  EXPECT_EQ(driver.output("outputImage").imageValue(), first);
+  EXPECT_EQ(driver.afterFrame(0.06, secondField).output("outputImage").imageValue(), first);
 
   // A first field without a texture gives the transparent placeholder, not nothing.
   driver.frame(0.08, Arguments{{"firstField", true}});

@@ -25,13 +25,11 @@ TEST(QVASmoothPlugIn, EasesLinearlyAndSettlesOnTheTarget) {
   EXPECT_DOUBLE_EQ(smooth.afterFrame(1).number("outputSmoothedValue"), 0);
   EXPECT_DOUBLE_EQ(smooth.afterFrame(2).number("outputSmoothedValue"), 5);
   EXPECT_DOUBLE_EQ(smooth.afterFrame(3).number("outputSmoothedValue"), 10);
-  smooth.frame(3.4);
-  EXPECT_DOUBLE_EQ(smooth.lastExecutionTime(), 3.4);  // still settling
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(3.4).lastExecutionTime(), 3.4);  // still settling
   EXPECT_DOUBLE_EQ(smooth.afterFrame(7).number("outputSmoothedValue"), 10);
   EXPECT_EQ(smooth.lastExecutionTime(), kOnInputChangeOnly);
   smooth.set("inputDecreasingInterpolation", std::uint32_t{3});
-  smooth.frame(8);
-  EXPECT_DOUBLE_EQ(smooth.lastExecutionTime(), 8);  // an input changed
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(8).lastExecutionTime(), 8);  // an input changed
 }
 
 TEST(QVASmoothPlugIn, SnapsAtTimeZeroAndAfterEveryEnable) {
@@ -69,8 +67,7 @@ double smoothedAt(std::uint32_t easing, double time) {
   startRising(smooth);
   smooth.set("inputIncreasingInterpolation", easing);
   smooth.frame(1);
-  smooth.frame(time);
-  return smooth.number("outputSmoothedValue");
+  return smooth.afterFrame(time).number("outputSmoothedValue");
 }
 
 TEST(QVASmoothPlugIn, SinusoidalOutSelectsTheInOutCurve) {

@@ -96,8 +96,7 @@ std::string formatted(double time, const std::string& zone, const char* pattern 
   if (pattern != nullptr) {
     format.set("inputCustomFormat", pattern);
   }
-  format.frame(0);
-  return format.string("outputFormattedTime");
+  return format.afterFrame(0).string("outputFormattedTime");
 }
 
 TEST(DateTimeFormatPlugIn, FormatsReferenceTimesInTheLocalZone) {
