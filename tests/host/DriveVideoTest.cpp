@@ -1,54 +1,20 @@
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
-#include <array>
-#include <filesystem>
-#include <stdexcept>
-
-#include "foundation/gl/GLContext.h"
-#include "foundation/image/ImageDecoder.h"
 #include "foundation/image/PngWriter.h"
-#include "host/DriveSession.h"
 #include "host/DriveTextures.h"
-#include "patches/AllPatches.h"
-#include "support/TemporaryFolder.h"
+#include "support/GLDriveTest.h"
 #include "support/TestMovies.h"
 
 namespace qva {
 namespace {
 
 // Scripts that hand patches video: textures in the per-frame arguments, and movies.
-class DriveVideoTest : public ::testing::Test {
+class DriveVideoTest : public GLDriveTest {
  protected:
-  void SetUp() override {
-    if (!GLContext::create().context) {
-      GTEST_SKIP() << "no GL here";
-    }
-  }
-
   std::vector<PropertyList> drive(const PropertyList& script) {
-    DriveOptions options;
-    options.registry = &bundledPatches();
-    options.scriptFolder = folder_.path().string();
-    options.imagesFolder = (folder_ / "images").string();
-    return DriveSession::runScript(script, options);
+    return GLDriveTest::drive(script, folder_.path());
   }
-
-  // The image a line shows under a key ("canvas", or an output), as its PNG decodes.
-  static Bitmap image(const PropertyList& value) {
-    auto decoded = ImageDecoder::decodeFile(value.at("image").at("file").get<std::string>());
-    if (!decoded.bitmap) {
-      throw std::runtime_error(decoded.error);
-    }
-    return std::move(*decoded.bitmap);
-  }
-
-  static std::array<int, 4> pixel(const Bitmap& bitmap, int x, int y) {
-    const std::uint8_t* p = bitmap.row(y) + x * 4;
-    return {p[0], p[1], p[2], p[3]};
-  }
-
-  TemporaryFolder folder_{"drive-video"};
 };
 
 TEST_F(DriveVideoTest, TextureArgumentsReachThePatchTopRowFirst) {
