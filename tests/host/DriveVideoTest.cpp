@@ -21,30 +21,16 @@ TEST_F(DriveVideoTest, TextureArgumentsReachThePatchTopRowFirst) {
   // Red over blue, as a 1 × 2 picture.
   const std::uint8_t bgra[] = {0, 0, 255, 255, 255, 0, 0, 255};
   ASSERT_EQ(PngWriter::write(PixelBufferView{1, 2, 4, bgra}, (folder_ / "redOverBlue.png").string()), "");
-  const PropertyList picture = {{"glTexture", {{"imageFile", "redOverBlue.png"}}}, {"target", "rectangle"}};
-  const PropertyList script = {
-      {"class", "QVACompositionRendererPatchPlugIn"},
-      {"context", {{"gl", true}, {"viewport", {4U, 4U}}, {"bounds", {-1, -1, 2, 2}}}},
-      {"steps",
-       {{{"time", 0},
-         {"inputs", {{"inputWidth", 2}, {"inputHeight", 2}}},
-         {"arguments",
-          {{"texture", picture},
-           {"textureTarget", 34037},
-           {"textureWidth", 1},
-           {"textureHeight", 2},
-           {"opacity", 1},
-           {"alpha", 1}}},
-         {"canvas", true}},
-        {{"time", 0.04},
-         {"clear", {0, 0, 0, 0}},
-         {"arguments",
-          {{"texture", {{"glTexture", {{"solid", {0, 1, 0, 1}}, {"width", 2}, {"height", 2}}}}},
-           {"textureTarget", 3553},
-           {"opacity", 1},
-           {"alpha", 1}}},
-         {"canvas", true}}}}};
-  const std::vector<PropertyList> lines = drive(script);
+  const std::vector<PropertyList> lines = drive(PropertyList::parse(R"({
+    "class": "QVACompositionRendererPatchPlugIn",
+    "context": {"gl": true, "viewport": [4, 4], "bounds": [-1, -1, 2, 2]},
+    "steps": [
+      {"time": 0, "inputs": {"inputWidth": 2, "inputHeight": 2}, "canvas": true,
+       "arguments": {"texture": {"glTexture": {"imageFile": "redOverBlue.png"}, "target": "rectangle"},
+                     "textureTarget": 34037, "textureWidth": 1, "textureHeight": 2, "opacity": 1, "alpha": 1}},
+      {"time": 0.04, "clear": [0, 0, 0, 0], "canvas": true,
+       "arguments": {"texture": {"glTexture": {"solid": [0, 1, 0, 1], "width": 2, "height": 2}},
+                     "textureTarget": 3553, "opacity": 1, "alpha": 1}}]})"));
   ASSERT_EQ(lines.size(), 2U);
   const Bitmap first = image(lines[0].at("canvas"));
   EXPECT_EQ(pixel(first, 1, 0), (std::array<int, 4>{0, 0, 255, 255}));
