@@ -14,6 +14,7 @@
 #include "support/CompositionFrames.h"
 #include "support/DriveScript.h"
 #include "support/GLTest.h"
+#include "support/PatchExecution.h"
 #include "support/PixelProbe.h"
 #include "support/TemporaryFolder.h"
 
@@ -294,9 +295,7 @@ TEST(TextScrollerCanvasTest, DrawnInPlaceAsItsTextureWouldBe) {
   const auto frameShowing = [&](const ImageRef& image) {
     renderer.beginFrame(context, Color{0.2, 0.4, 0.6, 0.5});
     billboard.setInputValue("inputImage", Value(image));
-    billboard.updateInputChangeFlags();
-    EXPECT_TRUE(billboard.execute(context, 0, Arguments()));
-    billboard.finishExecution();
+    executeOnce(billboard, context);
     renderer.readFrame(frame->bytes(), frame->rowBytes());
     return std::vector<std::uint8_t>(frame->bytes(), frame->bytes() + 96 * 4 * 80);
   };
