@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 #include "foundation/image/Bitmap.h"
 #include "foundation/video/VideoWriter.h"
+#include "support/TemporaryFolder.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -20,8 +21,6 @@ namespace {
 class VideoWriterTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-video-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder_);
     frame_ = Bitmap::allocate(64, 36, Bitmap::paddedRowBytes(64));
     paint(11);
   }
@@ -38,8 +37,6 @@ class VideoWriterTest : public ::testing::Test {
       }
     }
   }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   // Codec, pixel format and frame count of a written file, read back with FFmpeg.
   struct Probe {
     std::string codec;
@@ -48,13 +45,21 @@ class VideoWriterTest : public ::testing::Test {
     long long keyFrames = 0;
     AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;
   };
-  static Probe probe(const std::string& path) {
+  // The file opened with its stream information read; none when it cannot be read.
+  static AVFormatContext* open(const std::string& path) {
     AVFormatContext* format = nullptr;
-    Probe result;
     if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
-      return result;
+      return nullptr;
     }
     avformat_find_stream_info(format, nullptr);
+    return format;
+  }
+  static Probe probe(const std::string& path) {
+    Probe result;
+    AVFormatContext* format = open(path);
+    if (format == nullptr) {
+      return result;
+    }
     const AVCodecParameters* parameters = format->streams[0]->codecpar;
     result.codec = avcodec_get_name(parameters->codec_id);
     const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters->format));
@@ -74,11 +79,10 @@ class VideoWriterTest : public ::testing::Test {
   // Every frame of a video decoded to straight BGRA, 64 × 36 tight rows; none when it cannot be read.
   static std::vector<std::vector<std::uint8_t>> decodedFrames(const std::string& path) {
     std::vector<std::vector<std::uint8_t>> result;
-    AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
+    AVFormatContext* format = open(path);
+    if (format == nullptr) {
       return result;
     }
-    avformat_find_stream_info(format, nullptr);
     const AVCodecParameters* parameters = format->streams[0]->codecpar;
     AVCodecContext* decoder = avcodec_alloc_context3(avcodec_find_decoder(parameters->codec_id));
     avcodec_parameters_to_context(decoder, parameters);
@@ -112,8 +116,17 @@ class VideoWriterTest : public ::testing::Test {
     return result;
   }
 
-  std::string write(const std::string& name, const std::string& codec, int frames = 3,
-                    FieldOrder fieldOrder = FieldOrder::Progressive) {
+  // The B, G, R, A of a pixel of a decoded frame.
+  static std::vector<int> pixelAt(const std::vector<std::uint8_t>& frame, int x, int y) {
+    const auto at = frame.begin() + (static_cast<std::ptrdiff_t>(y) * 64 + x) * 4;
+    return std::vector<int>(at, at + 4);
+  }
+
+  // Writes the frames, frame i with its bar from barTop(i) down; the file's path.
+  std::string write(
+      const std::string& name, const std::string& codec, int frames = 3,
+      FieldOrder fieldOrder = FieldOrder::Progressive,
+      const std::function<int(int)>& barTop = [](int) { return 11; }) {
     const auto path = (folder_ / name).string();
     auto creation = VideoWriter::open(path, 64, 36, 25, codec, fieldOrder);
     EXPECT_TRUE(creation.writer) << creation.error;
@@ -121,6 +134,7 @@ class VideoWriterTest : public ::testing::Test {
       return path;
     }
     for (int i = 0; i < frames; ++i) {
+      paint(barTop(i));
       EXPECT_EQ(creation.writer->writeFrame(frame_->view()), "");
     }
     EXPECT_FALSE(std::filesystem::exists(path));
@@ -128,7 +142,7 @@ class VideoWriterTest : public ::testing::Test {
     return path;
   }
 
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"video"};
   std::optional<Bitmap> frame_;
 };
 
@@ -150,8 +164,9 @@ TEST_F(VideoWriterTest, EveryContainerWithItsDefaultAndAlpha) {
   EXPECT_EQ(ffv1.pixelFormat, "bgra");
   EXPECT_EQ(ffv1.frames, 3);
   // Nothing but the finished files is left in the folder.
-  EXPECT_EQ(
-      std::distance(std::filesystem::directory_iterator(folder_), std::filesystem::directory_iterator()), 4);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.path()),
+                          std::filesystem::directory_iterator()),
+            4);
 }
 
 TEST_F(VideoWriterTest, InterlacedVideosCarryTheirFieldOrder) {
@@ -169,27 +184,15 @@ TEST_F(VideoWriterTest, InterlacedVideosCarryTheirFieldOrder) {
 TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColoursOfEveryFrame) {
   for (const char* name : {"colours.mov", "colours.mkv"}) {
     SCOPED_TRACE(name);
-    const auto path = (folder_ / name).string();
-    auto creation = VideoWriter::open(path, 64, 36, 25, "");
-    ASSERT_TRUE(creation.writer) << creation.error;
     // The white bar moves down a row each frame.
-    for (int i = 0; i < 5; ++i) {
-      paint(11 + i);
-      EXPECT_EQ(creation.writer->writeFrame(frame_->view()), "");
-    }
-    ASSERT_EQ(creation.writer->finish(), "");
-    const auto frames = decodedFrames(path);
+    const auto frames =
+        decodedFrames(write(name, "", 5, FieldOrder::Progressive, [](int i) { return 11 + i; }));
     ASSERT_EQ(frames.size(), 5u);
     for (int i = 0; i < 5; ++i) {
-      const auto at = [&](int x, int y) {
-        const std::size_t offset = (static_cast<std::size_t>(y) * 64 + x) * 4;
-        return std::vector<int>(frames[i].begin() + static_cast<std::ptrdiff_t>(offset),
-                                frames[i].begin() + static_cast<std::ptrdiff_t>(offset) + 4);
-      };
-      EXPECT_EQ(at(5, 10 + i), (std::vector<int>{0, 0, 255, 128})) << i;
-      EXPECT_EQ(at(40, 11 + i), (std::vector<int>{255, 255, 255, 255})) << i;
-      EXPECT_EQ(at(40, 19 + i), (std::vector<int>{255, 255, 255, 255})) << i;
-      EXPECT_EQ(at(40, 20 + i), (std::vector<int>{0, 0, 255, 128})) << i;
+      EXPECT_EQ(pixelAt(frames[i], 5, 10 + i), (std::vector<int>{0, 0, 255, 128})) << i;
+      EXPECT_EQ(pixelAt(frames[i], 40, 11 + i), (std::vector<int>{255, 255, 255, 255})) << i;
+      EXPECT_EQ(pixelAt(frames[i], 40, 19 + i), (std::vector<int>{255, 255, 255, 255})) << i;
+      EXPECT_EQ(pixelAt(frames[i], 40, 20 + i), (std::vector<int>{0, 0, 255, 128})) << i;
     }
   }
 }
@@ -199,15 +202,9 @@ TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColoursOfEveryFrame) {
 TEST_F(VideoWriterTest, FramesEncodedInChunksComeOutInOrder) {
   for (const char* codec : {"qtrle", "prores4444"}) {
     SCOPED_TRACE(codec);
-    const auto path = (folder_ / (std::string(codec) + ".mov")).string();
-    auto creation = VideoWriter::open(path, 64, 36, 25, codec);
-    ASSERT_TRUE(creation.writer) << creation.error;
     constexpr int kFrames = 40;
-    for (int i = 0; i < kFrames; ++i) {
-      paint(i % 27);
-      ASSERT_EQ(creation.writer->writeFrame(frame_->view()), "");
-    }
-    ASSERT_EQ(creation.writer->finish(), "");
+    const auto path = write(std::string(codec) + ".mov", codec, kFrames, FieldOrder::Progressive,
+                            [](int i) { return i % 27; });
     const Probe probed = probe(path);
     EXPECT_EQ(probed.frames, kFrames);
     // A key frame starts every chunk of twelve; every ProRes frame is one.
@@ -216,12 +213,10 @@ TEST_F(VideoWriterTest, FramesEncodedInChunksComeOutInOrder) {
     ASSERT_EQ(frames.size(), static_cast<std::size_t>(kFrames));
     for (int i = 0; i < kFrames; ++i) {
       const int barTop = i % 27;
-      const std::size_t bar = (static_cast<std::size_t>(barTop) * 64 + 40) * 4;
-      const std::size_t below = (static_cast<std::size_t>(barTop + 9) * 64 + 40) * 4;
-      EXPECT_NEAR(frames[i][bar + 1], 255, 3) << i;
+      EXPECT_NEAR(pixelAt(frames[i], 40, barTop)[1], 255, 3) << i;
       if (barTop + 9 < 36) {
-        EXPECT_NEAR(frames[i][below + 1], 0, 3) << i;
-        EXPECT_NEAR(frames[i][below + 3], 128, 1) << i;
+        EXPECT_NEAR(pixelAt(frames[i], 40, barTop + 9)[1], 0, 3) << i;
+        EXPECT_NEAR(pixelAt(frames[i], 40, barTop + 9)[3], 128, 1) << i;
       }
     }
   }
@@ -236,11 +231,11 @@ TEST_F(VideoWriterTest, ProResKeepsAlphaAndNearlyTheColours) {
     ASSERT_EQ(frames.size(), 2u);
     for (const auto& pixels : frames) {
       const auto expectNear = [&](int x, int y, std::vector<int> expected) {
-        const std::size_t offset = (static_cast<std::size_t>(y) * 64 + x) * 4;
+        const std::vector<int> found = pixelAt(pixels, x, y);
         for (std::size_t channel = 0; channel < 3; ++channel) {
-          EXPECT_NEAR(pixels[offset + channel], expected[channel], 3) << x << "," << y << " " << channel;
+          EXPECT_NEAR(found[channel], expected[channel], 3) << x << "," << y << " " << channel;
         }
-        EXPECT_NEAR(pixels[offset + 3], expected[3], 1) << x << "," << y;
+        EXPECT_NEAR(found[3], expected[3], 1) << x << "," << y;
       };
       expectNear(5, 10, {0, 0, 255, 128});
       expectNear(40, 15, {255, 255, 255, 255});
@@ -270,7 +265,7 @@ TEST_F(VideoWriterTest, AnUnfinishedVideoLeavesNoFile) {
     ASSERT_TRUE(writer);
     EXPECT_EQ(writer->writeFrame(frame_->view()), "");
   }
-  EXPECT_TRUE(std::filesystem::is_empty(folder_));
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
 }  // namespace
