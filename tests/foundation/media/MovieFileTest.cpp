@@ -25,14 +25,18 @@ std::ostream& operator<<(std::ostream& out, const MovieCase& movieCase) {
   return out << movieCase.name;
 }
 
+// Where frame i of a movie of the case starts, in seconds.
+double frameStart(const MovieCase& movieCase, int i) {
+  return movieCase.recipe.variable
+             ? TestMovies::variableFrameStart(i, movieCase.rate, movieCase.recipe.frames)
+             : i / movieCase.rate;
+}
+
 // The index of the frame a movie of the case shows at a time in seconds.
 int expectedIndex(const MovieCase& movieCase, double seconds) {
-  const int frames = movieCase.recipe.frames;
   int index = 0;
-  for (int i = 0; i < frames; ++i) {
-    const double start = movieCase.recipe.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                                                   : i / movieCase.rate;
-    if (start <= seconds + 1e-9) {
+  for (int i = 0; i < movieCase.recipe.frames; ++i) {
+    if (frameStart(movieCase, i) <= seconds + 1e-9) {
       index = i;
     }
   }
@@ -78,10 +82,7 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
     EXPECT_EQ(movie.frameCount(), frames);
     EXPECT_EQ(movie.width(), TestMovies::kWidth);
     const double seconds = static_cast<double>(movie.duration()) / movie.timeScale();
-    const double lastStart = movieCase.recipe.variable
-                                 ? TestMovies::variableFrameStart(frames - 1, movieCase.rate, frames)
-                                 : (frames - 1) / movieCase.rate;
-    EXPECT_GT(seconds, lastStart);
+    EXPECT_GT(seconds, frameStart(movieCase, frames - 1));
     EXPECT_NEAR(movie.frameRate(), frames / seconds, 1e-6);
     if (!movieCase.recipe.variable) {
       EXPECT_NEAR(movie.frameRate(), movieCase.rate, movieCase.rate * 0.01);
@@ -89,12 +90,9 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
 
     int seeksToFirstFrame = 0;
     for (int i = 0; i < frames; ++i) {
-      const double start = movieCase.recipe.variable
-                               ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                               : i / movieCase.rate;
       // A quarter of a frame in, as the player asks.
-      const double time =
-          start + 0.25 / movieCase.rate / (movieCase.recipe.variable && i >= frames / 2 ? 2 : 1);
+      const double time = frameStart(movieCase, i) +
+                          0.25 / movieCase.rate / (movieCase.recipe.variable && i >= frames / 2 ? 2 : 1);
       movie.task(std::llround(time * movie.timeScale()));
       ASSERT_EQ(indexAt(movie, time), i) << "at " << time;
       if (i == 0) {
@@ -111,11 +109,7 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
     }
     // Backwards frame by frame, the hardest order for a decoder.
     for (int i = frames - 1; i >= frames - 6; --i) {
-      const double time =
-          (movieCase.recipe.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                                     : i / movieCase.rate) +
-          0.001;
-      ASSERT_EQ(indexAt(movie, time), i);
+      ASSERT_EQ(indexAt(movie, frameStart(movieCase, i) + 0.001), i);
     }
     // Past the end the last frame stays.
     EXPECT_EQ(indexAt(movie, seconds + 3), frames - 1);
