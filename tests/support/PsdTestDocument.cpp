@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace qva::test {
@@ -138,10 +139,6 @@ Bytes encodePlanes(const std::vector<Plane>& planes, std::uint16_t compression, 
   return out;
 }
 
-std::uint8_t component(const std::array<std::uint8_t, 4>& rgba, std::size_t index) {
-  return rgba[index];
-}
-
 }  // namespace
 
 Bytes PsdTestDocument::packBits(const Bytes& row) {
@@ -202,18 +199,16 @@ Bytes PsdTestDocument::bytes() const {
       const std::vector<std::size_t> sources =
           rgb ? std::vector<std::size_t>{3, 0, 1, 2} : std::vector<std::size_t>{3, 0};
       for (const std::size_t source : sources) {
-        Plane plane =
-            makePlane(w, h, depth, [&](int x, int y) { return component(layer.pixel(x, y), source); });
+        Plane plane = makePlane(w, h, depth, [&](int x, int y) { return layer.pixel(x, y)[source]; });
         Bytes data;
         put16(data, compression);
         const Bytes encoded = encodePlanes({plane}, compression, depth);
         data.insert(data.end(), encoded.begin(), encoded.end());
         channels.push_back(std::move(data));
       }
-      put32(layerInfo, static_cast<std::uint32_t>(layer.top));
-      put32(layerInfo, static_cast<std::uint32_t>(layer.left));
-      put32(layerInfo, static_cast<std::uint32_t>(layer.bottom));
-      put32(layerInfo, static_cast<std::uint32_t>(layer.right));
+      for (const std::int32_t edge : {layer.top, layer.left, layer.bottom, layer.right}) {
+        put32(layerInfo, static_cast<std::uint32_t>(edge));
+      }
       put16(layerInfo, static_cast<std::uint32_t>(channels.size()));
       for (std::size_t c = 0; c < channels.size(); ++c) {
         put16(layerInfo, c == 0 ? 0xFFFF : static_cast<std::uint32_t>(c - 1));
@@ -225,17 +220,13 @@ Bytes PsdTestDocument::bytes() const {
       Bytes extra;
       put32(extra, 0);  // mask
       put32(extra, 0);  // blending ranges
-      std::string legacy;
-      for (const char c : layer.name) {
-        legacy.push_back(static_cast<unsigned char>(c) < 0x80 ? c : '?');
-      }
-      legacy = legacy.substr(0, 255);
+      // A Pascal string padded to a multiple of four bytes.
+      std::string legacy = layer.name.substr(0, 255);
+      std::replace_if(
+          legacy.begin(), legacy.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
       extra.push_back(static_cast<std::uint8_t>(legacy.size()));
       putText(extra, legacy);
-      while ((legacy.size() + 1) % 4 != 0) {
-        extra.push_back(0);
-        legacy.push_back('\0');
-      }
+      extra.insert(extra.end(), 3 - legacy.size() % 4, 0);
       if (layer.unicodeName) {
         Bytes block;
         const std::vector<char16_t> units = utf16(layer.name);
@@ -276,8 +267,7 @@ Bytes PsdTestDocument::bytes() const {
   std::vector<Plane> planes;
   for (std::size_t source = 0; source < colorChannels + 1; ++source) {
     const std::size_t channel = source == colorChannels ? 3 : source;
-    planes.push_back(
-        makePlane(width, height, depth, [&](int x, int y) { return component(composite(x, y), channel); }));
+    planes.push_back(makePlane(width, height, depth, [&](int x, int y) { return composite(x, y)[channel]; }));
   }
   const std::uint16_t compositeCompression = compression == Raw ? Raw : Rle;
   put16(out, compositeCompression);
