@@ -56,11 +56,12 @@ struct Ink {
   double coverage = 0;
 };
 
-// Within the columns from fromX up to toX (the whole width when toX is -1); x stays the bitmap's.
-Ink ink(const Bitmap& pixels, int threshold = 0, int fromX = 0, int toX = -1) {
+// Within the columns from fromX up to toX (the whole width when toX is -1) and the rows from fromY up to
+// toY (all when -1); x and y stay the bitmap's.
+Ink ink(const Bitmap& pixels, int threshold = 0, int fromX = 0, int toX = -1, int fromY = 0, int toY = -1) {
   Ink found;
   double weightedX = 0;
-  for (int y = 0; y < pixels.height(); ++y) {
+  for (int y = fromY; y < (toY < 0 ? pixels.height() : toY); ++y) {
     for (int x = fromX; x < (toX < 0 ? pixels.width() : toX); ++x) {
       const int alpha = pixel(pixels, x, y)[3];
       weightedX += alpha * (x + 0.5);
@@ -324,16 +325,9 @@ TEST(TextLayoutTest, SuperscriptsObliquenessExpansionAndKerning) {
   TextAttributes slanted = style(100);
   slanted.obliqueness = 0.5;
   const Bitmap slant = drawn(text("l", slanted), {}, 200, 130, 20, 0);
-  auto firstInkInRow = [](const Bitmap& b, int y) {
-    for (int x = 0; x < b.width(); ++x) {
-      if (b.row(y)[x * 4 + 3] > 128) {
-        return x;
-      }
-    }
-    return -1;
-  };
+  const auto firstInkInRow = [&](int y) { return ink(slant, 128, 0, -1, y, y + 1).left; };
   const Ink slantInk = ink(slant, 128);
-  EXPECT_GT(firstInkInRow(slant, slantInk.top + 2) - firstInkInRow(slant, slantInk.bottom - 2), 20);
+  EXPECT_GT(firstInkInRow(slantInk.top + 2) - firstInkInRow(slantInk.bottom - 2), 20);
 
   TextAttributes wide = style();
   wide.expansion = std::log(2.0);
