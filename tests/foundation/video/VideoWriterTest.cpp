@@ -37,60 +37,36 @@ class VideoWriterTest : public ::testing::Test {
       }
     }
   }
-  // Codec, pixel format and frame count of a written file, read back with FFmpeg.
+  // A written file read back with FFmpeg: its codec, pixel format, packets and field order, and every
+  // frame decoded to straight BGRA, 64 × 36 tight rows. Nothing when it cannot be read.
   struct Probe {
     std::string codec;
     std::string pixelFormat;
     long long frames = 0;
     long long keyFrames = 0;
     AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;
+    std::vector<std::vector<std::uint8_t>> decoded;
   };
-  // The file opened with its stream information read; none when it cannot be read.
-  static AVFormatContext* open(const std::string& path) {
-    AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
-      return nullptr;
-    }
-    avformat_find_stream_info(format, nullptr);
-    return format;
-  }
   static Probe probe(const std::string& path) {
     Probe result;
-    AVFormatContext* format = open(path);
-    if (format == nullptr) {
+    AVFormatContext* format = nullptr;
+    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
       return result;
     }
+    avformat_find_stream_info(format, nullptr);
     const AVCodecParameters* parameters = format->streams[0]->codecpar;
     result.codec = avcodec_get_name(parameters->codec_id);
     const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters->format));
     result.pixelFormat = name != nullptr ? name : "";
     result.fieldOrder = parameters->field_order;
-    AVPacket* packet = av_packet_alloc();
-    while (av_read_frame(format, packet) >= 0) {
-      ++result.frames;
-      result.keyFrames += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
-      av_packet_unref(packet);
-    }
-    av_packet_free(&packet);
-    avformat_close_input(&format);
-    return result;
-  }
-
-  // Every frame of a video decoded to straight BGRA, 64 × 36 tight rows; none when it cannot be read.
-  static std::vector<std::vector<std::uint8_t>> decodedFrames(const std::string& path) {
-    std::vector<std::vector<std::uint8_t>> result;
-    AVFormatContext* format = open(path);
-    if (format == nullptr) {
-      return result;
-    }
-    const AVCodecParameters* parameters = format->streams[0]->codecpar;
     AVCodecContext* decoder = avcodec_alloc_context3(avcodec_find_decoder(parameters->codec_id));
     avcodec_parameters_to_context(decoder, parameters);
+    const bool decoding = avcodec_open2(decoder, nullptr, nullptr) == 0;
     AVPacket* packet = av_packet_alloc();
     AVFrame* frame = av_frame_alloc();
     const auto keep = [&] {
-      while (avcodec_receive_frame(decoder, frame) == 0) {
-        std::vector<std::uint8_t>& pixels = result.emplace_back(64 * 36 * 4);
+      while (decoding && avcodec_receive_frame(decoder, frame) == 0) {
+        std::vector<std::uint8_t>& pixels = result.decoded.emplace_back(64 * 36 * 4);
         SwsContext* converter =
             sws_getContext(frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), 64, 36,
                            AV_PIX_FMT_BGRA, SWS_POINT, nullptr, nullptr, nullptr);
@@ -100,15 +76,19 @@ class VideoWriterTest : public ::testing::Test {
         sws_freeContext(converter);
       }
     };
-    if (avcodec_open2(decoder, nullptr, nullptr) == 0) {
-      while (av_read_frame(format, packet) >= 0) {
+    while (av_read_frame(format, packet) >= 0) {
+      ++result.frames;
+      result.keyFrames += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
+      if (decoding) {
         avcodec_send_packet(decoder, packet);
-        av_packet_unref(packet);
-        keep();
       }
-      avcodec_send_packet(decoder, nullptr);
+      av_packet_unref(packet);
       keep();
     }
+    if (decoding) {
+      avcodec_send_packet(decoder, nullptr);
+    }
+    keep();
     av_frame_free(&frame);
     av_packet_free(&packet);
     avcodec_free_context(&decoder);
@@ -186,7 +166,7 @@ TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColoursOfEveryFrame) {
     SCOPED_TRACE(name);
     // The white bar moves down a row each frame.
     const auto frames =
-        decodedFrames(write(name, "", 5, FieldOrder::Progressive, [](int i) { return 11 + i; }));
+        probe(write(name, "", 5, FieldOrder::Progressive, [](int i) { return 11 + i; })).decoded;
     ASSERT_EQ(frames.size(), 5u);
     for (int i = 0; i < 5; ++i) {
       EXPECT_EQ(pixelAt(frames[i], 5, 10 + i), (std::vector<int>{0, 0, 255, 128})) << i;
@@ -203,13 +183,12 @@ TEST_F(VideoWriterTest, FramesEncodedInChunksComeOutInOrder) {
   for (const char* codec : {"qtrle", "prores4444"}) {
     SCOPED_TRACE(codec);
     constexpr int kFrames = 40;
-    const auto path = write(std::string(codec) + ".mov", codec, kFrames, FieldOrder::Progressive,
-                            [](int i) { return i % 27; });
-    const Probe probed = probe(path);
+    const Probe probed = probe(write(std::string(codec) + ".mov", codec, kFrames, FieldOrder::Progressive,
+                                     [](int i) { return i % 27; }));
     EXPECT_EQ(probed.frames, kFrames);
     // A key frame starts every chunk of twelve; every ProRes frame is one.
     EXPECT_EQ(probed.keyFrames, std::string(codec) == "qtrle" ? 4 : kFrames);
-    const auto frames = decodedFrames(path);
+    const auto& frames = probed.decoded;
     ASSERT_EQ(frames.size(), static_cast<std::size_t>(kFrames));
     for (int i = 0; i < kFrames; ++i) {
       const int barTop = i % 27;
@@ -227,7 +206,7 @@ TEST_F(VideoWriterTest, FramesEncodedInChunksComeOutInOrder) {
 TEST_F(VideoWriterTest, ProResKeepsAlphaAndNearlyTheColours) {
   for (const FieldOrder order : {FieldOrder::Progressive, FieldOrder::UpperFirst}) {
     const auto frames =
-        decodedFrames(write(order == FieldOrder::Progressive ? "p.mov" : "i.mov", "prores4444", 2, order));
+        probe(write(order == FieldOrder::Progressive ? "p.mov" : "i.mov", "prores4444", 2, order)).decoded;
     ASSERT_EQ(frames.size(), 2u);
     for (const auto& pixels : frames) {
       const auto expectNear = [&](int x, int y, std::vector<int> expected) {
