@@ -335,7 +335,6 @@ TEST_F(VideoSubTitleFile, UnreadableFilesLeaveTheArrayUntouched) {
   EXPECT_EQ(read("empty.ssa", "", vsa, &failure), 0);
   EXPECT_EQ(vsa.m_array, nullptr);
   EXPECT_EQ(failure, "no dialogue line");
-  videoSubTitle_freeArray(vsa);
 }
 
 // The script's text as UTF-16 code units in the given byte order, after its byte-order mark.
@@ -391,7 +390,6 @@ TEST_F(VideoSubTitleFile, ACarriageReturnAloneEndsALine) {
   EXPECT_EQ(vsa.m_array[1].m_text, "two\r");  // a carriage return before a newline stays in the text
   EXPECT_EQ(vsa.m_array[2].m_text, "three");
   EXPECT_EQ(vsa.m_array[2].m_start_ms, 5000u);
-  videoSubTitle_freeArray(vsa);
 }
 
 TEST_F(VideoSubTitleFile, BinaryGarbageAndHugeFilesParseWithoutHarm) {
@@ -418,7 +416,6 @@ TEST_F(VideoSubTitleFile, BinaryGarbageAndHugeFilesParseWithoutHarm) {
   EXPECT_EQ(read("huge.ssa", huge, vsa), 0);
   EXPECT_EQ(vsa.m_count, 100000u);
   EXPECT_EQ(vsa.m_array[99999].m_text, text);
-  videoSubTitle_freeArray(vsa);
 }
 
 }  // namespace
