@@ -47,9 +47,12 @@ class HTTPRequestTest : public ::testing::Test {
   bool waitUntilFinished(HTTPRequest& request, std::chrono::milliseconds limit = 10000ms) {
     return queue_.pumpUntil(limit, [&] { return request.isFinished(); });
   }
-  // A request to the URL, sent and finished.
-  std::unique_ptr<HTTPRequest> sent(const std::string& url) {
+  // A request to the URL, with the method when one is given, sent and finished.
+  std::unique_ptr<HTTPRequest> sent(const std::string& url, const char* method = nullptr) {
     auto made = request(url);
+    if (method != nullptr) {
+      made->setRequestMethod(method);
+    }
     EXPECT_TRUE(send(*made)) << url;
     return made;
   }
@@ -106,12 +109,8 @@ TEST_F(HTTPRequestTest, MethodHeadersAndBodyReachTheServer) {
   post->addRequestHeader("Content-Type", "text/plain");
   post->setPostBody("payload é");
   ASSERT_TRUE(send(*post));
-  auto emptyPost = request(server.url("/empty"));
-  emptyPost->setRequestMethod("POST");
-  ASSERT_TRUE(send(*emptyPost));
-  auto remove = request(server.url("/items/7"));
-  remove->setRequestMethod("DELETE");
-  ASSERT_TRUE(send(*remove));
+  sent(server.url("/empty"), "POST");
+  sent(server.url("/items/7"), "DELETE");
 
   const auto received = server.requests();
   ASSERT_EQ(received.size(), 3u);
