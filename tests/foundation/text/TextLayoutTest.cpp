@@ -27,16 +27,11 @@ AttributedString text(const char* utf8, const TextAttributes& attributes = style
   return AttributedString::fromUtf8(utf8, attributes);
 }
 
-Bitmap bitmap(int width, int height) {
-  auto made = Bitmap::allocate(width, height, Bitmap::paddedRowBytes(static_cast<std::size_t>(width)));
-  EXPECT_TRUE(made.has_value());
-  return std::move(*made);
-}
-
 Bitmap drawn(const TextLayout& layout, int width, int height, double left = 0, double top = 0) {
-  Bitmap pixels = bitmap(width, height);
-  layout.draw(pixels, left, top);
-  return pixels;
+  auto pixels = Bitmap::allocate(width, height, Bitmap::paddedRowBytes(static_cast<std::size_t>(width)));
+  EXPECT_TRUE(pixels.has_value());
+  layout.draw(*pixels, left, top);
+  return std::move(*pixels);
 }
 
 Bitmap drawn(const AttributedString& string, TextLayout::Container container, int width, int height,
