@@ -85,12 +85,6 @@ Plane makePlane(std::size_t width, std::size_t height, std::uint16_t depth,
 // The planes encoded as one block of channel data (without the compression field).
 Bytes encodePlanes(const std::vector<Plane>& planes, std::uint16_t compression, std::uint16_t depth) {
   Bytes out;
-  if (compression == PsdTestDocument::Raw) {
-    for (const Plane& plane : planes) {
-      out.insert(out.end(), plane.samples.begin(), plane.samples.end());
-    }
-    return out;
-  }
   if (compression == PsdTestDocument::Rle) {
     Bytes rows;
     for (const Plane& plane : planes) {
@@ -129,6 +123,9 @@ Bytes encodePlanes(const std::vector<Plane>& planes, std::uint16_t compression, 
       }
     }
     samples.insert(samples.end(), data.begin(), data.end());
+  }
+  if (compression == PsdTestDocument::Raw) {
+    return samples;
   }
   uLongf length = compressBound(static_cast<uLong>(samples.size()));
   out.resize(length);
