@@ -188,7 +188,7 @@ Bytes PsdTestDocument::bytes() const {
   Bytes layerInfo;
   if (!layers.empty()) {
     put16(layerInfo, static_cast<std::uint32_t>(-static_cast<int>(layers.size())) & 0xFFFF);
-    std::vector<std::vector<Bytes>> channelData;
+    Bytes channelData;  // every layer's channels, after all the records
     for (const PsdTestLayer& layer : layers) {
       const std::size_t w = layer.right > layer.left ? static_cast<std::size_t>(layer.right - layer.left) : 0;
       const std::size_t h = layer.bottom > layer.top ? static_cast<std::size_t>(layer.bottom - layer.top) : 0;
@@ -196,12 +196,12 @@ Bytes PsdTestDocument::bytes() const {
       const std::vector<std::size_t> sources =
           rgb ? std::vector<std::size_t>{3, 0, 1, 2} : std::vector<std::size_t>{3, 0};
       for (const std::size_t source : sources) {
-        Plane plane = makePlane(w, h, depth, [&](int x, int y) { return layer.pixel(x, y)[source]; });
-        Bytes data;
+        Bytes& data = channels.emplace_back();
         put16(data, compression);
-        const Bytes encoded = encodePlanes({plane}, compression, depth);
+        const Bytes encoded =
+            encodePlanes({makePlane(w, h, depth, [&](int x, int y) { return layer.pixel(x, y)[source]; })},
+                         compression, depth);
         data.insert(data.end(), encoded.begin(), encoded.end());
-        channels.push_back(std::move(data));
       }
       for (const std::int32_t edge : {layer.top, layer.left, layer.bottom, layer.right}) {
         put32(layerInfo, static_cast<std::uint32_t>(edge));
@@ -210,6 +210,7 @@ Bytes PsdTestDocument::bytes() const {
       for (std::size_t c = 0; c < channels.size(); ++c) {
         put16(layerInfo, c == 0 ? 0xFFFF : static_cast<std::uint32_t>(c - 1));
         put32(layerInfo, static_cast<std::uint32_t>(channels[c].size()));
+        channelData.insert(channelData.end(), channels[c].begin(), channels[c].end());
       }
       putText(layerInfo, "8BIM");
       putText(layerInfo, layer.blendMode);
@@ -239,13 +240,8 @@ Bytes PsdTestDocument::bytes() const {
         putBlock(extra, "lsct", block);
       }
       putWithLength(layerInfo, extra);
-      channelData.push_back(std::move(channels));
     }
-    for (const auto& channels : channelData) {
-      for (const Bytes& data : channels) {
-        layerInfo.insert(layerInfo.end(), data.begin(), data.end());
-      }
-    }
+    layerInfo.insert(layerInfo.end(), channelData.begin(), channelData.end());
     if (layerInfo.size() % 2 != 0) {
       layerInfo.push_back(0);
     }
