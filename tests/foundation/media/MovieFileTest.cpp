@@ -5,6 +5,7 @@
 #include <fstream>
 #include <random>
 #include <thread>
+#include <vector>
 
 #include "foundation/media/MemoryMovieSource.h"
 #include "foundation/media/MovieFile.h"
@@ -53,18 +54,32 @@ int indexAt(MovieFile& movie, double seconds) {
   return TestMovies::indexOf(frame->bytes, frame->rowBytes);
 }
 
-class MovieFileCodecTest : public ::testing::TestWithParam<MovieCase> {
+class MovieFileTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!TestMovies::available()) {
       GTEST_SKIP() << "no ffmpeg command";
     }
-    path_ = folder_ / GetParam().file;
-    const std::string error = TestMovies::make(path_, GetParam().recipe);
-    ASSERT_EQ(error, "");
+  }
+
+  std::filesystem::path makeMovie(const std::string& name, const TestMovies::Recipe& recipe) {
+    const auto path = folder_ / name;
+    EXPECT_EQ(TestMovies::make(path, recipe), "");
+    return path;
   }
 
   TemporaryFolder folder_{"movie-file"};
+};
+
+class MovieFileCodecTest : public MovieFileTest, public ::testing::WithParamInterface<MovieCase> {
+ protected:
+  void SetUp() override {
+    MovieFileTest::SetUp();
+    if (!IsSkipped()) {
+      path_ = makeMovie(GetParam().file, GetParam().recipe);
+    }
+  }
+
   std::filesystem::path path_;
 };
 
@@ -118,35 +133,14 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
 
 INSTANTIATE_TEST_SUITE_P(
     Codecs, MovieFileCodecTest,
-    ::testing::Values(
-        MovieCase{"H264At25", "h264.mp4", {60, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 2"}, 25},
-        MovieCase{
-            "ProResAt2997", "prores.mov", {40, "30000/1001", "-c:v prores_ks -profile:v 0"}, 30000.0 / 1001},
-        MovieCase{"MJPEGAt50", "mjpeg.avi", {50, "50", "-c:v mjpeg -q:v 3"}, 50},
-        MovieCase{
-            "H264InTransportStream", "h264.ts", {50, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 3"}, 25},
-        MovieCase{
-            "VP9At25", "vp9.webm", {40, "25", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 10"}, 25},
-        MovieCase{
-            "H264Variable", "variable.mkv", {40, "25", "-c:v libx264 -pix_fmt yuv420p -g 10", true}, 25}),
+    ::testing::ValuesIn(std::vector<MovieCase>{
+        {"H264At25", "h264.mp4", {60, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 2"}, 25},
+        {"ProResAt2997", "prores.mov", {40, "30000/1001", "-c:v prores_ks -profile:v 0"}, 30000.0 / 1001},
+        {"MJPEGAt50", "mjpeg.avi", {50, "50", "-c:v mjpeg -q:v 3"}, 50},
+        {"H264InTransportStream", "h264.ts", {50, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 3"}, 25},
+        {"VP9At25", "vp9.webm", {40, "25", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 10"}, 25},
+        {"H264Variable", "variable.mkv", {40, "25", "-c:v libx264 -pix_fmt yuv420p -g 10", true}, 25}}),
     [](const ::testing::TestParamInfo<MovieCase>& movie) { return std::string(movie.param.name); });
-
-class MovieFileTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    if (!TestMovies::available()) {
-      GTEST_SKIP() << "no ffmpeg command";
-    }
-  }
-
-  std::filesystem::path makeMovie(const std::string& name, const TestMovies::Recipe& recipe) {
-    const auto path = folder_ / name;
-    EXPECT_EQ(TestMovies::make(path, recipe), "");
-    return path;
-  }
-
-  TemporaryFolder folder_{"movie-file-input"};
-};
 
 TEST_F(MovieFileTest, TruncatedMoviePlaysWhatIsLeftAndHoldsItsLastFrame) {
   const auto whole = makeMovie("whole.mov", {50, "25", "-c:v prores_ks -profile:v 0 -movflags +faststart"});
