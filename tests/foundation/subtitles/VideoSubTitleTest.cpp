@@ -404,6 +404,7 @@ TEST_F(VideoSubTitleFile, BinaryGarbageAndHugeFilesParseWithoutHarm) {
   std::string failure;
   EXPECT_EQ(read("garbage.ssa", garbage, vsa, &failure), 0);
   EXPECT_EQ(vsa.m_count, 0u);
+  EXPECT_FALSE(failure.empty());
   videoSubTitle_freeArray(vsa);
 
   // About 100 MB: one style and 100,000 dialogue lines of 1,000 characters.
