@@ -13,6 +13,16 @@ namespace qva {
 
 namespace {
 
+// Draws the texture on unit 0 at the vertex's coordinates and nothing else: Mesa's software rasterizer
+// draws a quad of such a program and a BGRA texture on a fast path, several times faster than
+// fixed-function texturing.
+constexpr const char* kVertexShader =
+    "varying vec2 position;"
+    "void main() { gl_Position = gl_Vertex; position = gl_MultiTexCoord0.xy; }";
+constexpr const char* kFragmentShader =
+    "uniform sampler2D image; varying vec2 position;"
+    "void main() { gl_FragColor = texture2D(image, position); }";
+
 std::string sdlError(const std::string& what) {
   return what + ": " + SDL_GetError();
 }
@@ -87,17 +97,22 @@ PreviewWindow::Creation PreviewWindow::open(const GLContext& host, int width, in
       !eglMakeCurrent(made->display_, made->surface_, made->surface_, made->context_)) {
     return {nullptr, "the EGL driver cannot make a context that shares the host's textures"};
   }
+  std::string log;
+  made->program_ = GLProgram::link(kVertexShader, kFragmentShader, log);
+  if (!made->program_) {
+    return {nullptr, "cannot compile the preview window's shaders: " + log};
+  }
+  glUseProgram(made->program_->name());
   // Showing a frame never waits for the display's refresh: the preview keeps to the newest frame.
   eglSwapInterval(made->display_, 0);
   glDisable(GL_BLEND);
   glDisable(GL_DEPTH_TEST);
-  glEnable(GL_TEXTURE_2D);
-  glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
   glClearColor(0, 0, 0, 1);
   return {std::move(made), {}};
 }
 
 PreviewWindow::~PreviewWindow() {
+  program_.reset();
   if (context_ != nullptr) {
     eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     eglDestroyContext(display_, context_);
@@ -133,8 +148,10 @@ std::string PreviewWindow::show(unsigned texture, int width, int height) {
       std::min(static_cast<double>(surfaceWidth) / width, static_cast<double>(surfaceHeight) / height);
   const int shownWidth = std::max(1, static_cast<int>(std::lround(width * scale)));
   const int shownHeight = std::max(1, static_cast<int>(std::lround(height * scale)));
-  glViewport(0, 0, surfaceWidth, surfaceHeight);
-  glClear(GL_COLOR_BUFFER_BIT);
+  if (shownWidth < surfaceWidth || shownHeight < surfaceHeight) {
+    glViewport(0, 0, surfaceWidth, surfaceHeight);
+    glClear(GL_COLOR_BUFFER_BIT);
+  }
   glViewport((surfaceWidth - shownWidth) / 2, (surfaceHeight - shownHeight) / 2, shownWidth, shownHeight);
   glBindTexture(GL_TEXTURE_2D, texture);
   // The texture's first row at the top of the window.

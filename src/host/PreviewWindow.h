@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "foundation/gl/GLContext.h"
+#include "foundation/gl/GLProgram.h"
 
 struct SDL_Window;
 
@@ -41,6 +43,7 @@ class PreviewWindow {
   void* display_ = nullptr;
   void* surface_ = nullptr;
   void* context_ = nullptr;
+  std::optional<GLProgram> program_;
 };
 
 }  // namespace qva
