@@ -656,9 +656,9 @@ double TextLayout::fittedHeight() const {
   return lines_->fittedHeight;
 }
 
-void TextLayout::draw(Bitmap& bitmap, double left, double top) const {
+void TextLayout::draw(Bitmap& bitmap, double left, double top, double scale) const {
   if (lines_->lineCount == 0 || bitmap.bytes() == nullptr || bitmap.rowBytes() % 4 != 0 ||
-      !std::isfinite(left) || !std::isfinite(top)) {
+      !std::isfinite(left) || !std::isfinite(top) || !(scale > 0) || !std::isfinite(scale)) {
     return;
   }
   for (int tileY = 0; tileY < bitmap.height(); tileY += kMaximumSurfaceSide) {
@@ -671,8 +671,9 @@ void TextLayout::draw(Bitmap& bitmap, double left, double top) const {
       if (cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS) {
         cairo_t* cairo = cairo_create(surface);
         cairo_translate(cairo, -tileX, -tileY);
+        cairo_scale(cairo, scale, scale);
         lines_->drawTile(cairo, left, top,
-                         TextRect{double(tileX), double(tileY), double(width), double(height)});
+                         TextRect{tileX / scale, tileY / scale, width / scale, height / scale});
         cairo_destroy(cairo);
         cairo_surface_flush(surface);
       }
