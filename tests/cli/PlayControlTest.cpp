@@ -64,6 +64,13 @@ class PlayControlTest : public ::testing::Test {
     return {};
   }
 
+  // Polls the state until the named entry of its inputs or outputs holds the value; the entry's value then.
+  PropertyList namedOnceItIs(const std::string& list, const std::string& name, const PropertyList& value) {
+    return named(
+        stateWhere([&](const PropertyList& current) { return named(current[list], name) == value; })[list],
+        name);
+  }
+
   int put(const std::string& name, const std::string& json) {
     const httplib::Result result = client_->Put(("/api/inputs/" + name).c_str(), json, "application/json");
     return result ? result->status : 0;
@@ -104,19 +111,11 @@ bool samePixels(const Bitmap& first, const Bitmap& second) {
 TEST_F(PlayControlTest, NamesAndTriggersChangeTheFramesShown) {
   play(lowerThird(), true);
   // The lower third slides in and holds at its stop frame until triggered.
-  ASSERT_EQ(named(stateWhere([](const PropertyList& current) {
-                    return named(current["outputs"], "waiting") == true;
-                  })["outputs"],
-                  "waiting"),
-            true);
+  ASSERT_EQ(namedOnceItIs("outputs", "waiting", true), true);
   const std::optional<Bitmap> before = snapshotAfterChanges();
   ASSERT_TRUE(before);
   EXPECT_EQ(put("name", R"("Ada Lovelace")"), 200);
-  EXPECT_EQ(named(stateWhere([](const PropertyList& current) {
-                    return named(current["inputs"], "name") == "Ada Lovelace";
-                  })["inputs"],
-                  "name"),
-            "Ada Lovelace");
+  EXPECT_EQ(namedOnceItIs("inputs", "name", "Ada Lovelace"), "Ada Lovelace");
   const std::optional<Bitmap> renamed = snapshotAfterChanges();
   ASSERT_TRUE(renamed);
   EXPECT_FALSE(samePixels(*before, *renamed));
@@ -125,21 +124,13 @@ TEST_F(PlayControlTest, NamesAndTriggersChangeTheFramesShown) {
   lo_address address = lo_address_new("127.0.0.1", std::to_string(qva_->oscPort()).c_str());
   lo_send(address, "/qva/input/title", "s", "Mathematician");
   lo_address_free(address);
-  EXPECT_EQ(named(stateWhere([](const PropertyList& current) {
-                    return named(current["inputs"], "title") == "Mathematician";
-                  })["inputs"],
-                  "title"),
-            "Mathematician");
+  EXPECT_EQ(namedOnceItIs("inputs", "title", "Mathematician"), "Mathematician");
 
   // A trigger press: true for a frame, then false; the composition leaves its stop frame.
   EXPECT_EQ(put("takeOff", "true"), 200);
-  stateWhere([](const PropertyList& current) { return named(current["inputs"], "takeOff") == true; });
+  namedOnceItIs("inputs", "takeOff", true);
   EXPECT_EQ(put("takeOff", "false"), 200);
-  EXPECT_EQ(named(stateWhere([](const PropertyList& current) {
-                    return named(current["outputs"], "waiting") == false;
-                  })["outputs"],
-                  "waiting"),
-            false);
+  EXPECT_EQ(namedOnceItIs("outputs", "waiting", false), false);
 }
 
 TEST_F(PlayControlTest, RefusesWhatItMustAndStopsWhenAsked) {

@@ -23,24 +23,23 @@ std::string errorOf(const std::string& text) {
   return "";
 }
 
+// Expects the composition text refused with a message that says the words given.
+void expectRefusal(const std::string& text, const std::string& words) {
+  const std::string error = errorOf(text);
+  EXPECT_NE(error.find(words), std::string::npos) << words << " | " << error;
+}
+
 TEST(Composition, ErrorsNameTheFilePositionAndTheProblem) {
+  const std::string interpolation = R"({"id": "a", "class": "QVAInterpolationPlugIn", )";
   EXPECT_EQ(errorOf(compositionText(R"({"id": "a", "class": "QVANope"})")).substr(0, 13), "test.qvc:2:36");
-  EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVANope"})")).find("unknown patch class"),
-            std::string::npos);
-  EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn",
-        "inputs": {"inputNope": 1}})"))
-                .find("unknown input port \"inputNope\""),
-            std::string::npos);
-  EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn", "colour": 1})"))
-                .find("unknown key \"colour\""),
-            std::string::npos);
-  EXPECT_NE(
-      errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn", "settings": {"speed": 2}})"))
-          .find("unknown setting"),
-      std::string::npos);
-  EXPECT_NE(errorOf("{\"format\": \"qva-composition/1\",").find("not valid JSON"), std::string::npos);
-  EXPECT_NE(errorOf(R"({"format": 1e999})").find("not valid JSON"), std::string::npos);
-  EXPECT_NE(errorOf(R"({"format": "other"})").find("\"format\""), std::string::npos);
+  expectRefusal(compositionText(R"({"id": "a", "class": "QVANope"})"), "unknown patch class");
+  expectRefusal(compositionText(interpolation + R"("inputs": {"inputNope": 1}})"),
+                "unknown input port \"inputNope\"");
+  expectRefusal(compositionText(interpolation + R"("colour": 1})"), "unknown key \"colour\"");
+  expectRefusal(compositionText(interpolation + R"("settings": {"speed": 2}})"), "unknown setting");
+  expectRefusal("{\"format\": \"qva-composition/1\",", "not valid JSON");
+  expectRefusal(R"({"format": 1e999})", "not valid JSON");
+  expectRefusal(R"({"format": "other"})", "\"format\"");
 }
 
 // Deeply nested JSON is refused while it is read, at the first bracket too deep, before any value is
@@ -69,38 +68,28 @@ TEST(Composition, NestingBeyondTheLimitIsRefusedWithItsPosition) {
 
 TEST(Composition, ValuesOfTheWrongTypeOrRangeAreCompositionErrors) {
   // Each must be reported as a problem of the file, not escape as a JSON library error.
-  EXPECT_NE(errorOf(R"({"format": 4})").find("\"format\" must be"), std::string::npos);
-  EXPECT_NE(errorOf(R"({"format": "qva-composition/1", "canvas": {"width": 4294967297, "height": 1}})")
-                .find("1 to 16384"),
-            std::string::npos);
-  EXPECT_NE(
-      errorOf(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn", "layer": 99999999999})"))
-          .find("must be an integer"),
-      std::string::npos);
+  expectRefusal(R"({"format": 4})", "\"format\" must be");
+  expectRefusal(R"({"format": "qva-composition/1", "canvas": {"width": 4294967297, "height": 1}})",
+                "1 to 16384");
+  expectRefusal(compositionText(R"({"id": "a", "class": "QVAInterpolationPlugIn", "layer": 99999999999})"),
+                "must be an integer");
 }
 
 TEST(Composition, ConnectionsMustJoinKnownCompatiblePortsWithoutCycles) {
   const std::string two = R"({"id": "a", "class": "QVAInterpolationPlugIn"},
                              {"id": "b", "class": "QVAInterpolationPlugIn"})";
-  EXPECT_NE(errorOf(compositionText(two, R"(, "connections": ["a.outputNope -> b.inputValue1"])"))
-                .find("unknown output port"),
-            std::string::npos);
-  EXPECT_NE(errorOf(compositionText(two, R"(, "connections": ["a.outputValue -> c.inputValue1"])"))
-                .find("must name a port"),
-            std::string::npos);
-  EXPECT_NE(errorOf(compositionText(two, R"(, "connections": ["a.outputValue -> b.inputValue1",
-                                                            "b.outputValue -> a.inputValue1"])"))
-                .find("cycle"),
-            std::string::npos);
-  EXPECT_NE(errorOf(compositionText(two, R"(, "connections": ["a.outputValue -> b.inputValue1",
-                                                            "a.outputValue -> b.inputValue1"])"))
-                .find("two connections"),
-            std::string::npos);
-  EXPECT_NE(errorOf(compositionText(R"({"id": "a", "class": "QVARenderTimePlugIn"},
-                                       {"id": "b", "class": "QVAInterpolationPlugIn"})",
-                                    R"(, "connections": ["a.outputNextNames -> b.inputValue1"])"))
-                .find("joins a Structure output to a Number input"),
-            std::string::npos);
+  const auto connecting = [&](const std::string& connections) {
+    return compositionText(two, R"(, "connections": [)" + connections + "]");
+  };
+  expectRefusal(connecting(R"("a.outputNope -> b.inputValue1")"), "unknown output port");
+  expectRefusal(connecting(R"("a.outputValue -> c.inputValue1")"), "must name a port");
+  expectRefusal(connecting(R"("a.outputValue -> b.inputValue1", "b.outputValue -> a.inputValue1")"), "cycle");
+  expectRefusal(connecting(R"("a.outputValue -> b.inputValue1", "a.outputValue -> b.inputValue1")"),
+                "two connections");
+  expectRefusal(compositionText(R"({"id": "a", "class": "QVARenderTimePlugIn"},
+                                   {"id": "b", "class": "QVAInterpolationPlugIn"})",
+                                R"(, "connections": ["a.outputNextNames -> b.inputValue1"])"),
+                "joins a Structure output to a Number input");
 }
 
 TEST(CompositionGraph, EvaluatesInDependencyOrderWithPublishedInputs) {

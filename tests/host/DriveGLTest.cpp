@@ -1,51 +1,16 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <array>
-#include <filesystem>
-#include <stdexcept>
-
-#include "foundation/gl/GLContext.h"
-#include "foundation/image/ImageDecoder.h"
 #include "host/DriveImages.h"
-#include "host/DriveSession.h"
-#include "patches/AllPatches.h"
+#include "support/GLDriveTest.h"
 
 namespace qva {
 namespace {
 
-// Runs a GL script, with files named relative to the test data, writing the images and canvases it
-// asks for into a scratch folder, and reads them back.
-class DriveGLTest : public ::testing::Test {
+// Scripts that draw, with files named relative to the test data.
+class DriveGLTest : public GLDriveTest {
  protected:
-  void SetUp() override {
-    if (!GLContext::create().context) {
-      GTEST_SKIP() << "no GL here";
-    }
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   std::vector<PropertyList> drive(const std::string& script) {
-    DriveOptions options;
-    options.registry = &bundledPatches();
-    options.scriptFolder = QVA_TEST_DATA_DIR;
-    options.imagesFolder = folder_.string();
-    return DriveSession::runScript(PropertyList::parse(script), options);
-  }
-
-  // The canvas of a step's line, as the PNG written for it decodes.
-  static Bitmap canvas(const PropertyList& line) {
-    auto decoded = ImageDecoder::decodeFile(line.at("canvas").at("image").at("file").get<std::string>());
-    if (!decoded.bitmap) {
-      throw std::runtime_error(decoded.error);
-    }
-    return std::move(*decoded.bitmap);
-  }
-
-  // Premultiplied B, G, R, A of a pixel, (0, 0) the top-left one.
-  static std::array<int, 4> pixel(const Bitmap& bitmap, int x, int y) {
-    const std::uint8_t* p = bitmap.row(y) + x * 4;
-    return {p[0], p[1], p[2], p[3]};
+    return GLDriveTest::drive(PropertyList::parse(script), QVA_TEST_DATA_DIR);
   }
 
   // Whether the pixels inside a rectangle of the canvas (left, top, right and bottom columns and rows
@@ -63,9 +28,6 @@ class DriveGLTest : public ::testing::Test {
       EXPECT_EQ(pixel(bitmap, x, bottom + 2), outside) << x << "," << bottom + 2;
     }
   }
-
-  const std::filesystem::path folder_ =
-      std::filesystem::temp_directory_path() / ("qva-drive-gl-" + std::to_string(getpid()));
 };
 
 // `qva drive` with "gl": true: patches get the GL context, images that only exist as textures are read
@@ -106,19 +68,19 @@ TEST_F(DriveGLTest, SpritesDrawIntoACanvasKeptFromFrameToFrame) {
       {"time": 3}]})");
   ASSERT_EQ(lines.size(), 4u);
   ASSERT_EQ(lines[0]["result"], true) << lines[0].dump();
-  const PropertyList& image = lines[0]["canvas"]["image"];
-  EXPECT_EQ(image["width"], 64);
-  EXPECT_EQ(image["height"], 36);
-  EXPECT_TRUE(image["sha256"].is_string());
+  const PropertyList& described = lines[0]["canvas"]["image"];
+  EXPECT_EQ(described["width"], 64);
+  EXPECT_EQ(described["height"], 36);
+  EXPECT_TRUE(described["sha256"].is_string());
   EXPECT_FALSE(lines[3].contains("canvas"));
 
-  const Bitmap first = canvas(lines[0]);
+  const Bitmap first = image(lines[0].at("canvas"));
   expectRectangle(first, 40, 6, 55, 13, kRed, kBlue);
   EXPECT_EQ(pixel(first, 16, 26), kBlue);
-  const Bitmap second = canvas(lines[1]);
+  const Bitmap second = image(lines[1].at("canvas"));
   expectRectangle(second, 40, 6, 55, 13, kRed, kBlue);
   expectRectangle(second, 8, 22, 23, 29, kRed, kBlue);
-  const Bitmap third = canvas(lines[2]);
+  const Bitmap third = image(lines[2].at("canvas"));
   expectRectangle(third, 8, 22, 23, 29, kRed, kClear);
   EXPECT_EQ(pixel(third, 47, 10), kClear);
 }
@@ -132,7 +94,7 @@ TEST_F(DriveGLTest, TheBoundsAreMappedOverTheWholeCanvas) {
        "inputs": {"inputImage": {"solid": [1, 0, 0, 1], "width": 8, "height": 8}, "inputColor": [1, 1, 1, 1],
                   "inputX": 1, "inputY": 0.5, "inputWidth": 1, "inputHeight": 0.5,
                   "inputInterlaced": false, "inputMipmapping": false}}]})");
-  expectRectangle(canvas(lines[0]), 8, 20, 23, 27, kRed, kClear);
+  expectRectangle(image(lines[0].at("canvas")), 8, 20, 23, 27, kRed, kClear);
 }
 
 // The safe areas of bounds (-1, -0.75, 2, 1.5) on 200 × 150 pixels: action safe at x = -0.9 (column
@@ -144,7 +106,7 @@ TEST_F(DriveGLTest, SafeAreasAreDrawnOverWhatTheCanvasHolds) {
       {"time": 0, "clear": [0, 0, 1, 0.5], "canvas": true},
       {"time": 1, "clear": [0, 0, 0, 0], "canvas": true,
        "inputs": {"inputShowActionSafeArea": false, "inputShowTitleSafeArea": false}}]})");
-  const Bitmap shown = canvas(lines[0]);
+  const Bitmap shown = image(lines[0].at("canvas"));
   EXPECT_EQ(pixel(shown, 10, 75), kRed);
   EXPECT_EQ(pixel(shown, 189, 75), kRed);
   EXPECT_EQ(pixel(shown, 20, 75), (std::array<int, 4>{0, 255, 255, 255}));
@@ -154,7 +116,7 @@ TEST_F(DriveGLTest, SafeAreasAreDrawnOverWhatTheCanvasHolds) {
   EXPECT_NEAR(background[0], 128, 1);
   EXPECT_EQ(background[2], 0);
   EXPECT_NEAR(background[3], 128, 1);
-  const Bitmap hidden = canvas(lines[1]);
+  const Bitmap hidden = image(lines[1].at("canvas"));
   for (const auto& [x, y] : {std::pair{10, 75}, {20, 75}, {100, 15}, {100, 75}}) {
     EXPECT_EQ(pixel(hidden, x, y), kClear) << x << "," << y;
   }

@@ -1,84 +1,36 @@
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
 
-#include <array>
-#include <filesystem>
-#include <stdexcept>
-
-#include "foundation/gl/GLContext.h"
-#include "foundation/image/ImageDecoder.h"
 #include "foundation/image/PngWriter.h"
-#include "host/DriveSession.h"
 #include "host/DriveTextures.h"
-#include "patches/AllPatches.h"
-#include "support/TemporaryFolder.h"
+#include "support/GLDriveTest.h"
 #include "support/TestMovies.h"
 
 namespace qva {
 namespace {
 
 // Scripts that hand patches video: textures in the per-frame arguments, and movies.
-class DriveVideoTest : public ::testing::Test {
+class DriveVideoTest : public GLDriveTest {
  protected:
-  void SetUp() override {
-    if (!GLContext::create().context) {
-      GTEST_SKIP() << "no GL here";
-    }
-  }
-
   std::vector<PropertyList> drive(const PropertyList& script) {
-    DriveOptions options;
-    options.registry = &bundledPatches();
-    options.scriptFolder = folder_.path().string();
-    options.imagesFolder = (folder_ / "images").string();
-    return DriveSession::runScript(script, options);
+    return GLDriveTest::drive(script, folder_.path());
   }
-
-  // The image a line shows under a key ("canvas", or an output), as its PNG decodes.
-  static Bitmap image(const PropertyList& value) {
-    auto decoded = ImageDecoder::decodeFile(value.at("image").at("file").get<std::string>());
-    if (!decoded.bitmap) {
-      throw std::runtime_error(decoded.error);
-    }
-    return std::move(*decoded.bitmap);
-  }
-
-  static std::array<int, 4> pixel(const Bitmap& bitmap, int x, int y) {
-    const std::uint8_t* p = bitmap.row(y) + x * 4;
-    return {p[0], p[1], p[2], p[3]};
-  }
-
-  TemporaryFolder folder_{"drive-video"};
 };
 
 TEST_F(DriveVideoTest, TextureArgumentsReachThePatchTopRowFirst) {
   // Red over blue, as a 1 × 2 picture.
   const std::uint8_t bgra[] = {0, 0, 255, 255, 255, 0, 0, 255};
   ASSERT_EQ(PngWriter::write(PixelBufferView{1, 2, 4, bgra}, (folder_ / "redOverBlue.png").string()), "");
-  const PropertyList picture = {{"glTexture", {{"imageFile", "redOverBlue.png"}}}, {"target", "rectangle"}};
-  const PropertyList script = {
-      {"class", "QVACompositionRendererPatchPlugIn"},
-      {"context", {{"gl", true}, {"viewport", {4U, 4U}}, {"bounds", {-1, -1, 2, 2}}}},
-      {"steps",
-       {{{"time", 0},
-         {"inputs", {{"inputWidth", 2}, {"inputHeight", 2}}},
-         {"arguments",
-          {{"texture", picture},
-           {"textureTarget", 34037},
-           {"textureWidth", 1},
-           {"textureHeight", 2},
-           {"opacity", 1},
-           {"alpha", 1}}},
-         {"canvas", true}},
-        {{"time", 0.04},
-         {"clear", {0, 0, 0, 0}},
-         {"arguments",
-          {{"texture", {{"glTexture", {{"solid", {0, 1, 0, 1}}, {"width", 2}, {"height", 2}}}}},
-           {"textureTarget", 3553},
-           {"opacity", 1},
-           {"alpha", 1}}},
-         {"canvas", true}}}}};
-  const std::vector<PropertyList> lines = drive(script);
+  const std::vector<PropertyList> lines = drive(PropertyList::parse(R"({
+    "class": "QVACompositionRendererPatchPlugIn",
+    "context": {"gl": true, "viewport": [4, 4], "bounds": [-1, -1, 2, 2]},
+    "steps": [
+      {"time": 0, "inputs": {"inputWidth": 2, "inputHeight": 2}, "canvas": true,
+       "arguments": {"texture": {"glTexture": {"imageFile": "redOverBlue.png"}, "target": "rectangle"},
+                     "textureTarget": 34037, "textureWidth": 1, "textureHeight": 2, "opacity": 1, "alpha": 1}},
+      {"time": 0.04, "clear": [0, 0, 0, 0], "canvas": true,
+       "arguments": {"texture": {"glTexture": {"solid": [0, 1, 0, 1], "width": 2, "height": 2}},
+                     "textureTarget": 3553, "opacity": 1, "alpha": 1}}]})"));
   ASSERT_EQ(lines.size(), 2U);
   const Bitmap first = image(lines[0].at("canvas"));
   EXPECT_EQ(pixel(first, 1, 0), (std::array<int, 4>{0, 0, 255, 255}));

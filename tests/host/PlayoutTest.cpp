@@ -36,25 +36,6 @@ class FakeClock final : public PlayoutClock {
   int readings_ = 0;
 };
 
-// Keeps a copy of every frame.
-class RecordingOutput final : public RenderOutput {
- public:
-  explicit RecordingOutput(std::vector<std::vector<std::uint8_t>>& frames) : frames_(frames) {}
-  std::string writeFrame(const PixelBufferView& frame) override {
-    std::vector<std::uint8_t>& copy = frames_.emplace_back();
-    for (int y = 0; y < frame.height; ++y) {
-      const std::uint8_t* row = frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes;
-      copy.insert(copy.end(), row, row + frame.width * 4);
-    }
-    return {};
-  }
-  std::string finish() override { return {}; }
-  std::string description() const override { return "recording"; }
-
- private:
-  std::vector<std::vector<std::uint8_t>>& frames_;
-};
-
 int largestDifference(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
   if (a.size() != b.size()) {
     return 255;
@@ -137,13 +118,15 @@ TEST_F(PlayoutTest, ClockStartsOnceTheFirstFrameIsDrawn) {
 
 TEST_F(PlayoutTest, OutputsGetEachFrameAsRenderingItAloneGivesIt) {
   const std::string path = QVA_TEST_DATA_DIR "/render-scenes/sprite-mipmaps.qvc";
-  std::vector<std::vector<std::uint8_t>> played;
+  BlockingOutput::Record recorded;
+  recorded.keepsFrames = true;
   {
     Playout playout(*renderer_, clock_, 25, Composition::load(path));
-    playout.addOutput(std::make_unique<LiveOutput>(std::make_unique<RecordingOutput>(played), 20));
+    playout.addOutput(std::make_unique<LiveOutput>(std::make_unique<BlockingOutput>(recorded), 20));
     playout.play(12);
     EXPECT_EQ(playout.finishOutputs(), std::vector<std::string>{""});
   }
+  const auto& played = recorded.frames;
   ASSERT_EQ(played.size(), 12u);
   CompositionFrames alone(*renderer_, path);
   int moving = 0;

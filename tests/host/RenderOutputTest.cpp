@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 
@@ -9,6 +8,7 @@
 #include "host/RawFrameOutput.h"
 #include "host/RenderOutput.h"
 #include "host/ThreadedOutput.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
@@ -16,28 +16,24 @@ namespace {
 class RenderOutputTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-output-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder_);
     frame_ = Bitmap::allocate(8, 4, Bitmap::paddedRowBytes(8));
     for (int y = 0; y < 4; ++y) {
       std::fill_n(frame_->row(y), 32, static_cast<std::uint8_t>(60 * y + 15));
     }
   }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
 
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"output"};
   std::optional<Bitmap> frame_;
 };
 
 TEST_F(RenderOutputTest, PngPatterns) {
-  EXPECT_TRUE(PngSequenceOutput::isPattern("out_%05d.png"));
-  EXPECT_TRUE(PngSequenceOutput::isPattern("f%d.png"));
-  EXPECT_FALSE(PngSequenceOutput::isPattern("out.png"));
-  EXPECT_FALSE(PngSequenceOutput::isPattern("out_%s.png"));
-  EXPECT_FALSE(PngSequenceOutput::isPattern("%d_%d.png"));
-  EXPECT_FALSE(PngSequenceOutput::isPattern("out_%n.png"));
-  EXPECT_FALSE(PngSequenceOutput::isPattern("out_%1234567d.png"));
-  EXPECT_FALSE(PngSequenceOutput::isPattern("out_%"));
+  for (const char* pattern : {"out_%05d.png", "f%d.png"}) {
+    EXPECT_TRUE(PngSequenceOutput::isPattern(pattern)) << pattern;
+  }
+  for (const char* name :
+       {"out.png", "out_%s.png", "%d_%d.png", "out_%n.png", "out_%1234567d.png", "out_%"}) {
+    EXPECT_FALSE(PngSequenceOutput::isPattern(name)) << name;
+  }
 }
 
 TEST_F(RenderOutputTest, FolderGetsNumberedFrames) {
@@ -72,7 +68,7 @@ TEST_F(RenderOutputTest, UnknownOrUnwritableOutputsAreClearErrors) {
   auto pattern = RenderOutput::open("/nonexistent-folder/f_%03d.png", 8, 4, 25, "");
   ASSERT_TRUE(pattern.output);
   EXPECT_NE(pattern.output->writeFrame(frame_->view()), "");
-  EXPECT_TRUE(std::filesystem::is_empty(folder_));
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
 TEST_F(RenderOutputTest, VideoDescribesItsCodec) {

@@ -10,7 +10,7 @@
 namespace qva {
 
 // An output for tests that holds every frame until released, notes the first byte of each frame it
-// writes, and fails from a given frame on when asked.
+// writes (and, when asked, a copy of the whole frame), and fails from a given frame on when asked.
 class BlockingOutput final : public RenderOutput {
  public:
   struct Record {
@@ -18,6 +18,8 @@ class BlockingOutput final : public RenderOutput {
     std::condition_variable changed;
     bool released = true;
     std::vector<int> firstBytes;
+    bool keepsFrames = false;
+    std::vector<std::vector<std::uint8_t>> frames;  // rows packed tightly, when keepsFrames
     int failFrom = -1;
     std::string finishError;
     bool finished = false;
@@ -48,6 +50,13 @@ class BlockingOutput final : public RenderOutput {
       return "the test output failed";
     }
     record_.firstBytes.push_back(frame.bytes[0]);
+    if (record_.keepsFrames) {
+      std::vector<std::uint8_t>& copy = record_.frames.emplace_back();
+      for (int y = 0; y < frame.height; ++y) {
+        const std::uint8_t* row = frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes;
+        copy.insert(copy.end(), row, row + frame.width * 4);
+      }
+    }
     return {};
   }
   std::string finish() override {

@@ -32,6 +32,11 @@ class PatchDriver {
   void stop();
   // One frame at host time t, executed whatever the patch's modes say; answers what execute answered.
   bool frame(double time, const Arguments& arguments = Arguments());
+  // frame() whose answer the caller does not need, answering the driver to read outputs from.
+  PatchDriver& afterFrame(double time, const Arguments& arguments = Arguments()) {
+    frame(time, arguments);
+    return *this;
+  }
   // What an idle-mode patch answered before the last frame.
   double lastExecutionTime() const { return lastExecutionTime_; }
 

@@ -1,13 +1,14 @@
 #include "support/PlayingQva.h"
 
-#include <poll.h>
-#include <spawn.h>
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <regex>
+
+#include "support/QvaProcess.h"
 
 namespace qva {
 
@@ -21,31 +22,20 @@ int portAfter(const std::string& text, const std::regex& pattern) {
 }  // namespace
 
 PlayingQva::PlayingQva(const std::vector<std::string>& arguments, bool withOsc) {
-  std::vector<std::string> words = {std::string(QVA_BINARY_DIR) + "/src/cli/qva", "play"};
+  std::vector<std::string> words = {"play"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   words.insert(words.end(), {"--control", "0"});
   if (withOsc) {
     words.insert(words.end(), {"--osc", "0"});
   }
-  std::vector<char*> argv;
-  for (std::string& word : words) {
-    argv.push_back(word.data());
-  }
-  argv.push_back(nullptr);
   int errors[2];
-  if (pipe(errors) != 0) {
+  if (pipe2(errors, O_CLOEXEC) != 0) {
     return;
   }
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
-  posix_spawn_file_actions_addclose(&actions, errors[0]);
-  const bool spawned = posix_spawn(&child_, argv[0], &actions, nullptr, argv.data(), environ) == 0;
-  posix_spawn_file_actions_destroy(&actions);
+  child_ = startQva(words, -1, errors[1]);
   close(errors[1]);
-  if (!spawned) {
+  if (child_ == 0) {
     close(errors[0]);
-    child_ = 0;
     return;
   }
   reader_ = std::thread([this, descriptor = errors[0]] { readErrors(descriptor); });

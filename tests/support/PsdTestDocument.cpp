@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace qva::test {
@@ -84,12 +85,6 @@ Plane makePlane(std::size_t width, std::size_t height, std::uint16_t depth,
 // The planes encoded as one block of channel data (without the compression field).
 Bytes encodePlanes(const std::vector<Plane>& planes, std::uint16_t compression, std::uint16_t depth) {
   Bytes out;
-  if (compression == PsdTestDocument::Raw) {
-    for (const Plane& plane : planes) {
-      out.insert(out.end(), plane.samples.begin(), plane.samples.end());
-    }
-    return out;
-  }
   if (compression == PsdTestDocument::Rle) {
     Bytes rows;
     for (const Plane& plane : planes) {
@@ -129,6 +124,9 @@ Bytes encodePlanes(const std::vector<Plane>& planes, std::uint16_t compression, 
     }
     samples.insert(samples.end(), data.begin(), data.end());
   }
+  if (compression == PsdTestDocument::Raw) {
+    return samples;
+  }
   uLongf length = compressBound(static_cast<uLong>(samples.size()));
   out.resize(length);
   if (compress(out.data(), &length, samples.data(), static_cast<uLong>(samples.size())) != Z_OK) {
@@ -136,10 +134,6 @@ Bytes encodePlanes(const std::vector<Plane>& planes, std::uint16_t compression, 
   }
   out.resize(length);
   return out;
-}
-
-std::uint8_t component(const std::array<std::uint8_t, 4>& rgba, std::size_t index) {
-  return rgba[index];
 }
 
 }  // namespace
@@ -194,7 +188,7 @@ Bytes PsdTestDocument::bytes() const {
   Bytes layerInfo;
   if (!layers.empty()) {
     put16(layerInfo, static_cast<std::uint32_t>(-static_cast<int>(layers.size())) & 0xFFFF);
-    std::vector<std::vector<Bytes>> channelData;
+    Bytes channelData;  // every layer's channels, after all the records
     for (const PsdTestLayer& layer : layers) {
       const std::size_t w = layer.right > layer.left ? static_cast<std::size_t>(layer.right - layer.left) : 0;
       const std::size_t h = layer.bottom > layer.top ? static_cast<std::size_t>(layer.bottom - layer.top) : 0;
@@ -202,22 +196,21 @@ Bytes PsdTestDocument::bytes() const {
       const std::vector<std::size_t> sources =
           rgb ? std::vector<std::size_t>{3, 0, 1, 2} : std::vector<std::size_t>{3, 0};
       for (const std::size_t source : sources) {
-        Plane plane =
-            makePlane(w, h, depth, [&](int x, int y) { return component(layer.pixel(x, y), source); });
-        Bytes data;
+        Bytes& data = channels.emplace_back();
         put16(data, compression);
-        const Bytes encoded = encodePlanes({plane}, compression, depth);
+        const Bytes encoded =
+            encodePlanes({makePlane(w, h, depth, [&](int x, int y) { return layer.pixel(x, y)[source]; })},
+                         compression, depth);
         data.insert(data.end(), encoded.begin(), encoded.end());
-        channels.push_back(std::move(data));
       }
-      put32(layerInfo, static_cast<std::uint32_t>(layer.top));
-      put32(layerInfo, static_cast<std::uint32_t>(layer.left));
-      put32(layerInfo, static_cast<std::uint32_t>(layer.bottom));
-      put32(layerInfo, static_cast<std::uint32_t>(layer.right));
+      for (const std::int32_t edge : {layer.top, layer.left, layer.bottom, layer.right}) {
+        put32(layerInfo, static_cast<std::uint32_t>(edge));
+      }
       put16(layerInfo, static_cast<std::uint32_t>(channels.size()));
       for (std::size_t c = 0; c < channels.size(); ++c) {
         put16(layerInfo, c == 0 ? 0xFFFF : static_cast<std::uint32_t>(c - 1));
         put32(layerInfo, static_cast<std::uint32_t>(channels[c].size()));
+        channelData.insert(channelData.end(), channels[c].begin(), channels[c].end());
       }
       putText(layerInfo, "8BIM");
       putText(layerInfo, layer.blendMode);
@@ -225,17 +218,13 @@ Bytes PsdTestDocument::bytes() const {
       Bytes extra;
       put32(extra, 0);  // mask
       put32(extra, 0);  // blending ranges
-      std::string legacy;
-      for (const char c : layer.name) {
-        legacy.push_back(static_cast<unsigned char>(c) < 0x80 ? c : '?');
-      }
-      legacy = legacy.substr(0, 255);
+      // A Pascal string padded to a multiple of four bytes.
+      std::string legacy = layer.name.substr(0, 255);
+      std::replace_if(
+          legacy.begin(), legacy.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
       extra.push_back(static_cast<std::uint8_t>(legacy.size()));
       putText(extra, legacy);
-      while ((legacy.size() + 1) % 4 != 0) {
-        extra.push_back(0);
-        legacy.push_back('\0');
-      }
+      extra.insert(extra.end(), 3 - legacy.size() % 4, 0);
       if (layer.unicodeName) {
         Bytes block;
         const std::vector<char16_t> units = utf16(layer.name);
@@ -251,13 +240,8 @@ Bytes PsdTestDocument::bytes() const {
         putBlock(extra, "lsct", block);
       }
       putWithLength(layerInfo, extra);
-      channelData.push_back(std::move(channels));
     }
-    for (const auto& channels : channelData) {
-      for (const Bytes& data : channels) {
-        layerInfo.insert(layerInfo.end(), data.begin(), data.end());
-      }
-    }
+    layerInfo.insert(layerInfo.end(), channelData.begin(), channelData.end());
     if (layerInfo.size() % 2 != 0) {
       layerInfo.push_back(0);
     }
@@ -276,8 +260,7 @@ Bytes PsdTestDocument::bytes() const {
   std::vector<Plane> planes;
   for (std::size_t source = 0; source < colorChannels + 1; ++source) {
     const std::size_t channel = source == colorChannels ? 3 : source;
-    planes.push_back(
-        makePlane(width, height, depth, [&](int x, int y) { return component(composite(x, y), channel); }));
+    planes.push_back(makePlane(width, height, depth, [&](int x, int y) { return composite(x, y)[channel]; }));
   }
   const std::uint16_t compositeCompression = compression == Raw ? Raw : Rle;
   put16(out, compositeCompression);

@@ -116,14 +116,10 @@ TEST_F(GLContextTest, BindingShowsEveryTextureUprightInAFramebuffer) {
   GLContext::bindTexture(*texture, 0, true);
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
   glBegin(GL_QUADS);
-  glTexCoord2d(0, 0);
-  glVertex2d(0, 0);
-  glTexCoord2d(1, 0);
-  glVertex2d(1, 0);
-  glTexCoord2d(1, 1);
-  glVertex2d(1, 1);
-  glTexCoord2d(0, 1);
-  glVertex2d(0, 1);
+  for (const auto& [x, y] : {std::pair{0, 0}, {1, 0}, {1, 1}, {0, 1}}) {
+    glTexCoord2d(x, y);
+    glVertex2d(x, y);
+  }
   glEnd();
   GLContext::unbindTexture(*texture, 0);
   auto bitmap = Bitmap::allocate(2, 2, Bitmap::paddedRowBytes(2));

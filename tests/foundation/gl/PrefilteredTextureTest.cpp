@@ -93,19 +93,11 @@ class PrefilteredTextureTest : public GLTest {
     glClear(GL_COLOR_BUFFER_BIT);
     glEnable(GL_TEXTURE_2D);
     glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
-    const double x0 = kLeft;
-    const double y0 = kBottom;
-    const double x1 = x0 + sourceWidth_ / factor;
-    const double y1 = y0 + sourceHeight_ / factor;
     glBegin(GL_QUADS);
-    glTexCoord2d(0, 0);
-    glVertex2d(x0, y0);
-    glTexCoord2d(1, 0);
-    glVertex2d(x1, y0);
-    glTexCoord2d(1, 1);
-    glVertex2d(x1, y1);
-    glTexCoord2d(0, 1);
-    glVertex2d(x0, y1);
+    for (const auto& [s, t] : {std::pair{0, 0}, {1, 0}, {1, 1}, {0, 1}}) {
+      glTexCoord2d(s, t);
+      glVertex2d(kLeft + s * sourceWidth_ / factor, kBottom + t * sourceHeight_ / factor);
+    }
     glEnd();
     Framebuffer::readPixels(kCanvas, kCanvas, pixels.data(), kCanvas * 4, false);
     canvas_->unbind();

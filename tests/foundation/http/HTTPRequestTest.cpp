@@ -47,6 +47,25 @@ class HTTPRequestTest : public ::testing::Test {
   bool waitUntilFinished(HTTPRequest& request, std::chrono::milliseconds limit = 10000ms) {
     return queue_.pumpUntil(limit, [&] { return request.isFinished(); });
   }
+  // A request to the URL, with the method when one is given, sent and finished.
+  std::unique_ptr<HTTPRequest> sent(const std::string& url, const char* method = nullptr) {
+    auto made = request(url);
+    if (method != nullptr) {
+      made->setRequestMethod(method);
+    }
+    EXPECT_TRUE(send(*made)) << url;
+    return made;
+  }
+  // A server handler that gives every request the same answer, once release_ is set if held back.
+  LoopbackHTTPServer::Handler answering(int status, std::string body, std::string headers = "",
+                                        bool heldBack = false) {
+    return [=, this](const ServedRequest&, Connection& connection) {
+      if (heldBack) {
+        LoopbackHTTPServer::holdBack(5000ms, release_);
+      }
+      connection.write(LoopbackHTTPServer::response(status, body, headers));
+    };
+  }
 
   TaskQueue queue_;
   HTTPDownloadCache cache_;
@@ -55,12 +74,8 @@ class HTTPRequestTest : public ::testing::Test {
 };
 
 TEST_F(HTTPRequestTest, ResponseArrivesOnTheHostThreadWhileItKeepsRunning) {
-  LoopbackHTTPServer server([this](const ServedRequest&, Connection& connection) {
-    LoopbackHTTPServer::holdBack(5000ms, release_);
-    connection.write(LoopbackHTTPServer::response(200, "héllo",
-                                                  "Content-Type: text/plain; charset=utf-8\r\n"
-                                                  "X-Feed: one\r\nX-Feed: two\r\n"));
-  });
+  LoopbackHTTPServer server(answering(
+      200, "héllo", "Content-Type: text/plain; charset=utf-8\r\nX-Feed: one\r\nX-Feed: two\r\n", true));
   auto get = request(server.url("/feed"));
   std::thread::id callbackThread;
   int completions = 0;
@@ -87,21 +102,15 @@ TEST_F(HTTPRequestTest, ResponseArrivesOnTheHostThreadWhileItKeepsRunning) {
 }
 
 TEST_F(HTTPRequestTest, MethodHeadersAndBodyReachTheServer) {
-  LoopbackHTTPServer server([](const ServedRequest&, Connection& connection) {
-    connection.write(LoopbackHTTPServer::response(201, ""));
-  });
+  LoopbackHTTPServer server(answering(201, ""));
   auto post = request(server.url("/items?id=7"));
   post->setRequestMethod("POST");
   post->addRequestHeader("X-Token", "abc");
   post->addRequestHeader("Content-Type", "text/plain");
   post->setPostBody("payload é");
   ASSERT_TRUE(send(*post));
-  auto emptyPost = request(server.url("/empty"));
-  emptyPost->setRequestMethod("POST");
-  ASSERT_TRUE(send(*emptyPost));
-  auto remove = request(server.url("/items/7"));
-  remove->setRequestMethod("DELETE");
-  ASSERT_TRUE(send(*remove));
+  sent(server.url("/empty"), "POST");
+  sent(server.url("/items/7"), "DELETE");
 
   const auto received = server.requests();
   ASSERT_EQ(received.size(), 3u);
@@ -118,9 +127,7 @@ TEST_F(HTTPRequestTest, MethodHeadersAndBodyReachTheServer) {
 }
 
 TEST_F(HTTPRequestTest, LineBreaksInHeadersAreRefusedBeforeAnythingIsSent) {
-  LoopbackHTTPServer server([](const ServedRequest&, Connection& connection) {
-    connection.write(LoopbackHTTPServer::response(200, ""));
-  });
+  LoopbackHTTPServer server(answering(200, ""));
   auto injectedValue = request(server.url("/"));
   injectedValue->addRequestHeader("X-A", "1\r\nX-Evil: yes");
   bool failed = false;
@@ -153,18 +160,15 @@ TEST_F(HTTPRequestTest, FollowsRedirectsAndDecodesCompressedAndChunkedBodies) {
       connection.write("6\r\nsecond\r\n0\r\n\r\n");
     }
   });
-  auto redirected = request(server.url("/old"));
-  ASSERT_TRUE(send(*redirected));
+  auto redirected = sent(server.url("/old"));
   EXPECT_EQ(redirected->response().statusCode, 200);
   EXPECT_EQ(redirected->response().body, text);
   EXPECT_LT(redirected->response().announcedContentLength, static_cast<std::int64_t>(text.size()));
   EXPECT_TRUE(server.requests().at(0).header("Accept-Encoding").value_or("").find("gzip") !=
               std::string::npos);
-  auto deflated = request(server.url("/deflate"));
-  ASSERT_TRUE(send(*deflated));
+  auto deflated = sent(server.url("/deflate"));
   EXPECT_EQ(deflated->response().body, text);
-  auto chunked = request(server.url("/chunked"));
-  ASSERT_TRUE(send(*chunked));
+  auto chunked = sent(server.url("/chunked"));
   EXPECT_EQ(chunked->response().body, "firstsecond");
   EXPECT_EQ(chunked->response().announcedContentLength, -1);
 }
@@ -177,23 +181,18 @@ TEST_F(HTTPRequestTest, ErrorStatusesAreResponsesButTransportFailuresAreErrors) 
       connection.write(LoopbackHTTPServer::response(500, "oops"));
     }  // anything else: the connection closes without an answer
   });
-  auto missing = request(server.url("/missing"));
-  ASSERT_TRUE(send(*missing));
+  auto missing = sent(server.url("/missing"));
   EXPECT_FALSE(missing->error());
   EXPECT_EQ(missing->response().statusCode, 404);
   EXPECT_EQ(missing->response().body, "no such feed");
-  auto broken = request(server.url("/broken"));
-  ASSERT_TRUE(send(*broken));
+  auto broken = sent(server.url("/broken"));
   EXPECT_EQ(broken->response().statusCode, 500);
 
-  auto hungUp = request(server.url("/hang-up"));
-  ASSERT_TRUE(send(*hungUp));
+  auto hungUp = sent(server.url("/hang-up"));
   EXPECT_NE(hungUp->error().value_or("").find("connection was lost"), std::string::npos);
-  auto unreachable = request(LoopbackHTTPServer::closedURL("/"));
-  ASSERT_TRUE(send(*unreachable));
+  auto unreachable = sent(LoopbackHTTPServer::closedURL("/"));
   EXPECT_NE(unreachable->error().value_or("").find("Could not connect"), std::string::npos);
-  auto notHTTP = request("file:///etc/passwd");
-  ASSERT_TRUE(send(*notHTTP));
+  auto notHTTP = sent("file:///etc/passwd");
   EXPECT_NE(notHTTP->error().value_or("").find("not a valid http"), std::string::npos);
   EXPECT_TRUE(notHTTP->response().body.empty());
 }
@@ -214,10 +213,7 @@ TEST_F(HTTPRequestTest, ABodyPastTheClientsLimitFails) {
 }
 
 TEST_F(HTTPRequestTest, ASlowServerPastTheTimeOutFails) {
-  LoopbackHTTPServer server([this](const ServedRequest&, Connection& connection) {
-    LoopbackHTTPServer::holdBack(5000ms, release_);
-    connection.write(LoopbackHTTPServer::response(200, "late"));
-  });
+  LoopbackHTTPServer server(answering(200, "late", "", true));
   auto slow = request(server.url("/slow"));
   slow->setTimeOutSeconds(0.2);
   ASSERT_TRUE(send(*slow, 4000ms));
@@ -226,10 +222,7 @@ TEST_F(HTTPRequestTest, ASlowServerPastTheTimeOutFails) {
 }
 
 TEST_F(HTTPRequestTest, ACancelledRequestNeverReports) {
-  LoopbackHTTPServer server([this](const ServedRequest&, Connection& connection) {
-    LoopbackHTTPServer::holdBack(5000ms, release_);
-    connection.write(LoopbackHTTPServer::response(200, "late"));
-  });
+  LoopbackHTTPServer server(answering(200, "late", "", true));
   auto cancelled = request(server.url("/slow"));
   bool reported = false;
   cancelled->setCompletionCallback([&] { reported = true; });
@@ -243,9 +236,7 @@ TEST_F(HTTPRequestTest, ACancelledRequestNeverReports) {
   EXPECT_FALSE(cancelled->isFinished());
 
   // One whose answer is already on the host queue is dropped there.
-  LoopbackHTTPServer quick([](const ServedRequest&, Connection& connection) {
-    connection.write(LoopbackHTTPServer::response(200, ""));
-  });
+  LoopbackHTTPServer quick(answering(200, ""));
   auto late = request(quick.url("/"));
   late->setCompletionCallback([&] { reported = true; });
   late->startAsynchronous(queue_);
@@ -319,9 +310,7 @@ TEST_F(HTTPCachePolicyTest, CachingHeadersDecideWhatIsKeptAndRevalidated) {
 }
 
 TEST_F(HTTPRequestTest, ProxiesComeFromTheEnvironment) {
-  LoopbackHTTPServer proxy([](const ServedRequest&, Connection& connection) {
-    connection.write(LoopbackHTTPServer::response(200, "via"));
-  });
+  LoopbackHTTPServer proxy(answering(200, "via"));
   ::setenv("http_proxy", proxy.url("").c_str(), 1);
   auto proxied = request("http://feeds.example.invalid/news.xml");
   const bool finished = send(*proxied);

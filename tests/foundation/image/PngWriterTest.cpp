@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -8,15 +7,10 @@
 #include "foundation/image/Bitmap.h"
 #include "foundation/image/ImageDecoder.h"
 #include "foundation/image/PngWriter.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
-
-std::filesystem::path scratchFolder() {
-  auto folder = std::filesystem::temp_directory_path() / ("qva-png-" + std::to_string(getpid()));
-  std::filesystem::create_directories(folder);
-  return folder;
-}
 
 TEST(PngWriterTest, RoundTripKeepsPremultipliedPixels) {
   auto bitmap = Bitmap::allocate(3, 2, Bitmap::paddedRowBytes(3));
@@ -27,7 +21,8 @@ TEST(PngWriterTest, RoundTripKeepsPremultipliedPixels) {
   for (int x = 0; x < 3; ++x) {
     std::fill_n(bitmap->row(1) + x * 4, 4, std::uint8_t{200});
   }
-  const auto path = (scratchFolder() / "round.png").string();
+  const TemporaryFolder folder("png");
+  const auto path = (folder / "round.png").string();
   ASSERT_EQ(PngWriter::write(bitmap->view(), path), "");
   EXPECT_FALSE(std::filesystem::exists(path + ".partial"));
   const auto decoded = ImageDecoder::decodeFile(path);
@@ -37,7 +32,6 @@ TEST(PngWriterTest, RoundTripKeepsPremultipliedPixels) {
       EXPECT_NEAR(decoded.bitmap->row(y)[i], bitmap->row(y)[i], 1) << "row " << y << " byte " << i;
     }
   }
-  std::filesystem::remove_all(scratchFolder());
 }
 
 TEST(PngWriterTest, StraightAlphaOnDisk) {
@@ -99,10 +93,10 @@ TEST(PngWriterTest, FailuresLeaveNoFile) {
   const std::string error = PngWriter::write(bitmap->view(), unwritable);
   EXPECT_NE(error.find("/nonexistent-folder/qva/out.png"), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(unwritable));
-  const auto path = (scratchFolder() / "empty.png").string();
+  const TemporaryFolder folder("png");
+  const auto path = (folder / "empty.png").string();
   EXPECT_NE(PngWriter::write(PixelBufferView{}, path), "");
   EXPECT_FALSE(std::filesystem::exists(path));
-  std::filesystem::remove_all(scratchFolder());
 }
 
 }  // namespace

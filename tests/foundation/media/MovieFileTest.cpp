@@ -5,6 +5,7 @@
 #include <fstream>
 #include <random>
 #include <thread>
+#include <vector>
 
 #include "foundation/media/MemoryMovieSource.h"
 #include "foundation/media/MovieFile.h"
@@ -25,14 +26,18 @@ std::ostream& operator<<(std::ostream& out, const MovieCase& movieCase) {
   return out << movieCase.name;
 }
 
+// Where frame i of a movie of the case starts, in seconds.
+double frameStart(const MovieCase& movieCase, int i) {
+  return movieCase.recipe.variable
+             ? TestMovies::variableFrameStart(i, movieCase.rate, movieCase.recipe.frames)
+             : i / movieCase.rate;
+}
+
 // The index of the frame a movie of the case shows at a time in seconds.
 int expectedIndex(const MovieCase& movieCase, double seconds) {
-  const int frames = movieCase.recipe.frames;
   int index = 0;
-  for (int i = 0; i < frames; ++i) {
-    const double start = movieCase.recipe.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                                                   : i / movieCase.rate;
-    if (start <= seconds + 1e-9) {
+  for (int i = 0; i < movieCase.recipe.frames; ++i) {
+    if (frameStart(movieCase, i) <= seconds + 1e-9) {
       index = i;
     }
   }
@@ -49,18 +54,32 @@ int indexAt(MovieFile& movie, double seconds) {
   return TestMovies::indexOf(frame->bytes, frame->rowBytes);
 }
 
-class MovieFileCodecTest : public ::testing::TestWithParam<MovieCase> {
+class MovieFileTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!TestMovies::available()) {
       GTEST_SKIP() << "no ffmpeg command";
     }
-    path_ = folder_ / GetParam().file;
-    const std::string error = TestMovies::make(path_, GetParam().recipe);
-    ASSERT_EQ(error, "");
+  }
+
+  std::filesystem::path makeMovie(const std::string& name, const TestMovies::Recipe& recipe) {
+    const auto path = folder_ / name;
+    EXPECT_EQ(TestMovies::make(path, recipe), "");
+    return path;
   }
 
   TemporaryFolder folder_{"movie-file"};
+};
+
+class MovieFileCodecTest : public MovieFileTest, public ::testing::WithParamInterface<MovieCase> {
+ protected:
+  void SetUp() override {
+    MovieFileTest::SetUp();
+    if (!IsSkipped()) {
+      path_ = makeMovie(GetParam().file, GetParam().recipe);
+    }
+  }
+
   std::filesystem::path path_;
 };
 
@@ -78,10 +97,7 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
     EXPECT_EQ(movie.frameCount(), frames);
     EXPECT_EQ(movie.width(), TestMovies::kWidth);
     const double seconds = static_cast<double>(movie.duration()) / movie.timeScale();
-    const double lastStart = movieCase.recipe.variable
-                                 ? TestMovies::variableFrameStart(frames - 1, movieCase.rate, frames)
-                                 : (frames - 1) / movieCase.rate;
-    EXPECT_GT(seconds, lastStart);
+    EXPECT_GT(seconds, frameStart(movieCase, frames - 1));
     EXPECT_NEAR(movie.frameRate(), frames / seconds, 1e-6);
     if (!movieCase.recipe.variable) {
       EXPECT_NEAR(movie.frameRate(), movieCase.rate, movieCase.rate * 0.01);
@@ -89,12 +105,9 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
 
     int seeksToFirstFrame = 0;
     for (int i = 0; i < frames; ++i) {
-      const double start = movieCase.recipe.variable
-                               ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                               : i / movieCase.rate;
       // A quarter of a frame in, as the player asks.
-      const double time =
-          start + 0.25 / movieCase.rate / (movieCase.recipe.variable && i >= frames / 2 ? 2 : 1);
+      const double time = frameStart(movieCase, i) +
+                          0.25 / movieCase.rate / (movieCase.recipe.variable && i >= frames / 2 ? 2 : 1);
       movie.task(std::llround(time * movie.timeScale()));
       ASSERT_EQ(indexAt(movie, time), i) << "at " << time;
       if (i == 0) {
@@ -111,11 +124,7 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
     }
     // Backwards frame by frame, the hardest order for a decoder.
     for (int i = frames - 1; i >= frames - 6; --i) {
-      const double time =
-          (movieCase.recipe.variable ? TestMovies::variableFrameStart(i, movieCase.rate, frames)
-                                     : i / movieCase.rate) +
-          0.001;
-      ASSERT_EQ(indexAt(movie, time), i);
+      ASSERT_EQ(indexAt(movie, frameStart(movieCase, i) + 0.001), i);
     }
     // Past the end the last frame stays.
     EXPECT_EQ(indexAt(movie, seconds + 3), frames - 1);
@@ -124,35 +133,14 @@ TEST_P(MovieFileCodecTest, FindsTheFrameWhoseTimeRangeHoldsTheTime) {
 
 INSTANTIATE_TEST_SUITE_P(
     Codecs, MovieFileCodecTest,
-    ::testing::Values(
-        MovieCase{"H264At25", "h264.mp4", {60, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 2"}, 25},
-        MovieCase{
-            "ProResAt2997", "prores.mov", {40, "30000/1001", "-c:v prores_ks -profile:v 0"}, 30000.0 / 1001},
-        MovieCase{"MJPEGAt50", "mjpeg.avi", {50, "50", "-c:v mjpeg -q:v 3"}, 50},
-        MovieCase{
-            "H264InTransportStream", "h264.ts", {50, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 3"}, 25},
-        MovieCase{
-            "VP9At25", "vp9.webm", {40, "25", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 10"}, 25},
-        MovieCase{
-            "H264Variable", "variable.mkv", {40, "25", "-c:v libx264 -pix_fmt yuv420p -g 10", true}, 25}),
+    ::testing::ValuesIn(std::vector<MovieCase>{
+        {"H264At25", "h264.mp4", {60, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 2"}, 25},
+        {"ProResAt2997", "prores.mov", {40, "30000/1001", "-c:v prores_ks -profile:v 0"}, 30000.0 / 1001},
+        {"MJPEGAt50", "mjpeg.avi", {50, "50", "-c:v mjpeg -q:v 3"}, 50},
+        {"H264InTransportStream", "h264.ts", {50, "25", "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 3"}, 25},
+        {"VP9At25", "vp9.webm", {40, "25", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 10"}, 25},
+        {"H264Variable", "variable.mkv", {40, "25", "-c:v libx264 -pix_fmt yuv420p -g 10", true}, 25}}),
     [](const ::testing::TestParamInfo<MovieCase>& movie) { return std::string(movie.param.name); });
-
-class MovieFileTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    if (!TestMovies::available()) {
-      GTEST_SKIP() << "no ffmpeg command";
-    }
-  }
-
-  std::filesystem::path makeMovie(const std::string& name, const TestMovies::Recipe& recipe) {
-    const auto path = folder_ / name;
-    EXPECT_EQ(TestMovies::make(path, recipe), "");
-    return path;
-  }
-
-  TemporaryFolder folder_{"movie-file-input"};
-};
 
 TEST_F(MovieFileTest, TruncatedMoviePlaysWhatIsLeftAndHoldsItsLastFrame) {
   const auto whole = makeMovie("whole.mov", {50, "25", "-c:v prores_ks -profile:v 0 -movflags +faststart"});

@@ -166,12 +166,7 @@ TEST_P(PsdReaderVariantTest, EveryCompressionAndDepthGivesTheSamePixels) {
   document.depth = variant.depth;
   document.colorMode = variant.colorMode;
   document.layersInTaggedBlock = variant.depth == 16;
-  PsdTestLayer gradient;
-  gradient.name = "Gradient";
-  gradient.top = -1;
-  gradient.left = 5;
-  gradient.bottom = 2;
-  gradient.right = 290;
+  PsdTestLayer gradient = solidLayer("Gradient", -1, 5, 2, 290, {});
   gradient.pixel = [](int x, int y) {
     return Rgba{static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(x / 2),
                 static_cast<std::uint8_t>(y * 9), static_cast<std::uint8_t>(x < 100 ? 255 : 255 - x / 2)};
@@ -308,8 +303,7 @@ TEST(PsdReaderTest, RefusesLyingLengthsCountsAndBounds) {
 
 TEST(PsdReaderTest, ReadsThirtyThousandLayers) {
   PsdTestDocument document;
-  PsdTestLayer empty;
-  empty.name = "x";
+  PsdTestLayer empty = solidLayer("x", 0, 0, 0, 0, {});
   empty.unicodeName = false;
   document.layers.assign(30000, empty);
   document.layers.back() = solidLayer("Top", 0, 0, 2, 2, {1, 2, 3, 255});

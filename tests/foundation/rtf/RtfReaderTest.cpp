@@ -2,7 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 #include "foundation/rtf/RtfReader.h"
 
@@ -11,13 +11,6 @@ namespace {
 
 RtfReader::Result read(std::string_view document) {
   return RtfReader::read(document);
-}
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << file.rdbuf();
-  return bytes.str();
 }
 
 TEST(RtfReaderTest, ReadsThePlatformDialect) {
@@ -271,7 +264,8 @@ TEST(RtfReaderTest, EveryCorpusDocumentReadsSensibly) {
       continue;
     }
     ++documents;
-    auto result = read(readFile(entry.path()));
+    std::ifstream file(entry.path(), std::ios::binary);
+    auto result = read(std::string(std::istreambuf_iterator<char>(file), {}));
     std::string text = result.text.utf8();
     EXPECT_FALSE(result.error) << entry.path() << ": " << result.message;
     EXPECT_GT(text.size(), 3u) << entry.path();

@@ -13,6 +13,14 @@ struct AttributeCase {
   std::function<void(TextAttributes&)> apply;
 };
 
+// Built by functions rather than braces, so that each case below stays on one line.
+Color rgba(double red, double green, double blue, double alpha) {
+  return Color{red, green, blue, alpha};
+}
+TextShadow shadow(double x, double y, double blur, Color colour) {
+  return TextShadow{x, y, blur, colour};
+}
+
 // Values are chosen on the grid the document carries (twips, 1/100000 for colour components).
 const std::vector<AttributeCase>& attributeCases() {
   static const std::vector<AttributeCase> cases{
@@ -23,30 +31,12 @@ const std::vector<AttributeCase>& attributeCases() {
       {"MilliPointSize", [](TextAttributes& a) { a.font.pointSize = 13.125; }},
       {"Bold", [](TextAttributes& a) { a.font.bold = true; }},
       {"Italic", [](TextAttributes& a) { a.font.italic = true; }},
-      {"Foreground",
-       [](TextAttributes& a) {
-         a.foregroundColor = Color{1, 0, 0, 1};
-       }},
-      {"ForegroundFine",
-       [](TextAttributes& a) {
-         a.foregroundColor = Color{0.12345, 0.5, 0.99999, 1};
-       }},
-      {"ForegroundAlpha",
-       [](TextAttributes& a) {
-         a.foregroundColor = Color{0.2, 0.4, 0.6, 0.25};
-       }},
-      {"WhiteForeground",
-       [](TextAttributes& a) {
-         a.foregroundColor = Color{1, 1, 1, 1};
-       }},
-      {"Background",
-       [](TextAttributes& a) {
-         a.backgroundColor = Color{0, 0, 1, 1};
-       }},
-      {"BlackBackground",
-       [](TextAttributes& a) {
-         a.backgroundColor = Color{0, 0, 0, 1};
-       }},
+      {"Foreground", [](TextAttributes& a) { a.foregroundColor = rgba(1, 0, 0, 1); }},
+      {"ForegroundFine", [](TextAttributes& a) { a.foregroundColor = rgba(0.12345, 0.5, 0.99999, 1); }},
+      {"ForegroundAlpha", [](TextAttributes& a) { a.foregroundColor = rgba(0.2, 0.4, 0.6, 0.25); }},
+      {"WhiteForeground", [](TextAttributes& a) { a.foregroundColor = rgba(1, 1, 1, 1); }},
+      {"Background", [](TextAttributes& a) { a.backgroundColor = rgba(0, 0, 1, 1); }},
+      {"BlackBackground", [](TextAttributes& a) { a.backgroundColor = rgba(0, 0, 0, 1); }},
       {"UnderlineSingle", [](TextAttributes& a) { a.underlineStyle = TextStyleMask::Single; }},
       {"UnderlineThick", [](TextAttributes& a) { a.underlineStyle = TextStyleMask::Thick; }},
       {"UnderlineDouble", [](TextAttributes& a) { a.underlineStyle = TextStyleMask::Double; }},
@@ -55,45 +45,24 @@ const std::vector<AttributeCase>& attributeCases() {
       {"UnderlineByWord", [](TextAttributes& a) { a.underlineStyle = 0x8001; }},
       {"UnderlineDoubleDashDotByWord", [](TextAttributes& a) { a.underlineStyle = 0x8309; }},
       {"UnderlinePatternOnly", [](TextAttributes& a) { a.underlineStyle = 0x200; }},
-      {"UnderlineColor",
-       [](TextAttributes& a) {
-         a.underlineColor = Color{1, 1, 1, 1};
-       }},
+      {"UnderlineColor", [](TextAttributes& a) { a.underlineColor = rgba(1, 1, 1, 1); }},
       {"StrikeSingle", [](TextAttributes& a) { a.strikethroughStyle = TextStyleMask::Single; }},
       {"StrikeDouble", [](TextAttributes& a) { a.strikethroughStyle = TextStyleMask::Double; }},
       {"StrikeThickDashByWord", [](TextAttributes& a) { a.strikethroughStyle = 0x8202; }},
       {"StrikePatternOnly", [](TextAttributes& a) { a.strikethroughStyle = 0x300; }},
-      {"StrikeColor",
-       [](TextAttributes& a) {
-         a.strikethroughColor = Color{0, 1, 0, 1};
-       }},
+      {"StrikeColor", [](TextAttributes& a) { a.strikethroughColor = rgba(0, 1, 0, 1); }},
       {"StrokeWidth", [](TextAttributes& a) { a.strokeWidth = 3.5; }},
       {"FillAndStroke", [](TextAttributes& a) { a.strokeWidth = -2; }},
-      {"StrokeColor",
-       [](TextAttributes& a) {
-         a.strokeColor = Color{0.5, 0.5, 0.5, 1};
-       }},
+      {"StrokeColor", [](TextAttributes& a) { a.strokeColor = rgba(0.5, 0.5, 0.5, 1); }},
       {"Kerning", [](TextAttributes& a) { a.kerning = 1.35; }},
       {"NegativeKerning", [](TextAttributes& a) { a.kerning = -2.5; }},
       {"Obliqueness", [](TextAttributes& a) { a.obliqueness = 0.25; }},
       {"NegativeObliqueness", [](TextAttributes& a) { a.obliqueness = -0.1; }},
       {"Expansion", [](TextAttributes& a) { a.expansion = 0.3; }},
-      {"Shadow",
-       [](TextAttributes& a) {
-         a.shadow = TextShadow{2, -2, 1, Color{0, 0, 0, 1}};
-       }},
-      {"ShadowTranslucent",
-       [](TextAttributes& a) {
-         a.shadow = TextShadow{-3.5, 4, 0, Color{0, 0, 0, 0.3}};
-       }},
-      {"ShadowColored",
-       [](TextAttributes& a) {
-         a.shadow = TextShadow{0, 0, 6, Color{1, 0, 0, 0.5}};
-       }},
-      {"ShadowZeroAlpha",
-       [](TextAttributes& a) {
-         a.shadow = TextShadow{1, 1, 1, Color{0, 0, 0, 0}};
-       }},
+      {"Shadow", [](TextAttributes& a) { a.shadow = shadow(2, -2, 1, rgba(0, 0, 0, 1)); }},
+      {"ShadowTranslucent", [](TextAttributes& a) { a.shadow = shadow(-3.5, 4, 0, rgba(0, 0, 0, 0.3)); }},
+      {"ShadowColored", [](TextAttributes& a) { a.shadow = shadow(0, 0, 6, rgba(1, 0, 0, 0.5)); }},
+      {"ShadowZeroAlpha", [](TextAttributes& a) { a.shadow = shadow(1, 1, 1, rgba(0, 0, 0, 0)); }},
       {"LigatureNone", [](TextAttributes& a) { a.ligature = 0; }},
       {"LigatureAll", [](TextAttributes& a) { a.ligature = 2; }},
       {"Superscript", [](TextAttributes& a) { a.baselineOffset = 3; }},

@@ -4,21 +4,21 @@
 #include <fstream>
 
 #include "foundation/store/QVADataStore.h"
+#include "support/TemporaryFolder.h"
 
 namespace qva {
 namespace {
 
 TEST(QVADataStore, AReferenceArchivesItsPathAndReadsTheFileAgainAfterUnarchiving) {
-  const auto folder = std::filesystem::temp_directory_path() / "qva-data-store-test";
-  std::filesystem::create_directories(folder);
+  const TemporaryFolder folder("data-store");
   std::ofstream(folder / "art.psd") << "8BPS";
 
-  QVADataStore store = QVADataStore::dataStoreWithRelativePath("art.psd", folder.string());
+  QVADataStore store = QVADataStore::dataStoreWithRelativePath("art.psd", folder.path().string());
   EXPECT_TRUE(store.isReference());
   EXPECT_TRUE(store.isRelativePath());
   ASSERT_TRUE(store.data());
   const PropertyList archive = store.archive();
-  EXPECT_EQ(archive, PropertyList({{"path", "art.psd"}, {"basePath", folder.string()}}))
+  EXPECT_EQ(archive, PropertyList({{"path", "art.psd"}, {"basePath", folder.path().string()}}))
       << "bytes of a reference are never archived";
 
   std::ofstream(folder / "art.psd") << "changed";
@@ -26,7 +26,6 @@ TEST(QVADataStore, AReferenceArchivesItsPathAndReadsTheFileAgainAfterUnarchiving
   ASSERT_TRUE(restored.data());
   EXPECT_EQ(std::string(restored.data()->begin(), restored.data()->end()), "changed");
   EXPECT_NE(restored.description().find(" path: art.psd basePath: "), std::string::npos);
-  std::filesystem::remove_all(folder);
 }
 
 TEST(QVADataStore, ValuesArchiveTheirBytesAndMissingFilesLeaveNone) {

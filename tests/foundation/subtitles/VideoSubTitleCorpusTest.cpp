@@ -36,7 +36,6 @@ TEST(VideoSubTitleCorpus, EverySampleScriptParses) {
         EXPECT_LE(videoSubTitle_findEntryByTime(vsa, entry.m_start_ms, false), i);
       }
     }
-    videoSubTitle_freeArray(vsa);
   }
   EXPECT_GE(parsedFiles, 3u);
 }
@@ -60,7 +59,6 @@ TEST(VideoSubTitleCorpus, KnownScriptsGiveTheirEntries) {
   ASSERT_EQ(videoSubTitle_readFromFile((corpusFolder() / "subsparser-HP2.ssa").string(), vsa, 60), 0);
   ASSERT_EQ(vsa.m_count, 622u);
   EXPECT_EQ(vsa.m_array[0].m_style->m_font_name, "Arial Narrow");
-  videoSubTitle_freeArray(vsa);
 }
 
 }  // namespace

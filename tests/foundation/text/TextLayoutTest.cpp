@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <numeric>
 #include <string>
 
 #include "foundation/image/GaussianBlur.h"
@@ -26,17 +27,16 @@ AttributedString text(const char* utf8, const TextAttributes& attributes = style
   return AttributedString::fromUtf8(utf8, attributes);
 }
 
-Bitmap bitmap(int width, int height) {
-  auto made = Bitmap::allocate(width, height, Bitmap::paddedRowBytes(static_cast<std::size_t>(width)));
-  EXPECT_TRUE(made.has_value());
-  return std::move(*made);
+Bitmap drawn(const TextLayout& layout, int width, int height, double left = 0, double top = 0) {
+  auto pixels = Bitmap::allocate(width, height, Bitmap::paddedRowBytes(static_cast<std::size_t>(width)));
+  EXPECT_TRUE(pixels.has_value());
+  layout.draw(*pixels, left, top);
+  return std::move(*pixels);
 }
 
 Bitmap drawn(const AttributedString& string, TextLayout::Container container, int width, int height,
              double left = 0, double top = 0) {
-  Bitmap pixels = bitmap(width, height);
-  TextLayout(string, container).draw(pixels, left, top);
-  return pixels;
+  return drawn(TextLayout(string, container), width, height, left, top);
 }
 
 const std::uint8_t* pixel(const Bitmap& pixels, int x, int y) {
@@ -51,11 +51,12 @@ struct Ink {
   double coverage = 0;
 };
 
-// Within the columns from fromX up to toX (the whole width when toX is -1); x stays the bitmap's.
-Ink ink(const Bitmap& pixels, int threshold = 0, int fromX = 0, int toX = -1) {
+// Within the columns from fromX up to toX (the whole width when toX is -1) and the rows from fromY up to
+// toY (all when -1); x and y stay the bitmap's.
+Ink ink(const Bitmap& pixels, int threshold = 0, int fromX = 0, int toX = -1, int fromY = 0, int toY = -1) {
   Ink found;
   double weightedX = 0;
-  for (int y = 0; y < pixels.height(); ++y) {
+  for (int y = fromY; y < (toY < 0 ? pixels.height() : toY); ++y) {
     for (int x = fromX; x < (toX < 0 ? pixels.width() : toX); ++x) {
       const int alpha = pixel(pixels, x, y)[3];
       weightedX += alpha * (x + 0.5);
@@ -117,9 +118,7 @@ TEST(TextLayoutTest, LineBreakModesWrapClipAndTruncate) {
   // Clipping keeps one line and draws nothing past the container's edge.
   const TextLayout clipped(withMode(LineBreakMode::Clip), {200, std::nullopt});
   EXPECT_EQ(clipped.lineCount(), 1u);
-  Bitmap pixels = bitmap(400, 60);
-  clipped.draw(pixels, 10, 0);
-  const Ink clippedInk = ink(pixels);
+  const Ink clippedInk = ink(drawn(clipped, 400, 60, 10));
   EXPECT_LE(clippedInk.right, 210);
   EXPECT_GE(clippedInk.right, 200);
 
@@ -158,9 +157,7 @@ TEST(TextLayoutTest, AlignsEachParagraphInTheContainer) {
   two.append(u"Left", second);
   const TextLayout layout(two, {400, std::nullopt});
   EXPECT_EQ(layout.lineCount(), 2u);
-  Bitmap pixels = bitmap(400, 100);
-  layout.draw(pixels, 0, 0);
-  const Ink top = ink(pixels);
+  const Ink top = ink(drawn(layout, 400, 100));
   EXPECT_GE(top.right, 394);
   EXPECT_LE(top.left, 4);
 }
@@ -184,9 +181,7 @@ TEST(TextLayoutTest, LineHeightsSpacingAndFittedHeight) {
   EXPECT_DOUBLE_EQ(three.fittedHeight(), 2 * natural);
   EXPECT_DOUBLE_EQ(TextLayout(text("A\nB"), {100, 10}).fittedHeight(), 0);
   EXPECT_DOUBLE_EQ(TextLayout(text("A\nB"), {100, std::nullopt}).fittedHeight(), 2 * natural);
-  Bitmap pixels = bitmap(100, 200);
-  three.draw(pixels, 0, 0);
-  EXPECT_LE(ink(pixels).bottom, static_cast<int>(2 * natural));
+  EXPECT_LE(ink(drawn(three, 100, 200)).bottom, static_cast<int>(2 * natural));
 }
 
 TEST(TextLayoutTest, DrawsColoursStrokesAndShadows) {
@@ -325,16 +320,9 @@ TEST(TextLayoutTest, SuperscriptsObliquenessExpansionAndKerning) {
   TextAttributes slanted = style(100);
   slanted.obliqueness = 0.5;
   const Bitmap slant = drawn(text("l", slanted), {}, 200, 130, 20, 0);
-  auto firstInkInRow = [](const Bitmap& b, int y) {
-    for (int x = 0; x < b.width(); ++x) {
-      if (b.row(y)[x * 4 + 3] > 128) {
-        return x;
-      }
-    }
-    return -1;
-  };
+  const auto firstInkInRow = [&](int y) { return ink(slant, 128, 0, -1, y, y + 1).left; };
   const Ink slantInk = ink(slant, 128);
-  EXPECT_GT(firstInkInRow(slant, slantInk.top + 2) - firstInkInRow(slant, slantInk.bottom - 2), 20);
+  EXPECT_GT(firstInkInRow(slantInk.top + 2) - firstInkInRow(slantInk.bottom - 2), 20);
 
   TextAttributes wide = style();
   wide.expansion = std::log(2.0);
@@ -416,19 +404,15 @@ TEST(TextLayoutTest, TabStopsAlignText) {
 }
 
 TEST(TextLayoutTest, DrawsIntoBitmapsWiderThanOneSurface) {
-  Bitmap wide = bitmap(40000, 50);
   TextAttributes shadowed = style();
   shadowed.shadow = TextShadow{3, -3, 2, Color{0, 0, 0, 1}};
-  TextLayout(text("far right", shadowed), {}).draw(wide, 39000, 0);
-  const Ink found = ink(wide);
+  const Ink found = ink(drawn(text("far right", shadowed), {}, 40000, 50, 39000));
   EXPECT_GE(found.left, 39000);
   EXPECT_LT(found.right, 40000);
   // Straddling the seam between two surfaces loses nothing.
-  Bitmap seam = bitmap(33000, 50);
-  TextLayout(text("seam"), {}).draw(seam, 32767 - 40, 0);
-  Bitmap reference = bitmap(200, 50);
-  TextLayout(text("seam"), {}).draw(reference, 10, 0);
-  EXPECT_NEAR(ink(seam).coverage, ink(reference).coverage, ink(reference).coverage * 0.01);
+  const double seam = ink(drawn(text("seam"), {}, 33000, 50, 32767 - 40)).coverage;
+  const double reference = ink(drawn(text("seam"), {}, 200, 50, 10)).coverage;
+  EXPECT_NEAR(seam, reference, reference * 0.01);
 }
 
 TEST(TextLayoutTest, LongTextsLayOutWhole) {
@@ -462,11 +446,7 @@ TEST(GaussianBlurTest, SpreadsCoverageAndKeepsItsSum) {
   plane[21 * 41 + 20] = 255;
   plane[21 * 41 + 21] = 255;
   GaussianBlur::blurAlpha(plane.data(), 41, 41, 41, 2);
-  int sum = 0;
-  for (std::uint8_t value : plane) {
-    sum += value;
-  }
-  EXPECT_NEAR(sum, 4 * 255, 4 * 255 * 0.1);
+  EXPECT_NEAR(std::accumulate(plane.begin(), plane.end(), 0), 4 * 255, 4 * 255 * 0.1);
   EXPECT_GT(plane[20 * 41 + 20], plane[20 * 41 + 24]);
   EXPECT_GT(plane[20 * 41 + 24], 0);
   EXPECT_EQ(plane[0], 0);

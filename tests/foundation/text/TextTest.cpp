@@ -73,20 +73,13 @@ TEST(TextEncodingTest, MacRomanAndCodePagesDecodeAndEncode) {
 }
 
 TEST(TextEncodingTest, Utf8AndUtf16HandleInvalidInputAndByteOrderMarks) {
-  EXPECT_EQ(TextEncoding::utf8().decode("a\xFF"
-                                        "b"),
-            u"a\uFFFDb");
+  EXPECT_EQ(TextEncoding::utf8().decode(std::string{'a', '\xFF', 'b'}), u"a\uFFFDb");
   EXPECT_EQ(TextEncoding::utf8().decodeToUtf8("\xC3"), "\xEF\xBF\xBD");
   auto utf16 = TextEncoding::utf16();
-  EXPECT_EQ(utf16.decode(std::string("\xFF\xFE"
-                                     "A\0",
-                                     4)),
-            u"A");
+  EXPECT_EQ(utf16.decode(std::string{'\xFF', '\xFE', 'A', '\0'}), u"A");
   EXPECT_EQ(utf16.decode(std::string("\xFE\xFF\0A", 4)), u"A");
   EXPECT_EQ(utf16.decode(std::string("\0A\0", 3)), u"A\uFFFD");
-  EXPECT_EQ(utf16.encode(u"A"), std::optional<std::string>(std::string("\xFF\xFE"
-                                                                       "A\0",
-                                                                       4)));
+  EXPECT_EQ(utf16.encode(u"A"), std::optional<std::string>(std::string{'\xFF', '\xFE', 'A', '\0'}));
   EXPECT_EQ(TextEncoding::utf8FromUtf16(u"\xD800x"), "\xEF\xBF\xBDx");
 }
 

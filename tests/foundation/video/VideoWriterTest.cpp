@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 #include "foundation/image/Bitmap.h"
 #include "foundation/video/VideoWriter.h"
+#include "support/TemporaryFolder.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -20,8 +21,6 @@ namespace {
 class VideoWriterTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("qva-video-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder_);
     frame_ = Bitmap::allocate(64, 36, Bitmap::paddedRowBytes(64));
     paint(11);
   }
@@ -38,19 +37,19 @@ class VideoWriterTest : public ::testing::Test {
       }
     }
   }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
-  // Codec, pixel format and frame count of a written file, read back with FFmpeg.
+  // A written file read back with FFmpeg: its codec, pixel format, packets and field order, and every
+  // frame decoded to straight BGRA, 64 × 36 tight rows. Nothing when it cannot be read.
   struct Probe {
     std::string codec;
     std::string pixelFormat;
     long long frames = 0;
     long long keyFrames = 0;
     AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;
+    std::vector<std::vector<std::uint8_t>> decoded;
   };
   static Probe probe(const std::string& path) {
-    AVFormatContext* format = nullptr;
     Probe result;
+    AVFormatContext* format = nullptr;
     if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
       return result;
     }
@@ -60,33 +59,14 @@ class VideoWriterTest : public ::testing::Test {
     const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters->format));
     result.pixelFormat = name != nullptr ? name : "";
     result.fieldOrder = parameters->field_order;
-    AVPacket* packet = av_packet_alloc();
-    while (av_read_frame(format, packet) >= 0) {
-      ++result.frames;
-      result.keyFrames += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
-      av_packet_unref(packet);
-    }
-    av_packet_free(&packet);
-    avformat_close_input(&format);
-    return result;
-  }
-
-  // Every frame of a video decoded to straight BGRA, 64 × 36 tight rows; none when it cannot be read.
-  static std::vector<std::vector<std::uint8_t>> decodedFrames(const std::string& path) {
-    std::vector<std::vector<std::uint8_t>> result;
-    AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) {
-      return result;
-    }
-    avformat_find_stream_info(format, nullptr);
-    const AVCodecParameters* parameters = format->streams[0]->codecpar;
     AVCodecContext* decoder = avcodec_alloc_context3(avcodec_find_decoder(parameters->codec_id));
     avcodec_parameters_to_context(decoder, parameters);
+    const bool decoding = avcodec_open2(decoder, nullptr, nullptr) == 0;
     AVPacket* packet = av_packet_alloc();
     AVFrame* frame = av_frame_alloc();
     const auto keep = [&] {
-      while (avcodec_receive_frame(decoder, frame) == 0) {
-        std::vector<std::uint8_t>& pixels = result.emplace_back(64 * 36 * 4);
+      while (decoding && avcodec_receive_frame(decoder, frame) == 0) {
+        std::vector<std::uint8_t>& pixels = result.decoded.emplace_back(64 * 36 * 4);
         SwsContext* converter =
             sws_getContext(frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), 64, 36,
                            AV_PIX_FMT_BGRA, SWS_POINT, nullptr, nullptr, nullptr);
@@ -96,15 +76,19 @@ class VideoWriterTest : public ::testing::Test {
         sws_freeContext(converter);
       }
     };
-    if (avcodec_open2(decoder, nullptr, nullptr) == 0) {
-      while (av_read_frame(format, packet) >= 0) {
+    while (av_read_frame(format, packet) >= 0) {
+      ++result.frames;
+      result.keyFrames += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
+      if (decoding) {
         avcodec_send_packet(decoder, packet);
-        av_packet_unref(packet);
-        keep();
       }
-      avcodec_send_packet(decoder, nullptr);
+      av_packet_unref(packet);
       keep();
     }
+    if (decoding) {
+      avcodec_send_packet(decoder, nullptr);
+    }
+    keep();
     av_frame_free(&frame);
     av_packet_free(&packet);
     avcodec_free_context(&decoder);
@@ -112,8 +96,17 @@ class VideoWriterTest : public ::testing::Test {
     return result;
   }
 
-  std::string write(const std::string& name, const std::string& codec, int frames = 3,
-                    FieldOrder fieldOrder = FieldOrder::Progressive) {
+  // The B, G, R, A of a pixel of a decoded frame.
+  static std::vector<int> pixelAt(const std::vector<std::uint8_t>& frame, int x, int y) {
+    const auto at = frame.begin() + (static_cast<std::ptrdiff_t>(y) * 64 + x) * 4;
+    return std::vector<int>(at, at + 4);
+  }
+
+  // Writes the frames, frame i with its bar from barTop(i) down; the file's path.
+  std::string write(
+      const std::string& name, const std::string& codec, int frames = 3,
+      FieldOrder fieldOrder = FieldOrder::Progressive,
+      const std::function<int(int)>& barTop = [](int) { return 11; }) {
     const auto path = (folder_ / name).string();
     auto creation = VideoWriter::open(path, 64, 36, 25, codec, fieldOrder);
     EXPECT_TRUE(creation.writer) << creation.error;
@@ -121,6 +114,7 @@ class VideoWriterTest : public ::testing::Test {
       return path;
     }
     for (int i = 0; i < frames; ++i) {
+      paint(barTop(i));
       EXPECT_EQ(creation.writer->writeFrame(frame_->view()), "");
     }
     EXPECT_FALSE(std::filesystem::exists(path));
@@ -128,7 +122,7 @@ class VideoWriterTest : public ::testing::Test {
     return path;
   }
 
-  std::filesystem::path folder_;
+  TemporaryFolder folder_{"video"};
   std::optional<Bitmap> frame_;
 };
 
@@ -150,8 +144,9 @@ TEST_F(VideoWriterTest, EveryContainerWithItsDefaultAndAlpha) {
   EXPECT_EQ(ffv1.pixelFormat, "bgra");
   EXPECT_EQ(ffv1.frames, 3);
   // Nothing but the finished files is left in the folder.
-  EXPECT_EQ(
-      std::distance(std::filesystem::directory_iterator(folder_), std::filesystem::directory_iterator()), 4);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.path()),
+                          std::filesystem::directory_iterator()),
+            4);
 }
 
 TEST_F(VideoWriterTest, InterlacedVideosCarryTheirFieldOrder) {
@@ -169,27 +164,15 @@ TEST_F(VideoWriterTest, InterlacedVideosCarryTheirFieldOrder) {
 TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColoursOfEveryFrame) {
   for (const char* name : {"colours.mov", "colours.mkv"}) {
     SCOPED_TRACE(name);
-    const auto path = (folder_ / name).string();
-    auto creation = VideoWriter::open(path, 64, 36, 25, "");
-    ASSERT_TRUE(creation.writer) << creation.error;
     // The white bar moves down a row each frame.
-    for (int i = 0; i < 5; ++i) {
-      paint(11 + i);
-      EXPECT_EQ(creation.writer->writeFrame(frame_->view()), "");
-    }
-    ASSERT_EQ(creation.writer->finish(), "");
-    const auto frames = decodedFrames(path);
+    const auto frames =
+        probe(write(name, "", 5, FieldOrder::Progressive, [](int i) { return 11 + i; })).decoded;
     ASSERT_EQ(frames.size(), 5u);
     for (int i = 0; i < 5; ++i) {
-      const auto at = [&](int x, int y) {
-        const std::size_t offset = (static_cast<std::size_t>(y) * 64 + x) * 4;
-        return std::vector<int>(frames[i].begin() + static_cast<std::ptrdiff_t>(offset),
-                                frames[i].begin() + static_cast<std::ptrdiff_t>(offset) + 4);
-      };
-      EXPECT_EQ(at(5, 10 + i), (std::vector<int>{0, 0, 255, 128})) << i;
-      EXPECT_EQ(at(40, 11 + i), (std::vector<int>{255, 255, 255, 255})) << i;
-      EXPECT_EQ(at(40, 19 + i), (std::vector<int>{255, 255, 255, 255})) << i;
-      EXPECT_EQ(at(40, 20 + i), (std::vector<int>{0, 0, 255, 128})) << i;
+      EXPECT_EQ(pixelAt(frames[i], 5, 10 + i), (std::vector<int>{0, 0, 255, 128})) << i;
+      EXPECT_EQ(pixelAt(frames[i], 40, 11 + i), (std::vector<int>{255, 255, 255, 255})) << i;
+      EXPECT_EQ(pixelAt(frames[i], 40, 19 + i), (std::vector<int>{255, 255, 255, 255})) << i;
+      EXPECT_EQ(pixelAt(frames[i], 40, 20 + i), (std::vector<int>{0, 0, 255, 128})) << i;
     }
   }
 }
@@ -199,29 +182,20 @@ TEST_F(VideoWriterTest, LosslessCodecsKeepStraightColoursOfEveryFrame) {
 TEST_F(VideoWriterTest, FramesEncodedInChunksComeOutInOrder) {
   for (const char* codec : {"qtrle", "prores4444"}) {
     SCOPED_TRACE(codec);
-    const auto path = (folder_ / (std::string(codec) + ".mov")).string();
-    auto creation = VideoWriter::open(path, 64, 36, 25, codec);
-    ASSERT_TRUE(creation.writer) << creation.error;
     constexpr int kFrames = 40;
-    for (int i = 0; i < kFrames; ++i) {
-      paint(i % 27);
-      ASSERT_EQ(creation.writer->writeFrame(frame_->view()), "");
-    }
-    ASSERT_EQ(creation.writer->finish(), "");
-    const Probe probed = probe(path);
+    const Probe probed = probe(write(std::string(codec) + ".mov", codec, kFrames, FieldOrder::Progressive,
+                                     [](int i) { return i % 27; }));
     EXPECT_EQ(probed.frames, kFrames);
     // A key frame starts every chunk of twelve; every ProRes frame is one.
     EXPECT_EQ(probed.keyFrames, std::string(codec) == "qtrle" ? 4 : kFrames);
-    const auto frames = decodedFrames(path);
+    const auto& frames = probed.decoded;
     ASSERT_EQ(frames.size(), static_cast<std::size_t>(kFrames));
     for (int i = 0; i < kFrames; ++i) {
       const int barTop = i % 27;
-      const std::size_t bar = (static_cast<std::size_t>(barTop) * 64 + 40) * 4;
-      const std::size_t below = (static_cast<std::size_t>(barTop + 9) * 64 + 40) * 4;
-      EXPECT_NEAR(frames[i][bar + 1], 255, 3) << i;
+      EXPECT_NEAR(pixelAt(frames[i], 40, barTop)[1], 255, 3) << i;
       if (barTop + 9 < 36) {
-        EXPECT_NEAR(frames[i][below + 1], 0, 3) << i;
-        EXPECT_NEAR(frames[i][below + 3], 128, 1) << i;
+        EXPECT_NEAR(pixelAt(frames[i], 40, barTop + 9)[1], 0, 3) << i;
+        EXPECT_NEAR(pixelAt(frames[i], 40, barTop + 9)[3], 128, 1) << i;
       }
     }
   }
@@ -232,15 +206,15 @@ TEST_F(VideoWriterTest, FramesEncodedInChunksComeOutInOrder) {
 TEST_F(VideoWriterTest, ProResKeepsAlphaAndNearlyTheColours) {
   for (const FieldOrder order : {FieldOrder::Progressive, FieldOrder::UpperFirst}) {
     const auto frames =
-        decodedFrames(write(order == FieldOrder::Progressive ? "p.mov" : "i.mov", "prores4444", 2, order));
+        probe(write(order == FieldOrder::Progressive ? "p.mov" : "i.mov", "prores4444", 2, order)).decoded;
     ASSERT_EQ(frames.size(), 2u);
     for (const auto& pixels : frames) {
       const auto expectNear = [&](int x, int y, std::vector<int> expected) {
-        const std::size_t offset = (static_cast<std::size_t>(y) * 64 + x) * 4;
+        const std::vector<int> found = pixelAt(pixels, x, y);
         for (std::size_t channel = 0; channel < 3; ++channel) {
-          EXPECT_NEAR(pixels[offset + channel], expected[channel], 3) << x << "," << y << " " << channel;
+          EXPECT_NEAR(found[channel], expected[channel], 3) << x << "," << y << " " << channel;
         }
-        EXPECT_NEAR(pixels[offset + 3], expected[3], 1) << x << "," << y;
+        EXPECT_NEAR(found[3], expected[3], 1) << x << "," << y;
       };
       expectNear(5, 10, {0, 0, 255, 128});
       expectNear(40, 15, {255, 255, 255, 255});
@@ -270,7 +244,7 @@ TEST_F(VideoWriterTest, AnUnfinishedVideoLeavesNoFile) {
     ASSERT_TRUE(writer);
     EXPECT_EQ(writer->writeFrame(frame_->view()), "");
   }
-  EXPECT_TRUE(std::filesystem::is_empty(folder_));
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
 }  // namespace

@@ -48,10 +48,7 @@ class ZWKQueueTest : public ::testing::Test {
   // Pumps the host queue until the delegate has received count notifications (or a generous time has
   // passed), then a little longer to catch any surplus, and hands them over.
   Notifications collect(std::size_t count) {
-    const auto limit = std::chrono::steady_clock::now() + 10s;
-    while (delegate_.received.size() < count && std::chrono::steady_clock::now() < limit) {
-      tasks_.pumpFor(2ms);
-    }
+    tasks_.pumpUntil(10s, [&] { return delegate_.received.size() >= count; });
     tasks_.pumpFor(20ms);
     return std::exchange(delegate_.received, {});
   }
@@ -120,14 +117,10 @@ TEST_F(ZWKQueueTest, FolderWatchReportsItsOwnEntriesOnly) {
   // Its entries go first, each a change of the folder, then the folder itself.
   std::filesystem::remove_all(folder_ / "watched dir ü");
   const std::pair<std::string, std::string> deleted{ZWFileWatcherDeleteNotification, folder};
-  const auto limit = std::chrono::steady_clock::now() + 10s;
-  while (std::find(delegate_.received.begin(), delegate_.received.end(), deleted) ==
-             delegate_.received.end() &&
-         std::chrono::steady_clock::now() < limit) {
-    tasks_.pumpFor(2ms);
-  }
-  EXPECT_NE(std::find(delegate_.received.begin(), delegate_.received.end(), deleted),
-            delegate_.received.end());
+  EXPECT_TRUE(tasks_.pumpUntil(10s, [&] {
+    return std::find(delegate_.received.begin(), delegate_.received.end(), deleted) !=
+           delegate_.received.end();
+  }));
 }
 
 TEST_F(ZWKQueueTest, PathsAddedTwiceAreReportedTwiceUntilRemoved) {

@@ -14,10 +14,7 @@ namespace {
 TEST(XplReadFile, ReadsRegularFilesUpToTheLimitAndLogsBeyondIt) {
   const TemporaryFolder folder("xpl-limit");
   const std::string path = (folder / "ten bytes").string();
-  const std::string tenBytes(
-      "0123456\0"
-      "89",
-      10);
+  const std::string tenBytes = std::string("0123456") + '\0' + "89";
   std::ofstream(path, std::ios::binary) << tenBytes;
   std::vector<std::string> logged;
   const ProcessLog::Sink previous =

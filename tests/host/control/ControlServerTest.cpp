@@ -60,6 +60,10 @@ class ControlServerTest : public ::testing::Test {
     return client_->Put(("/api/inputs/" + name).c_str(), body, "application/json");
   }
 
+  httplib::Result patchInputs(const std::string& body) {
+    return client_->Patch("/api/inputs", body, "application/json");
+  }
+
   httplib::Result load(const std::string& body) {
     return client_->Post("/api/load", body, "application/json");
   }
@@ -115,17 +119,14 @@ TEST_F(ControlServerTest, ValuesAreQueuedAsTheInputsTypes) {
 
 TEST_F(ControlServerTest, SeveralChangesGoTogetherOrNotAtAll) {
   start();
-  expectStatus(client_->Patch("/api/inputs", R"({"name": "Grace Hopper", "score": 3})", "application/json"),
-               200);
+  expectStatus(patchInputs(R"({"name": "Grace Hopper", "score": 3})"), 200);
   ASSERT_EQ(playout_.batches().size(), 1u);
   EXPECT_EQ(playout_.batches()[0].size(), 2u);
   // One bad member refuses the whole request.
-  EXPECT_NE(expectStatus(
-                client_->Patch("/api/inputs", R"({"name": "X", "score": "many"})", "application/json"), 400)
-                .find("score"),
+  EXPECT_NE(expectStatus(patchInputs(R"({"name": "X", "score": "many"})"), 400).find("score"),
             std::string::npos);
-  expectStatus(client_->Patch("/api/inputs", R"({"name": "X", "nobody": 1})", "application/json"), 404);
-  expectStatus(client_->Patch("/api/inputs", R"(["name", "X"])", "application/json"), 400);
+  expectStatus(patchInputs(R"({"name": "X", "nobody": 1})"), 404);
+  expectStatus(patchInputs(R"(["name", "X"])"), 400);
   EXPECT_EQ(playout_.batches().size(), 1u);
 }
 
@@ -144,7 +145,7 @@ TEST_F(ControlServerTest, WrongKindsUnknownNamesAndBadJsonChangeNothing) {
   EXPECT_NE(expectStatus(put("nobody", "1"), 404).find("nobody"), std::string::npos);
   EXPECT_NE(expectStatus(put("name", R"("unterminated)"), 400).find("JSON"), std::string::npos);
   expectStatus(put("name", ""), 400);
-  expectStatus(client_->Patch("/api/inputs", "{\"name\": ", "application/json"), 400);
+  expectStatus(patchInputs("{\"name\": "), 400);
   expectStatus(load("{"), 400);
   expectStatus(load(R"({"path": 7})"), 400);
   EXPECT_EQ(playout_.setInputsCalls(), 0);
@@ -164,7 +165,7 @@ TEST_F(ControlServerTest, BodiesOverTheCapAreRefusedUnread) {
   start();
   const std::string large = "\"" + std::string(4096, 'x') + "\"";
   expectStatus(put("name", large), 413);
-  expectStatus(client_->Patch("/api/inputs", "{\"name\": " + large + "}", "application/json"), 413);
+  expectStatus(patchInputs("{\"name\": " + large + "}"), 413);
   EXPECT_EQ(playout_.setInputsCalls(), 0);
   // A body under the cap is still read.
   expectStatus(put("name", "\"" + std::string(900, 'x') + "\""), 200);

@@ -27,10 +27,7 @@ class FakePlayout : public PlayoutControl {
     state_.outputs = {{"waiting", Value(true)}};
   }
 
-  PlayoutState state() const override {
-    std::lock_guard lock(mutex_);
-    return state_;
-  }
+  PlayoutState state() const override { return locked(state_); }
 
   std::string setInputs(const std::vector<std::pair<std::string, Value>>& changes) override {
     std::lock_guard lock(mutex_);
@@ -110,32 +107,21 @@ class FakePlayout : public PlayoutControl {
     refusal_ = std::move(why);
   }
 
-  std::vector<std::vector<std::pair<std::string, Value>>> batches() const {
-    std::lock_guard lock(mutex_);
-    return batches_;
-  }
-  int setInputsCalls() const {
-    std::lock_guard lock(mutex_);
-    return setInputsCalls_;
-  }
-  std::vector<std::string> loads() const {
-    std::lock_guard lock(mutex_);
-    return loads_;
-  }
-  bool stopped() const {
-    std::lock_guard lock(mutex_);
-    return stopped_;
-  }
-  int framesRead() const {
-    std::lock_guard lock(mutex_);
-    return framesRead_;
-  }
-  bool observed() const {
-    std::lock_guard lock(mutex_);
-    return static_cast<bool>(observer_);
-  }
+  std::vector<std::vector<std::pair<std::string, Value>>> batches() const { return locked(batches_); }
+  int setInputsCalls() const { return locked(setInputsCalls_); }
+  std::vector<std::string> loads() const { return locked(loads_); }
+  bool stopped() const { return locked(stopped_); }
+  int framesRead() const { return locked(framesRead_); }
+  bool observed() const { return locked(observer_) != nullptr; }
 
  private:
+  // A copy of a member, taken under the lock.
+  template <typename T>
+  T locked(const T& member) const {
+    std::lock_guard lock(mutex_);
+    return member;
+  }
+
   PublishedInputState* findInput(const std::string& name) {
     const auto found = std::find_if(state_.inputs.begin(), state_.inputs.end(),
                                     [&](const PublishedInputState& input) { return input.name == name; });

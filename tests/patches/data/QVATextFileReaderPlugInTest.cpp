@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
 #include "patches/data/QVATextFileReaderPlugIn.h"
 #include "support/PatchExecution.h"
@@ -25,10 +24,8 @@ TEST(TextFileSplit, TrailingSeparatorAddsNoPiece) {
   EXPECT_EQ(QVATextFileReaderPlugIn::splitText("a\n\n", ""), (Lines{"a", ""}));
 }
 
-class TextFileReaderTest : public ::testing::Test {
+class TextFileReaderTest : public PatchTest<QVATextFileReaderPlugIn> {
  protected:
-  TextFileReaderTest() : context_(queue_) {}
-
   void SetUp() override { context_.setCompositionPath((folder_ / "show.qvc").string()); }
 
   void write(const std::string& name, const std::string& bytes) {
@@ -47,9 +44,6 @@ class TextFileReaderTest : public ::testing::Test {
     return lines;
   }
 
-  TaskQueue queue_;
-  ExecutionContext context_;
-  QVATextFileReaderPlugIn patch_;
   TemporaryFolder folder_{"textfile"};
 };
 

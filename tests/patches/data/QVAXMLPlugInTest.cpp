@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/DriveSession.h"
 #include "patches/data/QVAXMLPlugIn.h"
+#include "support/DriveScript.h"
 #include "support/TemporaryFolder.h"
 
 namespace qva {
@@ -20,20 +20,10 @@ std::vector<PropertyList> drive(PropertyList script) {
     r.add(QVAXMLPlugIn::patchClass());
     return r;
   }();
-  DriveOptions options;
-  options.registry = &registry;
   if (!script.contains("patches")) {
     script["class"] = "QVAXMLPlugIn";
   }
-  return DriveSession::runScript(script, options);
-}
-
-std::vector<std::string> keys(const PropertyList& ports) {
-  std::vector<std::string> result;
-  for (const PropertyList& port : ports) {
-    result.push_back(port["key"].get<std::string>());
-  }
-  return result;
+  return driveScript(script, registry);
 }
 
 using Keys = std::vector<std::string>;
@@ -45,18 +35,18 @@ TEST(QVAXMLPlugIn, SettingsRebuildTheQueryGroupsInTheirOrder) {
       {"op": "settings", "settings": {"hideOutputCounts": true}}, {"op": "ports"},
       {"op": "settings", "settings": {"xPathCount": 1, "xmlInputMode": 1, "xmlOutputMode": 2}}, {"op": "ports"},
       {"op": "serialize"}, {"op": "attributes"}]})"));
-  EXPECT_EQ(keys(lines[0]["inputs"]), (Keys{"inputURL", "inputUpdate"}));
-  EXPECT_EQ(keys(lines[0]["outputs"]), (Keys{"outputDone"}));
-  EXPECT_EQ(keys(lines[2]["inputs"]), (Keys{"inputURL", "inputUpdate", "xPath0", "xPath1"}));
-  EXPECT_EQ(keys(lines[2]["outputs"]),
+  EXPECT_EQ(listedPortKeys(lines[0]["inputs"]), (Keys{"inputURL", "inputUpdate"}));
+  EXPECT_EQ(listedPortKeys(lines[0]["outputs"]), (Keys{"outputDone"}));
+  EXPECT_EQ(listedPortKeys(lines[2]["inputs"]), (Keys{"inputURL", "inputUpdate", "xPath0", "xPath1"}));
+  EXPECT_EQ(listedPortKeys(lines[2]["outputs"]),
             (Keys{"outputDone", "result0", "resultCount0", "result1", "resultCount1", "outputXML"}));
   EXPECT_EQ(lines[2]["inputs"][3]["attributes"],
             PropertyList::parse(R"({"name": "XPath 2", "default": "/rss/channel/title"})"));
   EXPECT_EQ(lines[2]["outputs"][4]["attributes"]["name"], "Result Count 2");
-  EXPECT_EQ(keys(lines[4]["outputs"]), (Keys{"outputDone", "outputXML", "result0", "result1"}));
-  EXPECT_EQ(keys(lines[6]["inputs"]), (Keys{"inputXMLString", "xPath0"}))
+  EXPECT_EQ(listedPortKeys(lines[4]["outputs"]), (Keys{"outputDone", "outputXML", "result0", "result1"}));
+  EXPECT_EQ(listedPortKeys(lines[6]["inputs"]), (Keys{"inputXMLString", "xPath0"}))
       << "the new output mode re-adds the group";
-  EXPECT_EQ(keys(lines[6]["outputs"]), (Keys{"outputXML", "result0"}));
+  EXPECT_EQ(listedPortKeys(lines[6]["outputs"]), (Keys{"outputXML", "result0"}));
   EXPECT_EQ(lines[6]["outputs"][1]["type"], "String");
   EXPECT_EQ(lines[7]["settings"],
             PropertyList::parse(R"({"savedVersion": 0, "xPathCount": 1, "xmlInputMode": 1,

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
 #include "patches/files/QVADirectoryScannerPlugIn.h"
 #include "support/PatchExecution.h"
@@ -24,10 +23,8 @@ TEST(DirectoryScannerExtensions, SplitAtCommasTrimmedAndWithoutEmptyPieces) {
   EXPECT_EQ(QVADirectoryScannerPlugIn::extensionList("a b"), Strings{"a b"});
 }
 
-class DirectoryScannerTest : public ::testing::Test {
+class DirectoryScannerTest : public PatchTest<QVADirectoryScannerPlugIn> {
  protected:
-  DirectoryScannerTest() : context_(queue_) {}
-
   void SetUp() override {
     std::filesystem::create_directories(folder_ / "slides é");
     context_.setCompositionPath((folder_ / "show.qvc").string());
@@ -46,9 +43,6 @@ class DirectoryScannerTest : public ::testing::Test {
   }
   std::string path(const std::string& name) const { return (folder_ / "slides é" / name).string(); }
 
-  TaskQueue queue_;
-  ExecutionContext context_;
-  QVADirectoryScannerPlugIn patch_;
   TemporaryFolder folder_{"scanner"};
 };
 

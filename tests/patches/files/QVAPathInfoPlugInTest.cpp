@@ -7,7 +7,6 @@
 #include <fstream>
 #include <limits>
 
-#include "foundation/dispatch/TaskQueue.h"
 #include "patches/files/QVAPathInfoPlugIn.h"
 #include "support/PatchExecution.h"
 #include "support/TemporaryFolder.h"
@@ -15,14 +14,9 @@
 namespace qva {
 namespace {
 
-class PathInfoTest : public ::testing::Test {
+class PathInfoTest : public PatchTest<QVAPathInfoPlugIn> {
  protected:
-  PathInfoTest() : context_(queue_) {}
-
-  void SetUp() override {
-    std::filesystem::create_directories(folder_ / "a folder");
-    patch_.setHostLog([this](const std::string& line) { log_.push_back(line); });
-  }
+  void SetUp() override { std::filesystem::create_directories(folder_ / "a folder"); }
 
   void run(const std::string& path, double time = 0) {
     patch_.setInputValue("inputPath", Value(path));
@@ -41,11 +35,7 @@ class PathInfoTest : public ::testing::Test {
     EXPECT_EQ(output("outputSize"), Value(std::uint32_t{0}));
   }
 
-  TaskQueue queue_;
-  ExecutionContext context_;
-  QVAPathInfoPlugIn patch_;
   TemporaryFolder folder_{"pathinfo"};
-  std::vector<std::string> log_;
 };
 
 TEST_F(PathInfoTest, ReportsAFilesKindRightsDatesOwnerAndSize) {
@@ -70,7 +60,7 @@ TEST_F(PathInfoTest, ReportsAFilesKindRightsDatesOwnerAndSize) {
   ASSERT_NE(me, nullptr);
   EXPECT_EQ(output("outputOwner"), Value(me->pw_name));
   EXPECT_FALSE(output("outputGroup").stringValue().empty());
-  EXPECT_TRUE(log_.empty());
+  EXPECT_TRUE(hostLog_.empty());
 
   std::filesystem::remove(file);
   run(file);

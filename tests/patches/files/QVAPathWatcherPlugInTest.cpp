@@ -38,11 +38,13 @@ class PathWatcherTest : public ::testing::Test {
   bool wantsToRun() { return patch_->executionTimeForContext(context_, 1, Arguments()) == 1; }
   // Pumps the host queue until the patch asks to run, for at most the limit.
   bool waitForChange(std::chrono::milliseconds limit = 10000ms) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!wantsToRun() && std::chrono::steady_clock::now() < end) {
-      queue_.pumpFor(2ms);
-    }
-    return wantsToRun();
+    return queue_.pumpUntil(limit, [this] { return wantsToRun(); });
+  }
+  // A change seen gives one execution with the signal up, and the next one has it down again.
+  void expectOnePulse() {
+    ASSERT_TRUE(waitForChange());
+    EXPECT_TRUE(run());
+    EXPECT_FALSE(run());
   }
   void write(const std::filesystem::path& path, const std::string& text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
@@ -73,18 +75,12 @@ TEST_F(PathWatcherTest, FollowsAFileReplacedByRenameAndOneCreatedLater) {
   run();
   write(folder_ / "data é.xml.tmp", "<new/>");
   std::filesystem::rename(folder_ / "data é.xml.tmp", folder_ / "data é.xml");
-  ASSERT_TRUE(waitForChange());
-  EXPECT_TRUE(run());
-  EXPECT_FALSE(run());
+  expectOnePulse();
   write(folder_ / "data é.xml", "<newer/>");  // the new file is watched now
-  ASSERT_TRUE(waitForChange());
-  EXPECT_TRUE(run());
-  EXPECT_FALSE(run());
+  expectOnePulse();
 
   std::filesystem::remove(folder_ / "data é.xml");
-  ASSERT_TRUE(waitForChange());
-  EXPECT_TRUE(run());
-  EXPECT_FALSE(run());
+  expectOnePulse();
   write(folder_ / "data é.xml", "<back/>");
   ASSERT_TRUE(waitForChange());
   EXPECT_TRUE(run());
@@ -95,22 +91,16 @@ TEST_F(PathWatcherTest, APathThatDoesNotExistYetPulsesWhenCreated) {
   EXPECT_FALSE(run());
   std::filesystem::create_directories(folder_ / "later");
   write(folder_ / "later" / "file.txt", "now");
-  ASSERT_TRUE(waitForChange());
-  EXPECT_TRUE(run());
-  EXPECT_FALSE(run());
+  expectOnePulse();
 }
 
 TEST_F(PathWatcherTest, FolderWatchSeesEntriesComeAndGoAndStopsWithExecution) {
   patch_->setInputValue("inputPath", Value("drop folder"));
   run();
   write(folder_ / "drop folder" / "clip.mov", "x");
-  ASSERT_TRUE(waitForChange());
-  EXPECT_TRUE(run());
-  EXPECT_FALSE(run());
+  expectOnePulse();
   std::filesystem::remove(folder_ / "drop folder" / "clip.mov");
-  ASSERT_TRUE(waitForChange());
-  EXPECT_TRUE(run());
-  EXPECT_FALSE(run());
+  expectOnePulse();
 
   patch_->disableExecution(context_);
   write(folder_ / "drop folder" / "unseen.mov", "x");

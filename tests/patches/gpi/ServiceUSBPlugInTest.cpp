@@ -8,18 +8,15 @@
 #include "host/HostPatches.h"
 #include "patches/AllPatches.h"
 #include "patches/gpi/ServiceUSBPlugIn.h"
+#include "support/DriveScript.h"
 
 namespace qva {
 namespace {
 
 // Runs a script of steps against one GPI patch on the simulated box.
 std::vector<PropertyList> driveGpi(const char* steps, const char* context = R"({"gpiDriver": "simulated"})") {
-  DriveOptions options;
-  options.registry = &bundledPatches();
-  return DriveSession::runScript({{"class", "ServiceUSBPlugIn"},
-                                  {"context", PropertyList::parse(context)},
-                                  {"steps", PropertyList::parse(steps)}},
-                                 options);
+  return drivePatch("ServiceUSBPlugIn", PropertyList::parse(steps), PropertyList::object(),
+                    PropertyList::parse(context));
 }
 
 // The values of the SetOutputValue calls a gpi step line lists.

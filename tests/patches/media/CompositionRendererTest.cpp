@@ -6,6 +6,7 @@
 #include "patches/media/QVACompositionRendererImagePlugIn.h"
 #include "patches/media/QVACompositionRendererPatchPlugIn.h"
 #include "support/PatchDriver.h"
+#include "support/PixelProbe.h"
 
 namespace qva {
 namespace {
@@ -44,11 +45,10 @@ class CompositionRendererTest : public ::testing::Test {
   }
 
   // Premultiplied B, G, R, A of the canvas pixel (x, y), (0, 0) at the top left.
-  std::array<int, 4> pixel(int x, int y) {
+  Pixel pixel(int x, int y) {
     std::uint8_t frame[8 * 8 * 4];
     renderer_->readFrame(frame, 8 * 4);
-    const std::uint8_t* p = frame + (y * 8 + x) * 4;
-    return {p[0], p[1], p[2], p[3]};
+    return pixelAt(PixelBufferView{8, 8, 8 * 4, frame}, x, y);
   }
 
   std::unique_ptr<Renderer> renderer_;
@@ -58,8 +58,7 @@ TEST_F(CompositionRendererTest, ImageFollowsTheFirstFieldsTexture) {
   PatchDriver driver(std::make_unique<QVACompositionRendererImagePlugIn>());
   const GLuint texture = makeTexture(GL_TEXTURE_RECTANGLE);
   // An editor passes no arguments: nothing is published.
-  driver.frame(0);
-  EXPECT_FALSE(driver.output("outputImage").imageValue());
+  EXPECT_FALSE(driver.afterFrame(0).output("outputImage").imageValue());
 
   driver.frame(0.04, videoArguments(texture, GL_TEXTURE_RECTANGLE));
   const ImageRef first = driver.output("outputImage").imageValue();
@@ -76,8 +75,7 @@ TEST_F(CompositionRendererTest, ImageFollowsTheFirstFieldsTexture) {
   // The second field of the frame keeps the image.
   Arguments secondField = videoArguments(makeTexture(GL_TEXTURE_2D), GL_TEXTURE_2D);
   secondField["firstField"] = false;
-  driver.frame(0.06, secondField);
-  EXPECT_EQ(driver.output("outputImage").imageValue(), first);
+  EXPECT_EQ(driver.afterFrame(0.06, secondField).output("outputImage").imageValue(), first);
 
   // A first field without a texture gives the transparent placeholder, not nothing.
   driver.frame(0.08, Arguments{{"firstField", true}});
@@ -113,10 +111,10 @@ TEST_F(CompositionRendererPatchTest, DrawsTheTextureUprightForBothTargets) {
   for (const GLenum target : {GLenum{GL_TEXTURE_2D}, GLenum{GL_TEXTURE_RECTANGLE}}) {
     SCOPED_TRACE(target);
     draw(videoArguments(makeTexture(target), target));
-    EXPECT_EQ(pixel(0, 0), (std::array<int, 4>{0, 0, 255, 255}));
-    EXPECT_EQ(pixel(7, 0), (std::array<int, 4>{0, 255, 0, 255}));
-    EXPECT_EQ(pixel(0, 7), (std::array<int, 4>{255, 0, 0, 255}));
-    EXPECT_EQ(pixel(7, 7), (std::array<int, 4>{255, 255, 255, 255}));
+    EXPECT_EQ(pixel(0, 0), (Pixel{0, 0, 255, 255}));
+    EXPECT_EQ(pixel(7, 0), (Pixel{0, 255, 0, 255}));
+    EXPECT_EQ(pixel(0, 7), (Pixel{255, 0, 0, 255}));
+    EXPECT_EQ(pixel(7, 7), (Pixel{255, 255, 255, 255}));
   }
 }
 
@@ -143,17 +141,17 @@ TEST_F(CompositionRendererPatchTest, OpacityOffsetAndInvertedFields) {
   arguments["glCoordPerYPixel"] = 0.25;
   arguments["invertFields"] = true;
   draw(arguments);
-  EXPECT_EQ(pixel(3, 0), (std::array<int, 4>{0, 0, 0, 255}));
+  EXPECT_EQ(pixel(3, 0), (Pixel{0, 0, 0, 255}));
   EXPECT_EQ(pixel(0, 1)[2], 255);
-  EXPECT_EQ(pixel(0, 4), (std::array<int, 4>{0, 0, 255, 255}));
-  EXPECT_EQ(pixel(0, 5), (std::array<int, 4>{255, 0, 0, 255}));
+  EXPECT_EQ(pixel(0, 4), (Pixel{0, 0, 255, 255}));
+  EXPECT_EQ(pixel(0, 5), (Pixel{255, 0, 0, 255}));
 }
 
 TEST_F(CompositionRendererPatchTest, DrawsNothingWithoutATexture) {
   draw(Arguments());
   draw(Arguments{{"texture", 0}, {"textureTarget", GL_TEXTURE_2D}});
   draw(Arguments{{"texture", makeTexture(GL_TEXTURE_2D)}});
-  EXPECT_EQ(pixel(4, 4), (std::array<int, 4>{0, 0, 0, 0}));
+  EXPECT_EQ(pixel(4, 4), (Pixel{0, 0, 0, 0}));
 }
 
 }  // namespace

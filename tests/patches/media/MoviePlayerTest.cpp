@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "foundation/gl/GLContext.h"
 #include "patches/media/QVAMovieImageProvider.h"
 #include "patches/media/QVAMoviePlayerPlugIn.h"
+#include "support/GLTest.h"
 #include "support/PatchDriver.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestMovies.h"
@@ -25,7 +25,7 @@ int mirroredIndex(int index) {
   return mirrored;
 }
 
-class MoviePlayerTest : public ::testing::Test {
+class MoviePlayerTest : public GLTest {
  protected:
   static void SetUpTestSuite() {
     if (!TestMovies::available()) {
@@ -45,11 +45,10 @@ class MoviePlayerTest : public ::testing::Test {
     if (folder_ == nullptr) {
       GTEST_SKIP() << "no ffmpeg command";
     }
-    auto creation = GLContext::create();
-    if (!creation.context) {
-      GTEST_SKIP() << creation.error;
+    GLTest::SetUp();
+    if (IsSkipped()) {
+      return;
     }
-    gl_ = std::move(creation.context);
     driver_.context().setGLContext(gl_.get());
     driver_.context().setCompositionPath((*folder_ / "show.qvc").string());
   }
@@ -67,6 +66,11 @@ class MoviePlayerTest : public ::testing::Test {
         "-f lavfi -i testsrc=s=1280x720:r=25 -frames:v 40 -c:v rawvideo -pix_fmt bgra " + path.string());
   }
 
+  // Opens clip.mp4 at time 0, where it shows its first frame.
+  void openClip() {
+    driver_.set("inputMoviePath", Value("clip.mp4"));
+    EXPECT_EQ(openAt(0), 0);
+  }
   // The frame index shown at a time by an execution that starts an opening, once the movie it opens
   // has arrived: the execution itself shows none, as the movie is still on its way.
   int openAt(double time) {
@@ -98,15 +102,13 @@ class MoviePlayerTest : public ::testing::Test {
   }
 
   static TemporaryFolder* folder_;
-  std::unique_ptr<GLContext> gl_;
   PatchDriver driver_{std::make_unique<QVAMoviePlayerPlugIn>()};
 };
 
 TemporaryFolder* MoviePlayerTest::folder_ = nullptr;
 
 TEST_F(MoviePlayerTest, ShowsTheFrameAQuarterFrameIntoThePatchTime) {
-  driver_.set("inputMoviePath", Value("clip.mp4"));
-  EXPECT_EQ(openAt(0), 0);
+  openClip();
   EXPECT_DOUBLE_EQ(player().midFrame(), 0.01);
   EXPECT_DOUBLE_EQ(player().fps(), 25);
   EXPECT_DOUBLE_EQ(driver_.number("outputDuration"), 2.0);
@@ -173,8 +175,7 @@ TEST_F(MoviePlayerTest, PastTheEndHoldsTheLastFrameOrLoops) {
 }
 
 TEST_F(MoviePlayerTest, PauseResumeAndRewind) {
-  driver_.set("inputMoviePath", Value("clip.mp4"));
-  EXPECT_EQ(openAt(0), 0);
+  openClip();
   EXPECT_EQ(indexAt(1.0), 25);
   driver_.set("inputPlay", Value(false));
   EXPECT_EQ(indexAt(1.2), 25);
@@ -198,8 +199,7 @@ TEST_F(MoviePlayerTest, PauseResumeAndRewind) {
 }
 
 TEST_F(MoviePlayerTest, MirrorFlagsFlipTheImage) {
-  driver_.set("inputMoviePath", Value("clip.mp4"));
-  EXPECT_EQ(openAt(0), 0);
+  openClip();
   EXPECT_EQ(indexAt(0.13), 3);
   driver_.set("inputMirrorXAxis", Value(true));
   EXPECT_EQ(indexAt(0.135), 3);
@@ -252,8 +252,7 @@ TEST_F(MoviePlayerTest, StoppingReleasesTheMovieAndStartingReopensIt) {
 
 TEST_F(MoviePlayerTest, BadPathsLogAndShowNothing) {
   std::ofstream(*folder_ / "notes.mov") << "not a movie";
-  driver_.set("inputMoviePath", Value("clip.mp4"));
-  EXPECT_EQ(openAt(0), 0);
+  openClip();
   driver_.set("inputMoviePath", Value("missing.mov"));
   EXPECT_EQ(openAt(0.02), -1);
   EXPECT_EQ(driver_.output("outputWidth").indexValue(), 0U);

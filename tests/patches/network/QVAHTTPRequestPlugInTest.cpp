@@ -5,9 +5,8 @@
 
 #include "foundation/dispatch/TaskQueue.h"
 #include "framework/Structure.h"
-#include "host/DriveSession.h"
-#include "patches/AllPatches.h"
 #include "patches/network/QVAHTTPRequestPlugIn.h"
+#include "support/DriveScript.h"
 #include "support/LoopbackHTTPServer.h"
 #include "support/PatchExecution.h"
 
@@ -50,6 +49,12 @@ class HTTPRequestPlugInTest : public ::testing::Test {
   bool frameAfterDelivery(std::chrono::milliseconds limit = 10000ms) {
     queue_.pumpUntil(limit, [this] { return patch_->shouldRender(); });
     return frame();
+  }
+  // A frame with the inputs, then the frame the response it sends asks for; false when none does.
+  bool exchange(std::initializer_list<std::pair<const char*, Value>> inputs,
+                std::chrono::milliseconds limit = 10000ms) {
+    frame(inputs);
+    return frameAfterDelivery(limit);
   }
   const Value& output(const std::string& key) const { return patch_->findOutputPort(key)->value; }
 
@@ -106,16 +111,12 @@ TEST_F(HTTPRequestPlugInTest, SendsWithTheUsersHeadersAndShowsTheResponse) {
 }
 
 TEST_F(HTTPRequestPlugInTest, OnlyAPostCarriesTheContent) {
-  frame({{"inputURL", Value(server_.url("/post"))},
-         {"inputMethod", Value(1u)},
-         {"inputContent", Value("a=1")}});
-  ASSERT_TRUE(frameAfterDelivery());
-  frame({{"inputMethod", Value(2u)}});
-  ASSERT_TRUE(frameAfterDelivery());
-  frame({{"inputMethod", Value(1u)}, {"inputContent", Value("")}});
-  ASSERT_TRUE(frameAfterDelivery());
-  frame({{"inputMethod", Value(7u)}});
-  ASSERT_TRUE(frameAfterDelivery());
+  ASSERT_TRUE(exchange({{"inputURL", Value(server_.url("/post"))},
+                        {"inputMethod", Value(1u)},
+                        {"inputContent", Value("a=1")}}));
+  ASSERT_TRUE(exchange({{"inputMethod", Value(2u)}}));
+  ASSERT_TRUE(exchange({{"inputMethod", Value(1u)}, {"inputContent", Value("")}}));
+  ASSERT_TRUE(exchange({{"inputMethod", Value(7u)}}));
 
   const auto sent = server_.requests();
   ASSERT_EQ(sent.size(), 4u);
@@ -131,16 +132,14 @@ TEST_F(HTTPRequestPlugInTest, OnlyAPostCarriesTheContent) {
 }
 
 TEST_F(HTTPRequestPlugInTest, ErrorStatusesFinishAndChunkedBodiesShowNoContent) {
-  frame({{"inputURL", Value(server_.url("/missing"))}});
-  ASSERT_TRUE(frameAfterDelivery());
+  ASSERT_TRUE(exchange({{"inputURL", Value(server_.url("/missing"))}}));
   EXPECT_TRUE(output("outputFinished").booleanValue());
   EXPECT_FALSE(output("outputError").booleanValue());
   EXPECT_EQ(output("outputStatusCode").indexValue(), 404u);
   EXPECT_EQ(output("outputStatusString").stringValue(), "Not Found");
   EXPECT_EQ(output("outputContent").stringValue(), "gone");
 
-  frame({{"inputURL", Value(server_.url("/chunked"))}});
-  ASSERT_TRUE(frameAfterDelivery());
+  ASSERT_TRUE(exchange({{"inputURL", Value(server_.url("/chunked"))}}));
   EXPECT_EQ(output("outputStatusCode").indexValue(), 200u);
   EXPECT_EQ(output("outputContentLength").indexValue(), 0u);
   EXPECT_EQ(output("outputContent").stringValue(), "");
@@ -148,8 +147,7 @@ TEST_F(HTTPRequestPlugInTest, ErrorStatusesFinishAndChunkedBodiesShowNoContent) 
 
 TEST_F(HTTPRequestPlugInTest, TransportFailuresSetTheErrorOutputsAndAnEmptyURLClearsThem) {
   const std::string unreachable = LoopbackHTTPServer::closedURL("/");
-  frame({{"inputURL", Value(unreachable)}});
-  ASSERT_TRUE(frameAfterDelivery());
+  ASSERT_TRUE(exchange({{"inputURL", Value(unreachable)}}));
   EXPECT_TRUE(output("outputError").booleanValue());
   EXPECT_NE(output("outputErrorDescription").stringValue().find("Could not connect"), std::string::npos);
   EXPECT_FALSE(output("outputFinished").booleanValue());
@@ -158,8 +156,7 @@ TEST_F(HTTPRequestPlugInTest, TransportFailuresSetTheErrorOutputsAndAnEmptyURLCl
   ASSERT_EQ(hostLog_.size(), 1u);
   EXPECT_EQ(hostLog_[0].rfind("Error loading URL: " + unreachable + "\n", 0), 0u);
 
-  frame({{"inputURL", Value(server_.url("/slow"))}, {"inputTimeout", Value(0.2)}});
-  ASSERT_TRUE(frameAfterDelivery(4000ms));
+  ASSERT_TRUE(exchange({{"inputURL", Value(server_.url("/slow"))}, {"inputTimeout", Value(0.2)}}, 4000ms));
   EXPECT_NE(output("outputErrorDescription").stringValue().find("timed out"), std::string::npos);
 
   frame({{"inputURL", Value("")}});
@@ -169,16 +166,13 @@ TEST_F(HTTPRequestPlugInTest, TransportFailuresSetTheErrorOutputsAndAnEmptyURLCl
 }
 
 TEST_F(HTTPRequestPlugInTest, UpdateSendsAgainOnlyWhenItRises) {
-  frame({{"inputURL", Value(server_.url("/feed"))}});
-  ASSERT_TRUE(frameAfterDelivery());
-  frame({{"inputUpdate", Value(true)}});
-  ASSERT_TRUE(frameAfterDelivery());
+  ASSERT_TRUE(exchange({{"inputURL", Value(server_.url("/feed"))}}));
+  ASSERT_TRUE(exchange({{"inputUpdate", Value(true)}}));
   EXPECT_FALSE(frame({{"inputUpdate", Value(true)}}));
   EXPECT_TRUE(frame({{"inputUpdate", Value(false)}}));  // a change, but no send
   queue_.pumpFor(100ms);
   EXPECT_FALSE(patch_->shouldRender());
-  frame({{"inputUpdate", Value(true)}});
-  ASSERT_TRUE(frameAfterDelivery());
+  ASSERT_TRUE(exchange({{"inputUpdate", Value(true)}}));
   EXPECT_EQ(server_.requests().size(), 3u);
 }
 
@@ -187,8 +181,7 @@ TEST_F(HTTPRequestPlugInTest, ANewSendOrAStopCancelsTheRequestInFlight) {
   while (server_.requests().empty()) {
     queue_.pumpFor(5ms);
   }
-  frame({{"inputURL", Value(server_.url("/feed"))}});
-  ASSERT_TRUE(frameAfterDelivery());
+  ASSERT_TRUE(exchange({{"inputURL", Value(server_.url("/feed"))}}));
   EXPECT_EQ(output("outputContent").stringValue(), "<rss>é</rss>");
   release_ = true;
   queue_.pumpFor(200ms);
@@ -206,14 +199,9 @@ TEST_F(HTTPRequestPlugInTest, ANewSendOrAStopCancelsTheRequestInFlight) {
 }
 
 TEST_F(HTTPRequestPlugInTest, RunsThroughTheDriverWithTheBundle) {
-  DriveOptions options;
-  options.registry = &bundledPatches();
-  const auto lines =
-      DriveSession::runScript(PropertyList::parse(R"({"class": "QVAHTTPRequestPlugIn", "steps": [
-      {"time": 0, "inputs": {"inputURL": ")" + server_.url("/feed") +
-                                                  R"("}},
-      {"op": "wait", "seconds": 1}, {"time": 1}, {"time": 2}]})"),
-                              options);
+  const auto lines = drivePatch("QVAHTTPRequestPlugIn", PropertyList::parse(R"([
+      {"time": 0, "inputs": {"inputURL": ")" + server_.url("/feed") + R"("}},
+      {"op": "wait", "seconds": 1}, {"time": 1}, {"time": 2}])"));
   ASSERT_EQ(lines.size(), 4u);
   EXPECT_EQ(lines[0]["outputs"]["outputFinished"], false);
   EXPECT_EQ(lines[2]["executed"], true);

@@ -4,9 +4,8 @@
 #include <fstream>
 
 #include "host/Base64.h"
-#include "host/DriveSession.h"
-#include "patches/AllPatches.h"
 #include "patches/psd/QVAPSDLayerImporterPlugIn.h"
+#include "support/DriveScript.h"
 #include "support/PsdTestDocument.h"
 #include "support/TemporaryFolder.h"
 
@@ -50,21 +49,7 @@ std::string writeDocument(const TemporaryFolder& folder, const std::string& name
 
 std::vector<PropertyList> drive(const PropertyList& settings, const PropertyList& steps,
                                 const PropertyList& context = PropertyList::object()) {
-  DriveOptions options;
-  options.registry = &bundledPatches();
-  return DriveSession::runScript({{"class", "QVAPSDLayerImporterPlugIn"},
-                                  {"context", context},
-                                  {"settings", settings},
-                                  {"steps", steps}},
-                                 options);
-}
-
-std::vector<std::string> outputPortKeys(const PropertyList& portsLine) {
-  std::vector<std::string> keys;
-  for (const PropertyList& port : portsLine["outputs"]) {
-    keys.push_back(port["key"].get<std::string>());
-  }
-  return keys;
+  return drivePatch("QVAPSDLayerImporterPlugIn", steps, settings, context);
 }
 
 TEST(QVAPSDLayerImporterPlugInTest, EmbeddedBroadcastDocumentPublishesLayersAndSelectsItsNorm) {
@@ -156,16 +141,18 @@ TEST(QVAPSDLayerImporterPlugInTest, OnePortPerLayerFollowsTheDocumentByReference
                             {{"op", "ports"}},
                             {{"op", "settings"}, {"settings", {{"portForEveryLayer", false}}}},
                             {{"op", "ports"}}});
-  EXPECT_EQ(outputPortKeys(lines[0]), (std::vector<std::string>{"outputLayers", "Layer 1", "Layer 2",
-                                                                "Layer 3", "Layer 4", "Layer 5"}));
+  EXPECT_EQ(
+      listedPortKeys(lines[0]["outputs"]),
+      (std::vector<std::string>{"outputLayers", "Layer 1", "Layer 2", "Layer 3", "Layer 4", "Layer 5"}));
   EXPECT_TRUE(lines[0]["outputs"][1]["attributes"].empty());
   EXPECT_EQ(lines[1]["outputs"]["Layer 1"]["name"], "Layer E");
   EXPECT_EQ(lines[1]["outputs"]["Layer 5"]["name"], "Layer A");
   EXPECT_EQ(lines[1]["outputs"]["Layer 3"], lines[1]["outputs"]["outputLayers"][2]);
   EXPECT_EQ(lines[2]["settings"]["psdData"], (PropertyList{{"path", five}}));
   EXPECT_EQ(lines[2]["settings"]["psdPath"], five);
-  EXPECT_EQ(outputPortKeys(lines[4]), (std::vector<std::string>{"outputLayers", "Layer 1", "Layer 2"}));
-  EXPECT_EQ(outputPortKeys(lines[6]), (std::vector<std::string>{"outputLayers"}));
+  EXPECT_EQ(listedPortKeys(lines[4]["outputs"]),
+            (std::vector<std::string>{"outputLayers", "Layer 1", "Layer 2"}));
+  EXPECT_EQ(listedPortKeys(lines[6]["outputs"]), (std::vector<std::string>{"outputLayers"}));
 }
 
 TEST(QVAPSDLayerImporterPlugInTest, UnreadableDocumentsGiveNoLayersAndSayWhy) {
@@ -179,7 +166,7 @@ TEST(QVAPSDLayerImporterPlugInTest, UnreadableDocumentsGiveNoLayersAndSayWhy) {
       lines[0]["log"],
       PropertyList::array({"QVAPSDLayerImporterPlugIn loadPSD: CMYK documents are not supported (RGB and "
                            "greyscale are)"}));
-  EXPECT_EQ(outputPortKeys(lines[1]), (std::vector<std::string>{"outputLayers"}));
+  EXPECT_EQ(listedPortKeys(lines[1]["outputs"]), (std::vector<std::string>{"outputLayers"}));
 
   lines = drive({{"psdData", {{"path", "/nonexistent/art.psd"}}}}, {{{"time", 0}}});
   EXPECT_EQ(lines[0]["log"],

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "host/DriveSession.h"
-#include "patches/AllPatches.h"
 #include "patches/psd/QVAPSDLayerImporterPlugIn.h"
 #include "patches/psd/QVAPSDLayerPlugIn.h"
+#include "support/DriveScript.h"
 #include "support/PatchDriver.h"
+#include "support/PixelProbe.h"
 #include "support/PsdTestDocument.h"
 
 namespace qva {
@@ -30,10 +30,7 @@ PropertyList layerStructure(int width, int height, double x, double y) {
 
 std::vector<PropertyList> drive(const PropertyList& steps,
                                 const PropertyList& context = PropertyList::object()) {
-  DriveOptions options;
-  options.registry = &bundledPatches();
-  return DriveSession::runScript({{"class", "QVAPSDLayerPlugIn"}, {"context", context}, {"steps", steps}},
-                                 options);
+  return drivePatch("QVAPSDLayerPlugIn", steps, PropertyList::object(), context);
 }
 
 PropertyList withChanges(PropertyList layer, const PropertyList& changes) {
@@ -41,48 +38,46 @@ PropertyList withChanges(PropertyList layer, const PropertyList& changes) {
   return layer;
 }
 
+// Checks the size and place a step's outputs give the layer, and the size of its frame.
+void expectLayout(const PropertyList& outputs, double width, double height, double x, double y,
+                  int frameWidth, int frameHeight) {
+  EXPECT_NEAR(outputs["outputWidth"].get<double>(), width, 1e-12);
+  EXPECT_NEAR(outputs["outputHeight"].get<double>(), height, 1e-12);
+  EXPECT_NEAR(outputs["outputX"].get<double>(), x, 1e-12);
+  EXPECT_NEAR(outputs["outputY"].get<double>(), y, 1e-12);
+  EXPECT_EQ(outputs["outputImage"]["image"]["width"], frameWidth);
+  EXPECT_EQ(outputs["outputImage"]["image"]["height"], frameHeight);
+  EXPECT_EQ(outputs["outputImage"]["image"]["rowBytes"], frameWidth / 4 * 16 + 16);
+}
+
 TEST(QVAPSDLayerPlugInTest, HostUnitsMapTheNominalRasterOntoTheBounds) {
   const auto lines = drive({{{"time", 0}, {"inputs", {{"inputPSDLayer", layerStructure(192, 108, 0, 0)}}}}});
   const PropertyList& outputs = lines[0]["outputs"];
-  EXPECT_NEAR(outputs["outputWidth"].get<double>(), 0.2, 1e-12);
-  EXPECT_NEAR(outputs["outputHeight"].get<double>(), 0.1125, 1e-12);
-  EXPECT_NEAR(outputs["outputX"].get<double>(), -0.9, 1e-12);
-  EXPECT_NEAR(outputs["outputY"].get<double>(), 0.50625, 1e-12);
+  expectLayout(outputs, 0.2, 0.1125, -0.9, 0.50625, 192, 108);
+  EXPECT_EQ(outputs["outputImage"]["image"]["rowBytes"], 784);
   EXPECT_EQ(outputs["outputName"], "Bar");
   EXPECT_EQ(outputs["outputOpacity"], 0.5);
   EXPECT_EQ(outputs["outputIsVisible"], true);
-  EXPECT_EQ(outputs["outputImage"]["image"]["width"], 192);
-  EXPECT_EQ(outputs["outputImage"]["image"]["height"], 108);
-  EXPECT_EQ(outputs["outputImage"]["image"]["rowBytes"], 784);
 }
 
 TEST(QVAPSDLayerPlugInTest, SizesAndOriginsForEveryUnitAndBoundsChoice) {
   const PropertyList base = layerStructure(190, 100, 40, 60);
-  const auto lines = drive(
-      {
-          {{"time", 0}, {"inputs", {{"inputPSDLayer", withChanges(base, {{"usePixelUnits", true}})}}}},
-          {{"time", 1},
-           {"inputs",
-            {{"inputPSDLayer", withChanges(base, {{"usePixelUnits", true}, {"alignTopLeft", false}})}}}},
-          {{"time", 2},
-           {"inputs",
-            {{"inputPSDLayer", withChanges(base, {{"usePixelUnits", true}, {"useCanvasBounds", true}})}}}},
-          {{"time", 3}, {"inputs", {{"inputPSDLayer", withChanges(base, {{"useCanvasBounds", true}})}}}},
-          // Without scaling to the nominal raster the live viewport (here 960 × 540) is the whole raster.
-          {{"time", 4}, {"inputs", {{"inputPSDLayer", withChanges(base, {{"scaleWithViewPort", false}})}}}},
-          {{"time", 5}, {"inputs", {{"inputPSDLayer", withChanges(base, {{"alignTopLeft", false}})}}}},
-      },
-      PropertyList{{"viewport", PropertyList::array({960u, 540u})}});
+  // Step 4 does not scale to the nominal raster: the live viewport (here 960 × 540) is the whole raster.
+  const PropertyList changes[] = {{{"usePixelUnits", true}},
+                                  {{"usePixelUnits", true}, {"alignTopLeft", false}},
+                                  {{"usePixelUnits", true}, {"useCanvasBounds", true}},
+                                  {{"useCanvasBounds", true}},
+                                  {{"scaleWithViewPort", false}},
+                                  {{"alignTopLeft", false}}};
+  PropertyList steps = PropertyList::array();
+  for (const PropertyList& change : changes) {
+    steps.push_back({{"time", steps.size()}, {"inputs", {{"inputPSDLayer", withChanges(base, change)}}}});
+  }
+  const auto lines = drive(steps, PropertyList{{"viewport", PropertyList::array({960u, 540u})}});
   const auto expect = [&](std::size_t step, double width, double height, double x, double y, int frameWidth,
                           int frameHeight) {
-    const PropertyList& outputs = lines[step]["outputs"];
-    EXPECT_NEAR(outputs["outputWidth"].get<double>(), width, 1e-12) << step;
-    EXPECT_NEAR(outputs["outputHeight"].get<double>(), height, 1e-12) << step;
-    EXPECT_NEAR(outputs["outputX"].get<double>(), x, 1e-12) << step;
-    EXPECT_NEAR(outputs["outputY"].get<double>(), y, 1e-12) << step;
-    EXPECT_EQ(outputs["outputImage"]["image"]["width"], frameWidth) << step;
-    EXPECT_EQ(outputs["outputImage"]["image"]["height"], frameHeight) << step;
-    EXPECT_EQ(outputs["outputImage"]["image"]["rowBytes"], frameWidth / 4 * 16 + 16) << step;
+    SCOPED_TRACE(step);
+    expectLayout(lines[step]["outputs"], width, height, x, y, frameWidth, frameHeight);
   };
   expect(0, 190, 100, 40, 60, 190, 100);
   expect(1, 190, 100, 0, 0, 190, 100);
@@ -103,12 +98,9 @@ TEST(QVAPSDLayerPlugInTest, StructureWithoutImageLeavesTheOutputsAlone) {
   EXPECT_EQ(lines[1]["outputs"], lines[0]["outputs"]);
 }
 
-// Pixel values of the published picture (premultiplied B, G, R, A).
-std::array<std::uint8_t, 4> pixel(const Value& image, int x, int y) {
-  const PixelBufferView view = *image.imageValue()->pixelBuffer();
-  const std::uint8_t* at =
-      view.bytes + static_cast<std::size_t>(y) * view.rowBytes + static_cast<std::size_t>(x) * 4;
-  return {at[0], at[1], at[2], at[3]};
+// A pixel of the published picture.
+Pixel pixel(const Value& image, int x, int y) {
+  return pixelAt(*image.imageValue()->pixelBuffer(), x, y);
 }
 
 TEST(QVAPSDLayerPlugInTest, CanvasBoundsDrawTheLayerInPlaceScaledOntoTheViewport) {
@@ -138,8 +130,8 @@ TEST(QVAPSDLayerPlugInTest, CanvasBoundsDrawTheLayerInPlaceScaledOntoTheViewport
   const Value image = driver.output("outputImage");
   ASSERT_EQ(image.imageValue()->width(), 960);
   // Half size: the bar covers x 50…145 and y 100…153 of the frame.
-  EXPECT_EQ(pixel(image, 60, 110), (std::array<std::uint8_t, 4>{0, 255, 0, 255}));
-  EXPECT_EQ(pixel(image, 144, 153), (std::array<std::uint8_t, 4>{0, 255, 0, 255}));
+  EXPECT_EQ(pixel(image, 60, 110), (Pixel{0, 255, 0, 255}));
+  EXPECT_EQ(pixel(image, 144, 153), (Pixel{0, 255, 0, 255}));
   EXPECT_EQ(pixel(image, 48, 110)[3], 0);
   EXPECT_EQ(pixel(image, 60, 98)[3], 0);
   EXPECT_EQ(pixel(image, 147, 110)[3], 0);

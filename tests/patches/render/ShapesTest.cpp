@@ -8,11 +8,10 @@
 #include "patches/render/QVARoundedRectPlugIn.h"
 #include "patches/render/QVASkewedRectanglePlugIn.h"
 #include "support/PatchDriver.h"
+#include "support/PixelProbe.h"
 
 namespace qva {
 namespace {
-
-using Pixel = std::array<int, 4>;  // B, G, R, A
 
 // The pixels of the shape on the output port, valid until the next frame.
 PixelBufferView render(PatchDriver& driver) {
@@ -22,20 +21,19 @@ PixelBufferView render(PatchDriver& driver) {
   return image ? *image->pixelBuffer() : PixelBufferView{};
 }
 
-Pixel at(const PixelBufferView& pixels, int x, int y) {
-  const std::uint8_t* p = pixels.bytes + static_cast<std::size_t>(y) * pixels.rowBytes + x * 4;
-  return {p[0], p[1], p[2], p[3]};
-}
-
 bool transparent(const PixelBufferView& pixels) {
   for (int y = 0; y < pixels.height; ++y) {
     for (int x = 0; x < pixels.width; ++x) {
-      if (at(pixels, x, y)[3] != 0) {
+      if (pixelAt(pixels, x, y)[3] != 0) {
         return false;
       }
     }
   }
   return true;
+}
+
+const Value& defaultOf(const PatchClass& patchClass, const char* key) {
+  return patchClass.attributesForPropertyPortWithKey(key)->defaultValue;
 }
 
 TEST(ShapesTest, ClassesAndDefaults) {
@@ -44,16 +42,9 @@ TEST(ShapesTest, ClassesAndDefaults) {
             "Displays a rectangle with rounded corners and an optional outline.");
   EXPECT_EQ(QVAPolygonPlugIn::patchClass().executionMode, ExecutionMode::Processor);
   // Only the rounded rectangle starts without an outline; only the skewed one is 250 wide.
-  EXPECT_FALSE(QVARoundedRectPlugIn::patchClass()
-                   .attributesForPropertyPortWithKey("inputDrawOutline")
-                   ->defaultValue.booleanValue());
-  EXPECT_TRUE(QVACirclePlugIn::patchClass()
-                  .attributesForPropertyPortWithKey("inputDrawOutline")
-                  ->defaultValue.booleanValue());
-  EXPECT_EQ(QVASkewedRectanglePlugIn::patchClass()
-                .attributesForPropertyPortWithKey("inputWidth")
-                ->defaultValue.indexValue(),
-            250u);
+  EXPECT_FALSE(defaultOf(QVARoundedRectPlugIn::patchClass(), "inputDrawOutline").booleanValue());
+  EXPECT_TRUE(defaultOf(QVACirclePlugIn::patchClass(), "inputDrawOutline").booleanValue());
+  EXPECT_EQ(defaultOf(QVASkewedRectanglePlugIn::patchClass(), "inputWidth").indexValue(), 250u);
   // The skewed rectangle keeps a corner-radius attribute entry without a port.
   EXPECT_EQ(QVASkewedRectanglePlugIn::attributesForPropertyPortWithKey("inputCornerRadius")->name,
             "Corner Radius");
@@ -68,10 +59,10 @@ TEST(ShapesTest, CircleFillsRedWithABlueOutlineInPaddedRows) {
   ASSERT_EQ(pixels.height, 200);
   EXPECT_EQ(pixels.rowBytes, 816u);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(pixels.bytes) % 4096, 0u);
-  EXPECT_EQ(at(pixels, 100, 100), (Pixel{0, 0, 255, 255}));
-  EXPECT_EQ(at(pixels, 3, 100), (Pixel{255, 0, 0, 255}));  // inside the 5-pixel outline
-  EXPECT_EQ(at(pixels, 0, 0)[3], 0);
-  EXPECT_EQ(at(pixels, 199, 199)[3], 0);
+  EXPECT_EQ(pixelAt(pixels, 100, 100), (Pixel{0, 0, 255, 255}));
+  EXPECT_EQ(pixelAt(pixels, 3, 100), (Pixel{255, 0, 0, 255}));  // inside the 5-pixel outline
+  EXPECT_EQ(pixelAt(pixels, 0, 0)[3], 0);
+  EXPECT_EQ(pixelAt(pixels, 199, 199)[3], 0);
 }
 
 TEST(ShapesTest, CircleOutlineInsetOnlyAboveOnePixel) {
@@ -80,12 +71,12 @@ TEST(ShapesTest, CircleOutlineInsetOnlyAboveOnePixel) {
   driver.set("inputOutlineWidth", Value(1.0));
   // Width 1: the rectangle is the whole image, so half the stroke falls outside.
   const auto thin = render(driver);
-  EXPECT_NEAR(at(thin, 0, 100)[3], 128, 40);
+  EXPECT_NEAR(pixelAt(thin, 0, 100)[3], 128, 40);
   driver.set("inputOutlineWidth", Value(1.5));
   // Width 1.5: inset by 0.75, the stroke covers the first pixel column entirely.
   const auto inset = render(driver);
-  EXPECT_GT(at(inset, 0, 100)[3], 240);
-  EXPECT_EQ(at(inset, 100, 100)[3], 0);
+  EXPECT_GT(pixelAt(inset, 0, 100)[3], 240);
+  EXPECT_EQ(pixelAt(inset, 100, 100)[3], 0);
 }
 
 TEST(ShapesTest, WithoutOutlineShapesTouchEveryEdge) {
@@ -95,10 +86,10 @@ TEST(ShapesTest, WithoutOutlineShapesTouchEveryEdge) {
     driver.set("inputDrawOutline", Value(false));
     driver.set("inputOutlineWidth", Value(30.0));
     const auto pixels = render(driver);
-    EXPECT_GT(at(pixels, 0, 100)[3], 200) << rounded;
-    EXPECT_GT(at(pixels, 199, 100)[3], 200) << rounded;
-    EXPECT_GT(at(pixels, 100, 0)[3], 200) << rounded;
-    EXPECT_GT(at(pixels, 100, 199)[3], 200) << rounded;
+    EXPECT_GT(pixelAt(pixels, 0, 100)[3], 200) << rounded;
+    EXPECT_GT(pixelAt(pixels, 199, 100)[3], 200) << rounded;
+    EXPECT_GT(pixelAt(pixels, 100, 0)[3], 200) << rounded;
+    EXPECT_GT(pixelAt(pixels, 100, 199)[3], 200) << rounded;
   }
 }
 
@@ -107,14 +98,14 @@ TEST(ShapesTest, RoundedCornersClampToHalfTheSide) {
   driver.set("inputCornerRadiusX", Value(std::uint32_t{20}));
   driver.set("inputCornerRadiusY", Value(std::uint32_t{20}));
   const auto corners = render(driver);
-  EXPECT_EQ(at(corners, 1, 1)[3], 0);
-  EXPECT_EQ(at(corners, 10, 100)[3], 255);
+  EXPECT_EQ(pixelAt(corners, 1, 1)[3], 0);
+  EXPECT_EQ(pixelAt(corners, 10, 100)[3], 255);
   // Radii beyond half the side make the rectangle an ellipse.
   driver.set("inputCornerRadiusX", Value(std::uint32_t{1000}));
   driver.set("inputCornerRadiusY", Value(std::uint32_t{1000}));
   const auto ellipse = render(driver);
-  EXPECT_EQ(at(ellipse, 20, 20)[3], 0);
-  EXPECT_EQ(at(ellipse, 100, 100)[3], 255);
+  EXPECT_EQ(pixelAt(ellipse, 20, 20)[3], 0);
+  EXPECT_EQ(pixelAt(ellipse, 100, 100)[3], 255);
 }
 
 TEST(ShapesTest, TriangleVerticesFromTheRightClockwise) {
@@ -123,11 +114,11 @@ TEST(ShapesTest, TriangleVerticesFromTheRightClockwise) {
   driver.set("inputDrawOutline", Value(false));
   const auto pixels = render(driver);
   // Vertices at (200, 100), (50, 100 ± 86.6): the left edge is the line x = 50.
-  EXPECT_GT(at(pixels, 197, 100)[3], 100);
-  EXPECT_EQ(at(pixels, 45, 100)[3], 0);
-  EXPECT_EQ(at(pixels, 55, 100)[3], 255);
-  EXPECT_EQ(at(pixels, 52, 100 - 80)[3], 255);
-  EXPECT_EQ(at(pixels, 52, 100 - 90)[3], 0);
+  EXPECT_GT(pixelAt(pixels, 197, 100)[3], 100);
+  EXPECT_EQ(pixelAt(pixels, 45, 100)[3], 0);
+  EXPECT_EQ(pixelAt(pixels, 55, 100)[3], 255);
+  EXPECT_EQ(pixelAt(pixels, 52, 100 - 80)[3], 255);
+  EXPECT_EQ(pixelAt(pixels, 52, 100 - 90)[3], 0);
 }
 
 TEST(ShapesTest, PolygonRadiiShrinkByTheWholeOutlineWidth) {
@@ -140,9 +131,9 @@ TEST(ShapesTest, PolygonRadiiShrinkByTheWholeOutlineWidth) {
   const auto pixels = render(driver);
   // The rightmost vertex is at x = 200 - 20 = 180; the 20-wide stroke's mitre there reaches 194 and
   // never the image edge.
-  EXPECT_EQ(at(pixels, 199, 100)[3], 0);
-  EXPECT_EQ(at(pixels, 185, 100), (Pixel{255, 0, 0, 255}));
-  EXPECT_EQ(at(pixels, 150, 100), (Pixel{0, 0, 255, 255}));
+  EXPECT_EQ(pixelAt(pixels, 199, 100)[3], 0);
+  EXPECT_EQ(pixelAt(pixels, 185, 100), (Pixel{255, 0, 0, 255}));
+  EXPECT_EQ(pixelAt(pixels, 150, 100), (Pixel{0, 0, 255, 255}));
 }
 
 TEST(ShapesTest, FewerThanThreeEdgesGiveATransparentImage) {
@@ -160,15 +151,15 @@ TEST(ShapesTest, SkewedRectangleLeansRightAndRefusesSteepAngles) {
   driver.set("inputDrawOutline", Value(false));
   driver.set("inputSkewAngle", Value(0.0));
   const auto plain = render(driver);
-  EXPECT_EQ(at(plain, 0, 0)[3], 255);
-  EXPECT_EQ(at(plain, 249, 199)[3], 255);
+  EXPECT_EQ(pixelAt(plain, 0, 0)[3], 255);
+  EXPECT_EQ(pixelAt(plain, 249, 199)[3], 255);
   // 45° on 200 rows: the top edge starts at x = 200, the bottom one ends at 250 - 200 = 50.
   driver.set("inputSkewAngle", Value(45.0));
   const auto steep = render(driver);
-  EXPECT_EQ(at(steep, 25, 199)[3], 255);
-  EXPECT_EQ(at(steep, 100, 199)[3], 0);
-  EXPECT_EQ(at(steep, 100, 0)[3], 0);
-  EXPECT_EQ(at(steep, 225, 0)[3], 255);
+  EXPECT_EQ(pixelAt(steep, 25, 199)[3], 255);
+  EXPECT_EQ(pixelAt(steep, 100, 199)[3], 0);
+  EXPECT_EQ(pixelAt(steep, 100, 0)[3], 0);
+  EXPECT_EQ(pixelAt(steep, 225, 0)[3], 255);
   for (double angle : {45.0001, -1.0, std::nan("")}) {
     driver.set("inputSkewAngle", Value(angle));
     EXPECT_TRUE(transparent(render(driver))) << angle;
@@ -182,8 +173,8 @@ TEST(ShapesTest, SkewRunIsTruncatedWithoutOutline) {
   // H·tanθ = 53.6: the top-left corner lies at x = 53, not 54.
   driver.set("inputSkewAngle", Value(std::atan(0.536) * 180 / M_PI));
   const auto pixels = render(driver);
-  EXPECT_GT(at(pixels, 53, 0)[3], 200);
-  EXPECT_EQ(at(pixels, 51, 0)[3], 0);
+  EXPECT_GT(pixelAt(pixels, 53, 0)[3], 200);
+  EXPECT_EQ(pixelAt(pixels, 51, 0)[3], 0);
 }
 
 TEST(ShapesTest, RowLengthsAndExtremeSizes) {
@@ -200,8 +191,8 @@ TEST(ShapesTest, RowLengthsAndExtremeSizes) {
   driver.set("inputCornerRadiusX", Value(std::uint32_t{0}));
   const auto wide = render(driver);
   ASSERT_EQ(wide.width, 100000);
-  EXPECT_EQ(at(wide, 99990, 4), (Pixel{0, 0, 255, 255}));
-  EXPECT_EQ(at(wide, 20000, 4), (Pixel{0, 0, 255, 255}));
+  EXPECT_EQ(pixelAt(wide, 99990, 4), (Pixel{0, 0, 255, 255}));
+  EXPECT_EQ(pixelAt(wide, 20000, 4), (Pixel{0, 0, 255, 255}));
   // Beyond what memory allows: no image and a line in the log, no crash.
   driver.set("inputHeight", Value(std::uint32_t{100000}));
   EXPECT_TRUE(driver.frame(1));

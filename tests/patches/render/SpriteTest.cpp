@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 
 #include "RenderCanvas.h"
@@ -11,19 +12,32 @@
 namespace qva {
 namespace {
 
-// A buffer image of one premultiplied BGRA colour per row.
-ImageRef rowsImage(int width, const std::vector<std::array<std::uint8_t, 4>>& rows) {
-  auto bitmap = Bitmap::allocate(width, static_cast<int>(rows.size()), Bitmap::paddedRowBytes(width));
-  for (std::size_t y = 0; y < rows.size(); ++y) {
+using Texel = std::array<std::uint8_t, 4>;
+
+// A buffer image whose premultiplied BGRA texels come from texel(x, y), row by row from the top.
+ImageRef imageOf(int width, int height, const std::function<Texel(int, int)>& texel) {
+  auto bitmap = Bitmap::allocate(width, height, Bitmap::paddedRowBytes(width));
+  for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
-      std::copy(rows[y].begin(), rows[y].end(), bitmap->row(static_cast<int>(y)) + x * 4);
+      const Texel colour = texel(x, y);
+      std::copy(colour.begin(), colour.end(), bitmap->row(y) + x * 4);
     }
   }
   return std::move(*bitmap).toImage();
 }
 
-constexpr std::array<std::uint8_t, 4> red{0, 0, 255, 255};
-constexpr std::array<std::uint8_t, 4> blue{255, 0, 0, 255};
+// A buffer image of one colour per row.
+ImageRef rowsImage(int width, const std::vector<Texel>& rows) {
+  return imageOf(width, static_cast<int>(rows.size()), [&](int, int y) { return rows[y]; });
+}
+
+constexpr Texel red{0, 0, 255, 255};
+constexpr Texel blue{255, 0, 0, 255};
+constexpr Texel clear{0, 0, 0, 0};
+constexpr Texel halfRed{0, 0, 128, 128};
+// The same colours as read back from the canvas.
+constexpr std::array<int, 4> kRed{0, 0, 255, 255};
+constexpr std::array<int, 4> kBlue{255, 0, 0, 255};
 
 class SpriteTest : public ::testing::Test {
  protected:
@@ -36,12 +50,13 @@ class SpriteTest : public ::testing::Test {
     driver_ = std::make_unique<PatchDriver>(std::make_unique<QVATexturedSquarePlugIn>());
     canvas_->begin(driver_->context());
     driver_->start();
-    // Cover the whole 2 × 2 canvas, one texel per pixel, no filtering across lines.
+    // Cover the whole 2 × 2 canvas, one texel per pixel, no filtering across lines, a progressive source.
     driver_->set("inputWidth", Value(2.0));
     driver_->set("inputHeight", Value(2.0));
     driver_->set("inputColor", Value(Color{1, 1, 1, 1}));
     driver_->set("inputMipmapping", Value(false));
     driver_->set("inputBlending", Value(std::uint32_t{1}));
+    driver_->set("inputInterlaced", Value(false));
   }
   void TearDown() override {
     if (driver_) {
@@ -49,10 +64,14 @@ class SpriteTest : public ::testing::Test {
     }
   }
   QVATexturedSquarePlugIn& sprite() { return static_cast<QVATexturedSquarePlugIn&>(driver_->patch()); }
-  // Draws the next frame on a cleared canvas and gives all its pixels, row by row.
-  std::vector<std::array<int, 4>> drawFrame() {
+  // Draws the next frame on a cleared canvas; answers what the frame answered.
+  bool draw(const Arguments& arguments = Arguments()) {
     canvas_->begin(driver_->context());
-    EXPECT_TRUE(driver_->frame(frame_++));
+    return driver_->frame(frame_++, arguments);
+  }
+  // Draws the next frame and gives all its pixels, row by row.
+  std::vector<std::array<int, 4>> drawFrame() {
+    EXPECT_TRUE(draw());
     std::vector<std::array<int, 4>> all;
     for (int y = 0; y < 8; ++y) {
       for (int x = 0; x < 8; ++x) {
@@ -97,11 +116,10 @@ TEST_F(SpriteTest, ImageWithoutTextureLeavesAPlainQuad) {
 }
 
 TEST_F(SpriteTest, ProgressiveImageIsCopiedUpright) {
-  driver_->set("inputInterlaced", Value(false));
   driver_->set("inputImage", Value(rowsImage(8, {red, red, red, red, blue, blue, blue, blue})));
   ASSERT_TRUE(driver_->frame(0));
-  EXPECT_EQ(canvas_->pixel(3, 1), (std::array<int, 4>{0, 0, 255, 255}));
-  EXPECT_EQ(canvas_->pixel(3, 6), (std::array<int, 4>{255, 0, 0, 255}));
+  EXPECT_EQ(canvas_->pixel(3, 1), kRed);
+  EXPECT_EQ(canvas_->pixel(3, 6), kBlue);
   EXPECT_EQ(sprite().fboWidth(), 8u);
   EXPECT_FLOAT_EQ(sprite().aspectRatio(), 1.0f);
 }
@@ -109,12 +127,8 @@ TEST_F(SpriteTest, ProgressiveImageIsCopiedUpright) {
 // A red and a blue texel stretched over 8 columns blend linearly between their centres, and the texture
 // repeats, so the outer columns blend with the opposite edge.
 TEST_F(SpriteTest, MagnifiedImageIsFilteredLinearly) {
-  driver_->set("inputInterlaced", Value(false));
   driver_->set("inputMipmapping", Value(true));
-  auto bitmap = Bitmap::allocate(2, 1, Bitmap::paddedRowBytes(2));
-  std::copy(red.begin(), red.end(), bitmap->row(0));
-  std::copy(blue.begin(), blue.end(), bitmap->row(0) + 4);
-  driver_->set("inputImage", Value(std::move(*bitmap).toImage()));
+  driver_->set("inputImage", Value(imageOf(2, 1, [](int x, int) { return x == 0 ? red : blue; })));
   ASSERT_TRUE(driver_->frame(0));
   const int blueShare[8] = {96, 32, 32, 96, 159, 223, 223, 159};
   for (int x = 0; x < 8; ++x) {
@@ -126,58 +140,48 @@ TEST_F(SpriteTest, MagnifiedImageIsFilteredLinearly) {
 
 TEST_F(SpriteTest, InterlacedSourceShowsOneFieldLineDoubled) {
   // Even lines red, odd lines blue: the even field (offset 0.75) takes the second line of each pair.
-  const auto image = rowsImage(8, {red, blue, red, blue, red, blue, red, blue});
-  driver_->set("inputImage", Value(image));
-  driver_->set("inputFieldEven", Value(true));
-  ASSERT_TRUE(driver_->frame(0));
-  for (int y : {1, 2, 5}) {
-    EXPECT_EQ(canvas_->pixel(4, y), (std::array<int, 4>{255, 0, 0, 255})) << y;
-  }
-  canvas_->begin(driver_->context());
-  driver_->set("inputFieldEven", Value(false));
-  ASSERT_TRUE(driver_->frame(1));
-  for (int y : {1, 2, 5}) {
-    EXPECT_EQ(canvas_->pixel(4, y), (std::array<int, 4>{0, 0, 255, 255})) << y;
+  driver_->set("inputInterlaced", Value(true));
+  driver_->set("inputImage", Value(rowsImage(8, {red, blue, red, blue, red, blue, red, blue})));
+  for (const bool even : {true, false}) {
+    driver_->set("inputFieldEven", Value(even));
+    ASSERT_TRUE(draw());
+    for (int y : {1, 2, 5}) {
+      EXPECT_EQ(canvas_->pixel(4, y), even ? kBlue : kRed) << y;
+    }
   }
   // The host's field choice wins over the port, and inverting flips it.
-  canvas_->begin(driver_->context());
-  ASSERT_TRUE(driver_->frame(
-      2, Arguments{{"interlaceField", 0}, {"invertFields", true}, {"opacity", 1.0}, {"alpha", 1.0}}));
-  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{255, 0, 0, 255}));
-  canvas_->begin(driver_->context());
-  ASSERT_TRUE(driver_->frame(3, Arguments{{"interlaceField", 0}, {"opacity", 1.0}, {"alpha", 1.0}}));
-  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{0, 0, 255, 255}));
+  ASSERT_TRUE(
+      draw(Arguments{{"interlaceField", 0}, {"invertFields", true}, {"opacity", 1.0}, {"alpha", 1.0}}));
+  EXPECT_EQ(canvas_->pixel(4, 4), kBlue);
+  ASSERT_TRUE(draw(Arguments{{"interlaceField", 0}, {"opacity", 1.0}, {"alpha", 1.0}}));
+  EXPECT_EQ(canvas_->pixel(4, 4), kRed);
 }
 
 TEST_F(SpriteTest, MaskReplacesAlphaOnly) {
-  driver_->set("inputInterlaced", Value(false));
   driver_->set("inputImage", Value(rowsImage(8, std::vector(8, red))));
-  const std::array<std::uint8_t, 4> clear{0, 0, 0, 0};
   driver_->set("inputMask", Value(rowsImage(8, {clear, clear, clear, clear, red, red, red, red})));
   ASSERT_TRUE(driver_->frame(0));
   EXPECT_EQ(canvas_->pixel(4, 1)[3], 0);
   EXPECT_EQ(canvas_->pixel(4, 1)[2], 0);
-  EXPECT_EQ(canvas_->pixel(4, 6), (std::array<int, 4>{0, 0, 255, 255}));
+  EXPECT_EQ(canvas_->pixel(4, 6), kRed);
 }
 
 TEST_F(SpriteTest, PreparedTextureFollowsEveryChangeOfImageMaskAndMode) {
   const auto stripes = rowsImage(8, {red, blue, red, blue, red, blue, red, blue});
-  const std::array<std::uint8_t, 4> clear{0, 0, 0, 0};
   const auto topHidden = rowsImage(8, {clear, clear, clear, clear, red, red, red, red});
-  driver_->set("inputInterlaced", Value(false));
   driver_->set("inputImage", Value(rowsImage(8, std::vector(8, red))));
   drawFrame();
   drawFrame();
-  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{0, 0, 255, 255}));
+  EXPECT_EQ(canvas_->pixel(4, 4), kRed);
   driver_->set("inputImage", Value(rowsImage(8, std::vector(8, blue))));
   drawFrame();
-  EXPECT_EQ(canvas_->pixel(4, 4), (std::array<int, 4>{255, 0, 0, 255}));
+  EXPECT_EQ(canvas_->pixel(4, 4), kBlue);
   driver_->set("inputMask", Value(topHidden));
   drawFrame();
   EXPECT_EQ(canvas_->pixel(4, 1)[3], 0);
   driver_->set("inputMask", Value(ImageRef()));
   drawFrame();
-  EXPECT_EQ(canvas_->pixel(4, 1), (std::array<int, 4>{255, 0, 0, 255}));
+  EXPECT_EQ(canvas_->pixel(4, 1), kBlue);
   // The same image read progressively, then as the odd field: lines alternate, then all red.
   driver_->set("inputImage", Value(stripes));
   drawFrame();
@@ -185,14 +189,12 @@ TEST_F(SpriteTest, PreparedTextureFollowsEveryChangeOfImageMaskAndMode) {
   driver_->set("inputInterlaced", Value(true));
   driver_->set("inputFieldEven", Value(false));
   drawFrame();
-  EXPECT_EQ(canvas_->pixel(4, 1), (std::array<int, 4>{0, 0, 255, 255}));
-  EXPECT_EQ(canvas_->pixel(4, 2), (std::array<int, 4>{0, 0, 255, 255}));
+  EXPECT_EQ(canvas_->pixel(4, 1), kRed);
+  EXPECT_EQ(canvas_->pixel(4, 2), kRed);
 }
 
 TEST_F(SpriteTest, ReplaceDiscardsTheDestinationAndScalesByAlpha) {
-  driver_->set("inputInterlaced", Value(false));
   driver_->set("inputBlending", Value(std::uint32_t{0}));
-  const std::array<std::uint8_t, 4> halfRed{0, 0, 128, 128};
   driver_->set("inputImage", Value(rowsImage(8, std::vector(8, halfRed))));
   canvas_->begin(driver_->context(), 0, 1, 0, 1);
   ASSERT_TRUE(driver_->frame(0));
@@ -203,20 +205,16 @@ TEST_F(SpriteTest, ReplaceDiscardsTheDestinationAndScalesByAlpha) {
 }
 
 TEST_F(SpriteTest, PerFrameArgumentsReplaceTheColour) {
-  driver_->set("inputInterlaced", Value(false));
   driver_->set("inputBlending", Value(std::uint32_t{2}));
   driver_->set("inputColor", Value(Color{0, 0, 0, 1}));
   driver_->set("inputImage", Value(rowsImage(8, std::vector(8, red))));
-  ASSERT_TRUE(driver_->frame(0, Arguments{{"opacity", 1.0}, {"alpha", 1.0}}));
+  ASSERT_TRUE(draw(Arguments{{"opacity", 1.0}, {"alpha", 1.0}}));
   EXPECT_EQ(canvas_->pixel(4, 4)[2], 255);
-  canvas_->begin(driver_->context());
-  ASSERT_TRUE(driver_->frame(1));
+  ASSERT_TRUE(draw());
   EXPECT_EQ(canvas_->pixel(4, 4)[2], 0);
   // The colour is clamped as a vertex colour is: an alpha of 2 does not make half-covered red opaque.
-  const std::array<std::uint8_t, 4> halfRed{0, 0, 128, 128};
   driver_->set("inputImage", Value(rowsImage(8, std::vector(8, halfRed))));
-  canvas_->begin(driver_->context());
-  ASSERT_TRUE(driver_->frame(2, Arguments{{"opacity", 1.0}, {"alpha", 2.0}}));
+  ASSERT_TRUE(draw(Arguments{{"opacity", 1.0}, {"alpha", 2.0}}));
   EXPECT_NEAR(canvas_->pixel(4, 4)[2], 64, 1);
 }
 
@@ -224,15 +222,8 @@ TEST_F(SpriteTest, PerFrameArgumentsReplaceTheColour) {
 // minifying filter; the sprite then draws without mipmaps, and must give the same pixels.
 TEST_F(SpriteTest, MipmapsServeOnlyWhereTheImageIsMinified) {
   // Red and blue texels alternate, so the second mipmap level is an even purple.
-  auto bitmap = Bitmap::allocate(8, 8, Bitmap::paddedRowBytes(8));
-  for (int y = 0; y < 8; ++y) {
-    for (int x = 0; x < 8; ++x) {
-      const auto& colour = (x + y) % 2 == 0 ? red : blue;
-      std::copy(colour.begin(), colour.end(), bitmap->row(y) + x * 4);
-    }
-  }
-  driver_->set("inputImage", Value(std::move(*bitmap).toImage()));
-  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputImage",
+               Value(imageOf(8, 8, [](int x, int y) { return (x + y) % 2 == 0 ? red : blue; })));
   const auto pixels = [&](bool mipmapping) {
     driver_->set("inputMipmapping", Value(mipmapping));
     return drawFrame();
@@ -267,19 +258,12 @@ TEST_F(SpriteTest, MipmapsServeOnlyWhereTheImageIsMinified) {
 // A sprite that keeps its size draws its mipmaps baked from the second frame on (a cheaper path to the
 // same filter); one that changes size draws them directly again, and is baked anew once it stays.
 TEST_F(SpriteTest, SteadySpritesDrawTheSameFilterBaked) {
-  auto bitmap = Bitmap::allocate(16, 16, Bitmap::paddedRowBytes(16));
   std::uint32_t noise = 12345;
-  for (int y = 0; y < 16; ++y) {
-    for (int x = 0; x < 16; ++x) {
-      noise = noise * 1103515245u + 12345u;
-      const std::array<std::uint8_t, 4> texel{static_cast<std::uint8_t>(noise >> 8),
-                                              static_cast<std::uint8_t>(noise >> 16),
-                                              static_cast<std::uint8_t>(noise >> 24), 255};
-      std::copy(texel.begin(), texel.end(), bitmap->row(y) + x * 4);
-    }
-  }
-  driver_->set("inputImage", Value(std::move(*bitmap).toImage()));
-  driver_->set("inputInterlaced", Value(false));
+  driver_->set("inputImage", Value(imageOf(16, 16, [&](int, int) {
+                 noise = noise * 1103515245u + 12345u;
+                 return Texel{static_cast<std::uint8_t>(noise >> 8), static_cast<std::uint8_t>(noise >> 16),
+                              static_cast<std::uint8_t>(noise >> 24), 255};
+               })));
   driver_->set("inputMipmapping", Value(true));
   const auto close = [](const auto& a, const auto& b) {
     for (std::size_t i = 0; i < a.size(); ++i) {
@@ -357,7 +341,6 @@ TEST_F(SpriteTest, SteadySpritesDrawTheSameFilterBaked) {
 }
 
 TEST_F(SpriteTest, ZeroWidthFollowsTheImageAspect) {
-  driver_->set("inputInterlaced", Value(false));
   driver_->set("inputWidth", Value(0.0));
   driver_->set("inputHeight", Value(0.0));
   driver_->set("inputImage", Value(rowsImage(16, std::vector(9, red))));

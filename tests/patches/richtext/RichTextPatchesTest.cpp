@@ -31,22 +31,22 @@ TextAttributes styleOf(PatchDriver& driver) {
   return attributes.value_or(TextAttributes{});
 }
 
+// An RTF output read back as attributed text; empty where it does not parse.
+AttributedString rtfOutput(const PatchDriver& driver, const char* key) {
+  const auto text = X::RTFString(driver.string(key));
+  EXPECT_TRUE(text) << driver.string(key);
+  return text.value_or(AttributedString());
+}
+
 TEST(RTFStylePatchTest, DefaultPortsDescribeLucidaGrandeRedWithShadow) {
   auto driver = driverFor<RTF_StylePlugIn>();
-  TextAttributes style = styleOf(driver);
-  EXPECT_EQ(style.font, (FontDescriptor{"LucidaGrande", 40, false, false}));
-  EXPECT_EQ(style.foregroundColor, kRed);
-  EXPECT_EQ(style.underlineColor, kRed);
-  EXPECT_EQ(style.strokeColor, kRed);
-  EXPECT_EQ(style.strikethroughColor, kRed);
-  ASSERT_TRUE(style.shadow);
-  EXPECT_EQ(*style.shadow, (TextShadow{2, -2, 1, Color{0, 0, 0, 1}}));
-  EXPECT_EQ(style.underlineStyle, 0);
-  EXPECT_EQ(style.strikethroughStyle, 0);
-  EXPECT_EQ(style.kerning, 0);
-  EXPECT_EQ(style.strokeWidth, 0);
-  EXPECT_EQ(style.obliqueness, 0);
-  EXPECT_EQ(style.paragraphStyle, ParagraphStyle{});
+  // Every other attribute keeps its plain value: no underline, strikethrough, stroke, kerning or skew.
+  TextAttributes expected;
+  expected.font = FontDescriptor{"LucidaGrande", 40, false, false};
+  expected.foregroundColor = kRed;
+  expected.underlineColor = expected.strokeColor = expected.strikethroughColor = kRed;
+  expected.shadow = TextShadow{2, -2, 1, Color{0, 0, 0, 1}};
+  EXPECT_EQ(styleOf(driver), expected);
   EXPECT_EQ(RTF_StylePlugIn::defaultStyleString(), driver.string("outputRTFStyle"));
   EXPECT_EQ(X::RTFString(driver.string("outputRTFStyle"))->utf8(), "Format String");
 }
@@ -128,11 +128,10 @@ TEST(RTFStringPrinterTest, FillsTheTemplateWithStyledArguments) {
   driver.set("argument_0", "Hello");
   driver.set("argument_1", "World");
   ASSERT_TRUE(driver.frame(0));
-  auto text = X::RTFString(driver.string("outputString"));
-  ASSERT_TRUE(text);
-  EXPECT_EQ(text->utf8(), "Hello World!");
-  ASSERT_EQ(text->runs().size(), 1u);
-  EXPECT_EQ(text->attributesAt(0), X::describedRTFAttributes(RTF_StylePlugIn::defaultStyleString()));
+  const AttributedString text = rtfOutput(driver, "outputString");
+  EXPECT_EQ(text.utf8(), "Hello World!");
+  ASSERT_EQ(text.runs().size(), 1u);
+  EXPECT_EQ(text.attributesAt(0), X::describedRTFAttributes(RTF_StylePlugIn::defaultStyleString()));
 }
 
 TEST(RTFStringPrinterTest, RtfArgumentsKeepTheirFormattingAndPlaceholdersInArgumentsTakeTheNext) {
@@ -141,13 +140,12 @@ TEST(RTFStringPrinterTest, RtfArgumentsKeepTheirFormattingAndPlaceholdersInArgum
              "{\\rtf1{\\fonttbl\\f0 Courier;}{\\colortbl;\\red0\\green0\\blue255;}\\f0\\cf1 a%@b}");
   driver.set("argument_1", "X");
   ASSERT_TRUE(driver.frame(0));
-  auto text = X::RTFString(driver.string("outputString"));
-  ASSERT_TRUE(text);
-  EXPECT_EQ(text->utf8(), "aXb %@!");
-  EXPECT_EQ(text->attributesAt(0).font.family, "Courier");
-  EXPECT_EQ(text->attributesAt(0).foregroundColor, (Color{0, 0, 1, 1}));
-  EXPECT_EQ(text->attributesAt(1).font.family, "LucidaGrande");
-  EXPECT_EQ(text->attributesAt(3).font.family, "LucidaGrande");
+  const AttributedString text = rtfOutput(driver, "outputString");
+  EXPECT_EQ(text.utf8(), "aXb %@!");
+  EXPECT_EQ(text.attributesAt(0).font.family, "Courier");
+  EXPECT_EQ(text.attributesAt(0).foregroundColor, (Color{0, 0, 1, 1}));
+  EXPECT_EQ(text.attributesAt(1).font.family, "LucidaGrande");
+  EXPECT_EQ(text.attributesAt(3).font.family, "LucidaGrande");
   // An invalid style leaves plain text unstyled; surplus placeholders stay.
   driver.setSetting("formatString", "%@ and %@ and %@");
   driver.set("inputRTFStyle", "no style");
@@ -245,17 +243,15 @@ TEST(RTFStringUtilitiesTest, SubrangeKeepsFormattingAndCutsAtTheEnd) {
 TEST(RTFStringUtilitiesTest, WithStringAppliesTheStyle) {
   auto driver = driverFor<RTF_String_With_StringPlugIn>();
   ASSERT_TRUE(driver.frame(0));
-  auto text = X::RTFString(driver.string("outputRTFString"));
-  ASSERT_TRUE(text);
-  EXPECT_EQ(text->utf8(), "Hello World!");
-  EXPECT_EQ(text->attributesAt(0).foregroundColor, kRed);
+  AttributedString text = rtfOutput(driver, "outputRTFString");
+  EXPECT_EQ(text.utf8(), "Hello World!");
+  EXPECT_EQ(text.attributesAt(0).foregroundColor, kRed);
   driver.set("inputRTFStyle", "");
   driver.set("inputString", "caf\xC3\xA9");
   ASSERT_TRUE(driver.frame(1));
-  text = X::RTFString(driver.string("outputRTFString"));
-  ASSERT_TRUE(text);
-  EXPECT_EQ(text->utf8(), "caf\xC3\xA9");
-  EXPECT_EQ(text->attributesAt(0), TextAttributes{});
+  text = rtfOutput(driver, "outputRTFString");
+  EXPECT_EQ(text.utf8(), "caf\xC3\xA9");
+  EXPECT_EQ(text.attributesAt(0), TextAttributes{});
 }
 
 TEST(RichTextPatchesTest, EveryPatchIsRegistered) {

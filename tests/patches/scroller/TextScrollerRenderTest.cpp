@@ -12,7 +12,10 @@
 #include "host/HostPatches.h"
 #include "patches/AllPatches.h"
 #include "support/CompositionFrames.h"
+#include "support/DriveScript.h"
 #include "support/GLTest.h"
+#include "support/PatchExecution.h"
+#include "support/PixelProbe.h"
 #include "support/TemporaryFolder.h"
 
 namespace qva {
@@ -130,9 +133,7 @@ TEST_F(TextScrollerRenderTest, SpeedChangesAndTimeZero) {
   EXPECT_EQ(rowAt(40), expectedRow(24, 34));
   // A new speed applies to the whole time since the reset, so the strip jumps.
   set("inputSpeed", Value(kSpeed / 2));
-  EXPECT_TRUE(driver_->frame(40 / kSpeed));
-  const auto jumped = gl_->pixelsForImage(*driver_->output("outputImage").imageValue());
-  EXPECT_EQ(alphaRow(*jumped, 10), expectedRow(44, 54));
+  EXPECT_EQ(rowAt(40), expectedRow(44, 54));
   set("inputSpeed", Value(kSpeed));
   EXPECT_EQ(rowAt(50), expectedRow(14, 24));
   // Time 0 with no change of input starts the strip again.
@@ -220,12 +221,7 @@ TEST_F(TextScrollerRenderTest, TileBoundariesLeaveNoSeam) {
     }
     EXPECT_TRUE(driver.frame(p / kSpeed));
     const auto pixels = gl_->pixelsForImage(*driver.output("outputImage").imageValue());
-    std::vector<std::uint8_t> bytes;
-    for (int y = 0; y < pixels->height; ++y) {
-      bytes.insert(bytes.end(), pixels->bytes + y * pixels->rowBytes,
-                   pixels->bytes + y * pixels->rowBytes + std::min(pixels->width, 200) * 4);
-    }
-    return bytes;
+    return packedBytes(*pixels, std::min(pixels->width, 200));
   };
   int inked = 0;
   // Strip x 50 to 250 in the first 200 columns: through tiles 0 and 1 of 200, or tile 0 of 1000.
@@ -252,13 +248,12 @@ TEST_F(TextScrollerRenderTest, StopDetachesTheImage) {
 
 TEST_F(TextScrollerRenderTest, PositionsThroughTheDrive) {
   DriveOptions options;
-  options.registry = &bundledPatches();
   options.scriptFolder = folder_.path().string();
   options.imagesFolder = (folder_ / "images").string();
-  const auto lines = DriveSession::runScript(PropertyList::parse(R"({
+  const auto lines = driveScript(PropertyList::parse(R"({
     "class": "TextScrollerPlugIn", "context": {"gl": true, "viewport": [64, 36],
                                               "compositionPath": ")" +
-                                                                 (folder_ / "t.qvc").string() + R"("},
+                                                     (folder_ / "t.qvc").string() + R"("},
     "steps": [
       {"time": 0, "inputs": {"inputWidth": 64, "inputHeight": 20, "inputSpeed": 8, "inputStrings": [""],
                              "inputSeparatorFirst": true, "inputVerticalAlignment": 0,
@@ -267,7 +262,7 @@ TEST_F(TextScrollerRenderTest, PositionsThroughTheDrive) {
       {"time": 9},
       {"time": 9, "inputs": {"inputScrollingDirection": 1, "inputResetMode": 1, "inputRTFStyle": ""}},
       {"time": 11.5}]})"),
-                                             options);
+                                 bundledPatches(), options);
   ASSERT_EQ(lines.size(), 5u);
   const int expected[][2] = {{0, 0}, {44, 54}, {-8, 2}, {0, 0}, {10, 20}};
   for (std::size_t step = 0; step < lines.size(); ++step) {
@@ -300,9 +295,7 @@ TEST(TextScrollerCanvasTest, DrawnInPlaceAsItsTextureWouldBe) {
   const auto frameShowing = [&](const ImageRef& image) {
     renderer.beginFrame(context, Color{0.2, 0.4, 0.6, 0.5});
     billboard.setInputValue("inputImage", Value(image));
-    billboard.updateInputChangeFlags();
-    EXPECT_TRUE(billboard.execute(context, 0, Arguments()));
-    billboard.finishExecution();
+    executeOnce(billboard, context);
     renderer.readFrame(frame->bytes(), frame->rowBytes());
     return std::vector<std::uint8_t>(frame->bytes(), frame->bytes() + 96 * 4 * 80);
   };

@@ -7,8 +7,7 @@
 #include <fstream>
 
 #include "ScrollerTestSupport.h"
-#include "host/DriveSession.h"
-#include "patches/AllPatches.h"
+#include "support/DriveScript.h"
 #include "support/TemporaryFolder.h"
 
 namespace qva {
@@ -25,16 +24,18 @@ class TextScrollerStripTest : public ::testing::Test {
     driver_.set("inputSecondaryStrings", stringArray({"x"}));
   }
 
+  // The pieces of the strip after a frame at the time.
+  Texts piecesAt(double time) {
+    EXPECT_TRUE(driver_.frame(time));
+    return pieceTexts(driver_);
+  }
+
   PatchDriver driver_ = driverFor<TextScrollerPlugIn>();
 };
 
 TEST(TextScrollerClassTest, PortsAndAttributesThroughTheDrive) {
-  DriveOptions options;
-  options.registry = &bundledPatches();
-  const auto lines = DriveSession::runScript(
-      PropertyList::parse(
-          R"({"class": "TextScrollerPlugIn", "steps": [{"op": "attributes"}, {"op": "ports"}]})"),
-      options);
+  const auto lines =
+      drivePatch("TextScrollerPlugIn", PropertyList::parse(R"([{"op": "attributes"}, {"op": "ports"}])"));
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0]["name"], "QVA Text Scroller");
   EXPECT_EQ(lines[0]["executionMode"], 2);
@@ -52,8 +53,7 @@ TEST(TextScrollerClassTest, PortsAndAttributesThroughTheDrive) {
 }
 
 TEST_F(TextScrollerStripTest, PiecesJoinStringsSecondariesAndSeparators) {
-  ASSERT_TRUE(driver_.frame(0));
-  EXPECT_EQ(pieceTexts(driver_), (Texts{"A", ": ", "x", " +++ ", "B"}));
+  EXPECT_EQ(piecesAt(0), (Texts{"A", ": ", "x", " +++ ", "B"}));
   double sum = 0;
   for (const auto& piece : scrollerOf(driver_).strings()) {
     EXPECT_GT(piece->width(), 0);
@@ -63,16 +63,13 @@ TEST_F(TextScrollerStripTest, PiecesJoinStringsSecondariesAndSeparators) {
 
   // A loop needs a separator between the last string and the first.
   driver_.set("inputRepeatMode", Value(std::uint32_t{1}));
-  ASSERT_TRUE(driver_.frame(0.1));
-  EXPECT_EQ(pieceTexts(driver_), (Texts{"A", ": ", "x", " +++ ", "B", " +++ "}));
+  EXPECT_EQ(piecesAt(0.1), (Texts{"A", ": ", "x", " +++ ", "B", " +++ "}));
 
   // "Separator First" alone changes nothing until the strings or a style change.
   driver_.set("inputSeparatorFirst", Value(true));
-  ASSERT_TRUE(driver_.frame(0.2));
-  EXPECT_EQ(pieceTexts(driver_).size(), 6u);
+  EXPECT_EQ(piecesAt(0.2).size(), 6u);
   driver_.set("inputSecondaryStrings", stringArray({"x", "y", "z"}));
-  ASSERT_TRUE(driver_.frame(0.3));
-  EXPECT_EQ(pieceTexts(driver_), (Texts{" +++ ", "A", ": ", "x", " +++ ", "B", ": ", "y"}));
+  EXPECT_EQ(piecesAt(0.3), (Texts{" +++ ", "A", ": ", "x", " +++ ", "B", ": ", "y"}));
 }
 
 TEST_F(TextScrollerStripTest, SeparatorPieces) {
@@ -86,8 +83,7 @@ TEST_F(TextScrollerStripTest, SeparatorPieces) {
   // An empty separator string keeps the separator there is; the list is still rebuilt.
   driver_.set("inputSeparatorString", Value(""));
   driver_.set("inputStrings", stringArray({"A", "B", "C"}));
-  ASSERT_TRUE(driver_.frame(0.1));
-  EXPECT_EQ(pieceTexts(driver_), (Texts{"A", ": ", "x", " +++ ", "B", " +++ ", "C"}));
+  EXPECT_EQ(piecesAt(0.1), (Texts{"A", ": ", "x", " +++ ", "B", " +++ ", "C"}));
 
   // A style change rebuilds the list around the same separator piece.
   driver_.set("inputSeparatorRTFStyle", Value(""));
@@ -97,23 +93,20 @@ TEST_F(TextScrollerStripTest, SeparatorPieces) {
   // An image path relative to the composition's folder; when both change at once the image wins.
   driver_.set("inputSeparatorString", Value(" | "));
   driver_.set("inputSeparatorImage", Value("bullet.png"));
-  ASSERT_TRUE(driver_.frame(0.3));
-  EXPECT_EQ(pieceTexts(driver_), (Texts{"A", ": ", "x", "[image 12]", "B", "[image 12]", "C"}));
+  EXPECT_EQ(piecesAt(0.3), (Texts{"A", ": ", "x", "[image 12]", "B", "[image 12]", "C"}));
   EXPECT_EQ(scrollerOf(driver_).strings()[3]->height(), 8);
 
   // A picture that cannot be had leaves the separator as it is, with a line in the log.
   for (const char* bad : {"missing.png", "empty.png"}) {
     const std::size_t logged = driver_.processLog().size();
     driver_.set("inputSeparatorImage", Value(bad));
-    ASSERT_TRUE(driver_.frame(0.4));
-    EXPECT_EQ(pieceTexts(driver_)[3], "[image 12]") << bad;
+    EXPECT_EQ(piecesAt(0.4)[3], "[image 12]") << bad;
     ASSERT_EQ(driver_.processLog().size(), logged + 1);
     EXPECT_NE(driver_.processLog().back().find(bad), std::string::npos);
   }
   // A new separator string replaces the image.
   driver_.set("inputSeparatorString", Value(" * "));
-  ASSERT_TRUE(driver_.frame(0.5));
-  EXPECT_EQ(pieceTexts(driver_)[3], " * ");
+  EXPECT_EQ(piecesAt(0.5)[3], " * ");
 }
 
 // Steps a scroller at 80 pixels a second (one 80-pixel tile a second) until its strip changes; answers the

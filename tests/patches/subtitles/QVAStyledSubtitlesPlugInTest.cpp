@@ -3,22 +3,20 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <limits>
-#include <ostream>
 #include <string>
 #include <vector>
 
-#include "CorpusTestName.h"
-#include "foundation/dispatch/TaskQueue.h"
+#include "SubtitleCorpus.h"
 #include "foundation/encodings/StringEncodings.h"
 #include "patches/subtitles/QVAStyledSubtitlesPlugIn.h"
 #include "patches/subtitles/StringEncodingMenu.h"
 #include "support/PatchExecution.h"
+#include "support/PixelProbe.h"
 #include "support/TemporaryFolder.h"
 
 namespace qva {
@@ -165,15 +163,12 @@ std::optional<Frame> ffmpegFrame(const FFmpegFilter& filter, const std::filesyst
   return frame;
 }
 
-class StyledSubtitlesTest : public ::testing::Test {
+class StyledSubtitlesTest : public PatchTest<QVAStyledSubtitlesPlugIn> {
  protected:
-  StyledSubtitlesTest() : context_(queue_) {}
-
   void SetUp() override {
     std::ofstream(folder_ / "styled.ass", std::ios::binary) << kStyledScript;
     context_.setCompositionPath((folder_ / "show.qvc").string());
     context_.setViewport(PixelSize{kWidth, kHeight});
-    patch_.setHostLog([this](const std::string& line) { log_.push_back(line); });
   }
 
   ImageRef image() const { return patch_.findOutputPort("outputImage")->value.imageValue(); }
@@ -183,26 +178,21 @@ class StyledSubtitlesTest : public ::testing::Test {
   Frame render(double seconds) {
     patch_.setInputValue("inputMovieTime", Value(seconds));
     executeOnce(patch_, context_);
-    Frame frame;
     if (image() == nullptr) {
-      return frame;
+      return Frame{};
     }
     const std::optional<PixelBufferView> view = image()->pixelBuffer();
     EXPECT_TRUE(view.has_value());
-    frame.width = view->width;
-    frame.height = view->height;
-    for (int y = 0; y < view->height; ++y) {
-      const std::uint8_t* row = view->bytes + static_cast<std::size_t>(y) * view->rowBytes;
-      frame.bgra.insert(frame.bgra.end(), row, row + static_cast<std::ptrdiff_t>(view->width) * 4);
-    }
-    return frame;
+    return Frame{view->width, view->height, packedBytes(*view)};
+  }
+  // FFmpeg's picture of the script at the time, drawn by the filter.
+  std::optional<Frame> ffmpeg(const FFmpegFilter& filter, long long milliseconds,
+                              const std::filesystem::path& script = {}) {
+    return ffmpegFrame(filter, script.empty() ? folder_ / "styled.ass" : script, milliseconds,
+                       folder_ / "ffmpeg.rgba");
   }
 
-  TaskQueue queue_;
-  ExecutionContext context_;
-  QVAStyledSubtitlesPlugIn patch_;
   TemporaryFolder folder_{"styled-subtitles"};
-  std::vector<std::string> log_;
 };
 
 TEST_F(StyledSubtitlesTest, ClassOffersFileTimeEncodingAndFontsAndGivesImageAndCount) {
@@ -232,19 +222,16 @@ TEST_F(StyledSubtitlesTest, FramesMatchFFmpegsLibassFilters) {
     ASSERT_EQ(ours.height, kHeight);
     EXPECT_GT(ours.ink(), 255 * 5000);
 
-    const std::optional<Frame> libass =
-        ffmpegFrame({"ass", ""}, folder_ / "styled.ass", milliseconds, folder_ / "ffmpeg.rgba");
+    const std::optional<Frame> libass = ffmpeg({"ass", ""}, milliseconds);
     ASSERT_TRUE(libass);
     EXPECT_LE(compare(ours, *libass).largest, 3);
-
-    const std::optional<Frame> subtitles =
-        ffmpegFrame({"subtitles", ""}, folder_ / "styled.ass", milliseconds, folder_ / "ffmpeg.rgba");
+    const std::optional<Frame> subtitles = ffmpeg({"subtitles", ""}, milliseconds);
     ASSERT_TRUE(subtitles);
     const FrameDifference difference = compare(ours, *subtitles);
     EXPECT_NEAR(difference.inkRatio, 1.0, 0.01);
     EXPECT_LT(difference.meanOverDrawn, 5.0);
   }
-  EXPECT_TRUE(log_.empty()) << log_.front();
+  EXPECT_TRUE(hostLog_.empty()) << hostLog_.front();
 }
 
 TEST_F(StyledSubtitlesTest, PicturesArePremultipliedBgraOverTransparency) {
@@ -258,10 +245,9 @@ TEST_F(StyledSubtitlesTest, PicturesArePremultipliedBgraOverTransparency) {
   EXPECT_EQ(eventCount(), 5u);
   // Inside the drawing: red 255, green 64, blue 32 at half opacity (transparency 0x80).
   const std::uint8_t* drawing = frame.pixel(60, 50);
-  EXPECT_NEAR(drawing[0], 16, 1);
-  EXPECT_NEAR(drawing[1], 32, 1);
-  EXPECT_NEAR(drawing[2], 127, 1);
-  EXPECT_NEAR(drawing[3], 127, 1);
+  for (const int channel : {0, 1, 2, 3}) {
+    EXPECT_NEAR(drawing[channel], (std::array{16, 32, 127, 127})[channel], 1) << channel;
+  }
   // Every pixel is valid premultiplied colour.
   for (std::size_t i = 0; i < frame.bgra.size(); i += 4) {
     ASSERT_LE(std::max({frame.bgra[i], frame.bgra[i + 1], frame.bgra[i + 2]}), frame.bgra[i + 3]) << i / 4;
@@ -308,31 +294,27 @@ TEST_F(StyledSubtitlesTest, FontsComeFromTheFontsFolderToo) {
   patch_.setInputValue("inputFontsFolder", Value("fonts"));
   const Frame folderFont = render(6.6);
   EXPECT_GT(compare(fallback, folderFont).largest, 200);
-  const std::optional<Frame> libass = ffmpegFrame({"ass", ":fontsdir='" + (folder_ / "fonts").string() + "'"},
-                                                  folder_ / "styled.ass", 6600, folder_ / "ffmpeg.rgba");
+  const std::optional<Frame> libass =
+      ffmpeg({"ass", ":fontsdir='" + (folder_ / "fonts").string() + "'"}, 6600);
   ASSERT_TRUE(libass);
   EXPECT_LE(compare(folderFont, *libass).largest, 3);
 }
 
 TEST_F(StyledSubtitlesTest, UnreadableScriptsAndOddTimesGiveNoPictureAndNoFailure) {
-  patch_.setInputValue("inputSubtitleFile", Value("missing.ass"));
-  render(1.0);
-  ASSERT_EQ(log_.size(), 1u);
-  EXPECT_EQ(log_[0], "ERROR opening subtitle file: " + (folder_ / "missing.ass").string());
-  EXPECT_EQ(image(), nullptr);
-  EXPECT_EQ(eventCount(), 0u);
-
   std::string garbage;
   for (int i = 0; i < 100000; ++i) {
     garbage.push_back(static_cast<char>(i * 7919 % 251));
   }
   std::ofstream(folder_ / "garbage.ass", std::ios::binary) << garbage;
-  patch_.setInputValue("inputSubtitleFile", Value("garbage.ass"));
-  render(1.0);
-  EXPECT_EQ(image(), nullptr);
-  EXPECT_EQ(eventCount(), 0u);
-  ASSERT_EQ(log_.size(), 2u);
-  EXPECT_EQ(log_[1], "ERROR opening subtitle file: " + (folder_ / "garbage.ass").string());
+  for (const std::string name : {"missing.ass", "garbage.ass"}) {
+    const std::size_t logged = hostLog_.size();
+    patch_.setInputValue("inputSubtitleFile", Value(name));
+    render(1.0);
+    ASSERT_EQ(hostLog_.size(), logged + 1);
+    EXPECT_EQ(hostLog_.back(), "ERROR opening subtitle file: " + (folder_ / name).string());
+    EXPECT_EQ(image(), nullptr);
+    EXPECT_EQ(eventCount(), 0u);
+  }
 
   patch_.setInputValue("inputSubtitleFile", Value("styled.ass"));
   for (double time : {-1.0, std::nan(""), std::numeric_limits<double>::infinity(), 1e300}) {
@@ -345,48 +327,29 @@ TEST_F(StyledSubtitlesTest, UnreadableScriptsAndOddTimesGiveNoPictureAndNoFailur
   patch_.setInputValue("inputSubtitleFile", Value(""));
   render(1.6);
   EXPECT_EQ(image(), nullptr);
-  EXPECT_EQ(log_.size(), 2u);
-}
-
-// A real script, the menu item for its encoding, how libass reads it on its own, and which of FFmpeg's
-// filters draws it for comparison (the subtitles filter where the ass filter cannot decode it).
-struct CorpusScript {
-  const char* file;
-  const char* encoding;
-  const char* libassCodepage;
-  const char* filter;
-  const char* filterOptions;
-};
-
-// Test listings name the script rather than its bytes.
-void PrintTo(const CorpusScript& script, std::ostream* out) {
-  *out << script.file;
+  EXPECT_EQ(hostLog_.size(), 2u);
 }
 
 class StyledSubtitlesCorpus : public StyledSubtitlesTest,
                               public ::testing::WithParamInterface<CorpusScript> {};
 
-// At the middle of the first, a middle and the last event the script's picture matches FFmpeg's.
+// At the middle of the first, a middle and the last event the script's picture matches FFmpeg's: the ass
+// filter's where it reads the script (UTF-8 only), else the subtitles filter's, told the code page where
+// the script has no byte-order mark.
 TEST_P(StyledSubtitlesCorpus, RendersLikeFFmpeg) {
   const CorpusScript& script = GetParam();
-  const std::filesystem::path path = std::filesystem::path(QVA_CORPUS_DIR) / "ssa" / script.file;
+  const std::filesystem::path path = script.path();
   if (!std::filesystem::exists(path) || !haveFFmpegFilters()) {
     GTEST_SKIP() << "needs " << path << " and ffmpeg";
   }
-  std::unique_ptr<ASS_Library, decltype(&ass_library_done)> library(ass_library_init(), ass_library_done);
-  ass_set_message_cb(
-      library.get(), [](int, const char*, va_list, void*) {}, nullptr);
-  std::unique_ptr<ASS_Track, decltype(&ass_free_track)> track(
-      ass_read_file(library.get(), const_cast<char*>(path.c_str()), const_cast<char*>(script.libassCodepage)),
-      ass_free_track);
-  ASSERT_NE(track, nullptr);
-  std::vector<long long> middles;
-  for (int i = 0; i < track->n_events; ++i) {
-    if (track->events[i].Duration > 0) {
-      middles.push_back(track->events[i].Start + track->events[i].Duration / 2);
-    }
-  }
+  const LibassTrack libass(script);
+  ASSERT_NE(libass.track, nullptr);
+  const std::vector<long long> middles = libass.eventMiddles();
   ASSERT_FALSE(middles.empty());
+  const std::string codepage = script.libassCodepage == nullptr ? "" : script.libassCodepage;
+  const FFmpegFilter filter =
+      codepage.empty() ? FFmpegFilter{"ass", ""}
+                       : FFmpegFilter{"subtitles", codepage == "WINDOWS-1252" ? ":charenc=CP1252" : ""};
 
   patch_.setInputValue("inputSubtitleFile", Value(path.string()));
   patch_.setInputValue("inputStringEncoding", Value(StringEncodingMenu::indexForEncoding(script.encoding)));
@@ -395,38 +358,21 @@ TEST_P(StyledSubtitlesCorpus, RendersLikeFFmpeg) {
     const Frame ours = render(static_cast<double>(milliseconds) / 1000.0);
     ASSERT_EQ(ours.width, kWidth);
     EXPECT_GT(eventCount(), 0u);
-    const std::optional<Frame> theirs =
-        ffmpegFrame({script.filter, script.filterOptions}, path, milliseconds, folder_ / "ffmpeg.rgba");
+    const std::optional<Frame> theirs = ffmpeg(filter, milliseconds, path);
     ASSERT_TRUE(theirs);
     const FrameDifference difference = compare(ours, *theirs);
-    if (std::string(script.filter) == "ass") {
+    if (filter.name == "ass") {
       EXPECT_LE(difference.largest, 3);
     } else {
       EXPECT_NEAR(difference.inkRatio, 1.0, 0.02);
       EXPECT_LT(difference.meanOverDrawn, 6.0);
     }
   }
-  EXPECT_TRUE(log_.empty()) << log_.front();
+  EXPECT_TRUE(hostLog_.empty()) << hostLog_.front();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    RealScripts, StyledSubtitlesCorpus,
-    ::testing::Values(
-        CorpusScript{"astisub-example-in-carriage-return.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"astisub-example-in.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"pysubs2-subtitle_with_attached_images_aegisub.ass", "Unicode (UTF-8)", nullptr, "ass",
-                     ""},
-        CorpusScript{"subsparser-HP2.ssa", "Western (Windows Latin 1)", "WINDOWS-1252", "subtitles",
-                     ":charenc=CP1252"},
-        CorpusScript{"subsparser-HellBoy_2_The_Golden_Army.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"subsparser-Lost_and_Delirious_fr.ssa", "Western (Windows Latin 1)", "WINDOWS-1252",
-                     "subtitles", ":charenc=CP1252"},
-        CorpusScript{"subsrt-sample.ass", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"subsrt-sample.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"titlekit-authentic.ass", "Western (Windows Latin 1)", "UTF-16", "subtitles", ""},
-        CorpusScript{"titlekit-simple.ssa", "Unicode (UTF-8)", nullptr, "ass", ""},
-        CorpusScript{"titlekit-triple_plus-expected.ssa", "Unicode (UTF-8)", nullptr, "ass", ""}),
-    [](const ::testing::TestParamInfo<CorpusScript>& script) { return corpusTestName(script.param.file); });
+INSTANTIATE_TEST_SUITE_P(RealScripts, StyledSubtitlesCorpus, ::testing::ValuesIn(kCorpusScripts),
+                         corpusTestName);
 
 }  // namespace
 }  // namespace qva

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "foundation/dispatch/TaskQueue.h"
 #include "foundation/encodings/StringEncodings.h"
 #include "patches/subtitles/QVAVideoSubtitlerPlugIn.h"
 #include "support/PatchExecution.h"
@@ -21,29 +20,25 @@ constexpr char kScript[] =
     "Dialogue: Marked=0,0:00:05.00,0:00:06.00,Default,,0000,0000,0000,,One\\nTwo\\NThree\n"
     "Dialogue: Marked=0,0:00:07.00,0:00:08.00,Red,,0000,0000,0000,,caf\xe9\n";
 
-class VideoSubtitlerTest : public ::testing::Test {
+class VideoSubtitlerTest : public PatchTest<QVAVideoSubtitlerPlugIn> {
  protected:
-  VideoSubtitlerTest() : context_(queue_) {}
-
   void SetUp() override {
     std::filesystem::create_directories(folder_ / "shows");
     std::ofstream(folder_ / "shows" / "script one.ssa", std::ios::binary) << kScript;
     context_.setCompositionPath((folder_ / "shows" / "show.qvc").string());
-    patch_.setHostLog([this](const std::string& line) { log_.push_back(line); });
   }
 
   void run(double movieTime) {
     patch_.setInputValue("inputMovieTime", Value(movieTime));
     executeOnce(patch_, context_);
   }
+  void chooseEncoding(const char* name) {
+    patch_.setInputValue("inputStringEncoding", Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding(name)));
+  }
   Value output(const std::string& key) const { return patch_.findOutputPort(key)->value; }
   std::string subtitle() const { return output("outputSubtitle").stringValue(); }
 
-  TaskQueue queue_;
-  ExecutionContext context_;
-  QVAVideoSubtitlerPlugIn patch_;
   TemporaryFolder folder_{"subtitler"};
-  std::vector<std::string> log_;
 };
 
 TEST_F(VideoSubtitlerTest, ClassOffersEveryEncodingByPosition) {
@@ -68,10 +63,9 @@ TEST_F(VideoSubtitlerTest, ClassOffersEveryEncodingByPosition) {
 
 TEST_F(VideoSubtitlerTest, ShowsTheEntryAtTheMovieTimeWithItsStyle) {
   patch_.setInputValue("inputSubtitleFile", Value("script one.ssa"));
-  patch_.setInputValue("inputStringEncoding",
-                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("UTF-8")));
+  chooseEncoding("UTF-8");
   run(4.5);
-  EXPECT_TRUE(log_.empty()) << log_.front();
+  EXPECT_TRUE(hostLog_.empty()) << hostLog_.front();
   EXPECT_EQ(subtitle(), "Hello, world");
   EXPECT_EQ(output("outputFontName").stringValue(), "Arial Narrow");
   EXPECT_EQ(output("outputFontSize").indexValue(), 28u);
@@ -90,12 +84,10 @@ TEST_F(VideoSubtitlerTest, ShowsTheEntryAtTheMovieTimeWithItsStyle) {
 
 TEST_F(VideoSubtitlerTest, EncodingAppliesFromTheNextEntryAndSeekingBackIntoTheSameEntryStaysEmpty) {
   patch_.setInputValue("inputSubtitleFile", Value((folder_ / "shows" / "script one.ssa").string()));
-  patch_.setInputValue("inputStringEncoding",
-                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("UTF-8")));
+  chooseEncoding("UTF-8");
   run(7.2);
   EXPECT_EQ(subtitle(), "");
-  patch_.setInputValue("inputStringEncoding",
-                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("ISO-8859-1")));
+  chooseEncoding("ISO-8859-1");
   run(7.4);  // same entry: not decoded again
   EXPECT_EQ(subtitle(), "");
   run(1.0);
@@ -120,8 +112,7 @@ TEST_F(VideoSubtitlerTest, AByteOrderMarkOverridesTheChosenEncoding) {
   }
   std::ofstream(folder_ / "shows" / "marked.ssa", std::ios::binary) << script;
   patch_.setInputValue("inputSubtitleFile", Value("marked.ssa"));
-  patch_.setInputValue("inputStringEncoding",
-                       Value(QVAVideoSubtitlerPlugIn::indexForStringEncoding("Western (Windows Latin 1)")));
+  chooseEncoding("Western (Windows Latin 1)");
   run(1.5);
   EXPECT_EQ(subtitle(), "Caf\u00e9");
 }
@@ -133,8 +124,8 @@ TEST_F(VideoSubtitlerTest, UnreadableOrBrokenScriptsAreLoggedAndIgnored) {
 
   patch_.setInputValue("inputSubtitleFile", Value("missing.ssa"));
   run(5.5);
-  ASSERT_EQ(log_.size(), 1u);
-  EXPECT_EQ(log_[0], "ERROR opening subtitle file: " + (folder_ / "shows" / "missing.ssa").string());
+  ASSERT_EQ(hostLog_.size(), 1u);
+  EXPECT_EQ(hostLog_[0], "ERROR opening subtitle file: " + (folder_ / "shows" / "missing.ssa").string());
   run(5.6);  // no entries: time changes are ignored and the outputs keep their values
   EXPECT_EQ(subtitle(), "Hello, world");
   EXPECT_EQ(output("outputFontName").stringValue(), "Arial Narrow");
@@ -142,8 +133,8 @@ TEST_F(VideoSubtitlerTest, UnreadableOrBrokenScriptsAreLoggedAndIgnored) {
   std::ofstream(folder_ / "shows" / "broken.ssa") << "Dialogue: 0,0:00:01.00,0:00:02.00,Nobody,,0,0,0,,x\n";
   patch_.setInputValue("inputSubtitleFile", Value("broken.ssa"));
   run(1.5);
-  ASSERT_EQ(log_.size(), 3u);
-  EXPECT_NE(log_[2].find("unknown style \"Nobody\""), std::string::npos) << log_[2];
+  ASSERT_EQ(hostLog_.size(), 3u);
+  EXPECT_NE(hostLog_[2].find("unknown style \"Nobody\""), std::string::npos) << hostLog_[2];
 
   // A readable script again: the first entry found sets every output.
   patch_.setInputValue("inputSubtitleFile", Value("script one.ssa"));

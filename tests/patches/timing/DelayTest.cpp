@@ -1,22 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "support/PatchDriver.h"
 #include "framework/Image.h"
 #include "patches/timing/QVADelayPlugIn.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {
 
 QVADelayPlugIn& delay(PatchDriver& driver) {
   return static_cast<QVADelayPlugIn&>(driver.patch());
-}
-
-std::vector<std::string> keys(const auto& ports) {
-  std::vector<std::string> result;
-  for (const auto& port : ports) {
-    result.push_back(port.description.key);
-  }
-  return result;
 }
 
 ImageRef pixelImage() {
@@ -27,15 +19,15 @@ ImageRef pixelImage() {
 TEST(DelayTest, StartsAsBooleanAndRebuildsPortsForTheType) {
   PatchDriver driver(std::make_unique<QVADelayPlugIn>());
   EXPECT_EQ(delay(driver).portType(), PortType::Boolean);
-  EXPECT_EQ(keys(driver.patch().inputPorts()), (std::vector<std::string>{"inputDelay", "inputValue"}));
+  EXPECT_EQ(portKeys(driver.patch().inputPorts()), (std::vector<std::string>{"inputDelay", "inputValue"}));
   EXPECT_EQ(driver.patch().findInputPort("inputValue")->description.attributes.name, "Boolean");
   driver.setSetting("typeIndex", 5);
-  EXPECT_EQ(keys(driver.patch().outputPorts()), (std::vector<std::string>{"outputValue", "outputAlpha"}));
+  EXPECT_EQ(portKeys(driver.patch().outputPorts()), (std::vector<std::string>{"outputValue", "outputAlpha"}));
   EXPECT_EQ(driver.patch().findInputPort("inputValue")->description.type, PortType::Image);
   EXPECT_EQ(driver.patch().findOutputPort("outputAlpha")->description.attributes.defaultValue.numberValue(),
             1.0);
   driver.setSetting("typeIndex", 2);
-  EXPECT_EQ(keys(driver.patch().outputPorts()), (std::vector<std::string>{"outputValue"}));
+  EXPECT_EQ(portKeys(driver.patch().outputPorts()), (std::vector<std::string>{"outputValue"}));
   EXPECT_EQ(driver.patch().findInputPort("inputValue")->description.attributes.name, "Number");
   // An index past the table changes nothing but is remembered.
   driver.setSetting("typeIndex", 9);
@@ -52,18 +44,14 @@ TEST(DelayTest, LastChangeWinsAndRestartsTheWait) {
   driver.set("inputValue", Value(5.0));
   driver.frame(0);
   driver.set("inputValue", Value(7.0));
-  driver.frame(0.5);
-  EXPECT_DOUBLE_EQ(driver.lastExecutionTime(), 0.5);
+  EXPECT_DOUBLE_EQ(driver.afterFrame(0.5).lastExecutionTime(), 0.5);
   driver.frame(1.0);
   // Nothing released yet: the Number output holds its initial 0.
   EXPECT_EQ(driver.output("outputValue"), Value(0.0));
   EXPECT_DOUBLE_EQ(driver.lastExecutionTime(), 1.5);
-  driver.frame(1.49);
-  EXPECT_EQ(driver.output("outputValue"), Value(0.0));
-  driver.frame(1.5);
-  EXPECT_EQ(driver.number("outputValue"), 7.0);
-  driver.frame(2);
-  EXPECT_EQ(driver.lastExecutionTime(), 3.4028234663852886e38);
+  EXPECT_EQ(driver.afterFrame(1.49).output("outputValue"), Value(0.0));
+  EXPECT_EQ(driver.afterFrame(1.5).number("outputValue"), 7.0);
+  EXPECT_EQ(driver.afterFrame(2).lastExecutionTime(), 3.4028234663852886e38);
 }
 
 TEST(DelayTest, ChangingTheDelayMovesThePendingRelease) {
@@ -73,10 +61,8 @@ TEST(DelayTest, ChangingTheDelayMovesThePendingRelease) {
   driver.frame(0);
   driver.set("inputDelay", Value(3.0));
   driver.frame(0.5);
-  driver.frame(2.9);
-  EXPECT_TRUE(driver.output("outputValue").isNone());
-  driver.frame(3.0);
-  EXPECT_EQ(driver.string("outputValue"), "news");
+  EXPECT_TRUE(driver.afterFrame(2.9).output("outputValue").isNone());
+  EXPECT_EQ(driver.afterFrame(3.0).string("outputValue"), "news");
 }
 
 TEST(DelayTest, ZeroDelayReleasesAtOnce) {
@@ -100,22 +86,16 @@ TEST(DelayTest, ImageFadesOutBeforeAndInAfterTheChange) {
   driver.setSetting("typeIndex", 5);
   driver.set("inputDelay", Value(2.0));
   driver.set("inputValue", Value(pixelImage()));
-  driver.frame(0);
-  EXPECT_NEAR(driver.number("outputAlpha"), 1.0, 1e-9);
-  driver.frame(1);
-  EXPECT_NEAR(driver.number("outputAlpha"), 0.5, 1e-9);
+  EXPECT_NEAR(driver.afterFrame(0).number("outputAlpha"), 1.0, 1e-9);
+  EXPECT_NEAR(driver.afterFrame(1).number("outputAlpha"), 0.5, 1e-9);
   EXPECT_TRUE(driver.output("outputValue").isNone());
-  driver.frame(2);
-  EXPECT_NEAR(driver.number("outputAlpha"), 0.0, 1e-9);
+  EXPECT_NEAR(driver.afterFrame(2).number("outputAlpha"), 0.0, 1e-9);
   EXPECT_TRUE(driver.output("outputValue").imageValue());
-  driver.frame(3);
-  EXPECT_NEAR(driver.number("outputAlpha"), 0.5, 1e-9);
+  EXPECT_NEAR(driver.afterFrame(3).number("outputAlpha"), 0.5, 1e-9);
   // Frames keep coming while the fade runs, and half a second beyond.
   EXPECT_DOUBLE_EQ(driver.lastExecutionTime(), 3);
-  driver.frame(4.4);
-  EXPECT_NEAR(driver.number("outputAlpha"), 1.0, 1e-9);
-  driver.frame(4.6);
-  EXPECT_EQ(driver.lastExecutionTime(), 3.4028234663852886e38);
+  EXPECT_NEAR(driver.afterFrame(4.4).number("outputAlpha"), 1.0, 1e-9);
+  EXPECT_EQ(driver.afterFrame(4.6).lastExecutionTime(), 3.4028234663852886e38);
 }
 
 TEST(DelayTest, DisableDropsTheValueButNotTheRelease) {
@@ -123,13 +103,11 @@ TEST(DelayTest, DisableDropsTheValueButNotTheRelease) {
   driver.setSetting("typeIndex", 1);
   driver.set("inputValue", Value(std::uint32_t{4}));
   driver.frame(0);
-  driver.frame(1);
-  EXPECT_EQ(driver.output("outputValue").indexValue(), 4u);
+  EXPECT_EQ(driver.afterFrame(1).output("outputValue").indexValue(), 4u);
   driver.set("inputValue", Value(std::uint32_t{8}));
   driver.frame(2);
   driver.patch().disableExecution(driver.context());
-  driver.frame(3);
-  EXPECT_TRUE(driver.output("outputValue").isNone());
+  EXPECT_TRUE(driver.afterFrame(3).output("outputValue").isNone());
 }
 
 }  // namespace

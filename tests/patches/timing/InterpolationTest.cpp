@@ -2,10 +2,9 @@
 
 #include <cmath>
 
-#include "host/DriveSession.h"
-#include "patches/AllPatches.h"
 #include "patches/timing/QVAInterpolation.h"
 #include "patches/timing/QVAInterpolationPlugIn.h"
+#include "support/DriveScript.h"
 
 namespace qva {
 namespace {
@@ -16,11 +15,8 @@ std::vector<double> outputsAt(const PropertyList& inputs, const std::vector<doub
   for (const double time : times) {
     steps.push_back({{"time", time}, {"inputs", steps.empty() ? inputs : PropertyList::object()}});
   }
-  DriveOptions options;
-  options.registry = &bundledPatches();
   std::vector<double> outputs;
-  for (const PropertyList& line :
-       DriveSession::runScript({{"class", "QVAInterpolationPlugIn"}, {"steps", steps}}, options)) {
+  for (const PropertyList& line : drivePatch("QVAInterpolationPlugIn", steps)) {
     outputs.push_back(line["outputs"]["outputValue"].get<double>());
   }
   return outputs;

@@ -2,9 +2,9 @@
 
 #include <limits>
 
-#include "support/PatchDriver.h"
 #include "patches/timing/QVAInterpolation.h"
 #include "patches/timing/QVASmoothPlugIn.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {
@@ -22,20 +22,14 @@ void startRising(PatchDriver& smooth) {
 TEST(QVASmoothPlugIn, EasesLinearlyAndSettlesOnTheTarget) {
   PatchDriver smooth = driverFor<QVASmoothPlugIn>();
   startRising(smooth);
-  smooth.frame(1);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 0);
-  smooth.frame(2);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 5);
-  smooth.frame(3);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 10);
-  smooth.frame(3.4);
-  EXPECT_DOUBLE_EQ(smooth.lastExecutionTime(), 3.4);  // still settling
-  smooth.frame(7);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 10);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(1).number("outputSmoothedValue"), 0);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(2).number("outputSmoothedValue"), 5);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(3).number("outputSmoothedValue"), 10);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(3.4).lastExecutionTime(), 3.4);  // still settling
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(7).number("outputSmoothedValue"), 10);
   EXPECT_EQ(smooth.lastExecutionTime(), kOnInputChangeOnly);
   smooth.set("inputDecreasingInterpolation", std::uint32_t{3});
-  smooth.frame(8);
-  EXPECT_DOUBLE_EQ(smooth.lastExecutionTime(), 8);  // an input changed
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(8).lastExecutionTime(), 8);  // an input changed
 }
 
 TEST(QVASmoothPlugIn, SnapsAtTimeZeroAndAfterEveryEnable) {
@@ -43,16 +37,13 @@ TEST(QVASmoothPlugIn, SnapsAtTimeZeroAndAfterEveryEnable) {
   startRising(smooth);
   smooth.frame(1);
   smooth.frame(2);
-  smooth.frame(0);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 10);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(0).number("outputSmoothedValue"), 10);
 
   smooth.set("inputValue", 0.0);
   smooth.frame(1);
-  smooth.frame(1.5);
-  EXPECT_GT(smooth.number("outputSmoothedValue"), 0);
+  EXPECT_GT(smooth.afterFrame(1.5).number("outputSmoothedValue"), 0);
   smooth.patch().enableExecution(smooth.context());
-  smooth.frame(1.6);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 0);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(1.6).number("outputSmoothedValue"), 0);
 }
 
 TEST(QVASmoothPlugIn, NewTransitionsStartFromTheCurrentOutput) {
@@ -63,15 +54,12 @@ TEST(QVASmoothPlugIn, NewTransitionsStartFromTheCurrentOutput) {
   smooth.set("inputValue", 0.0);
   smooth.set("inputDecreasingDuration", 1.0);
   smooth.frame(2);
-  smooth.frame(2.5);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 2.5);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(2.5).number("outputSmoothedValue"), 2.5);
 
   // A new duration restarts the remaining way over the full duration, from the transition's start value.
   smooth.set("inputDecreasingDuration", 2.0);
-  smooth.frame(2.5);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 5);
-  smooth.frame(3.5);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 2.5);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(2.5).number("outputSmoothedValue"), 5);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(3.5).number("outputSmoothedValue"), 2.5);
 }
 
 double smoothedAt(std::uint32_t easing, double time) {
@@ -79,8 +67,7 @@ double smoothedAt(std::uint32_t easing, double time) {
   startRising(smooth);
   smooth.set("inputIncreasingInterpolation", easing);
   smooth.frame(1);
-  smooth.frame(time);
-  return smooth.number("outputSmoothedValue");
+  return smooth.afterFrame(time).number("outputSmoothedValue");
 }
 
 TEST(QVASmoothPlugIn, SinusoidalOutSelectsTheInOutCurve) {
@@ -98,8 +85,7 @@ TEST(QVASmoothPlugIn, InvalidEasingIndexIsLoggedAndEasesLinearly) {
   startRising(smooth);
   smooth.set("inputIncreasingInterpolation", std::uint32_t{20});
   smooth.frame(1);
-  smooth.frame(2.5);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 7.5);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(2.5).number("outputSmoothedValue"), 7.5);
   ASSERT_FALSE(smooth.processLog().empty());
   EXPECT_EQ(smooth.processLog().back(),
             "-[QVASmoothPlugIn currentInterpolationFunction] Invalid interpolation function index: 20");
@@ -109,13 +95,12 @@ TEST(QVASmoothPlugIn, OddNumbersNeverHangOrThrow) {
   PatchDriver smooth = driverFor<QVASmoothPlugIn>();
   startRising(smooth);
   smooth.set("inputIncreasingDuration", std::numeric_limits<double>::quiet_NaN());
-  smooth.frame(1);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 10);  // no usable duration: at the target
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(1).number("outputSmoothedValue"),
+                   10);  // no usable duration: at the target
   // Durations of 0 or less jump at once.
   smooth.set("inputIncreasingDuration", -3.0);
   smooth.set("inputValue", 20.0);
-  smooth.frame(1e300);
-  EXPECT_DOUBLE_EQ(smooth.number("outputSmoothedValue"), 20);
+  EXPECT_DOUBLE_EQ(smooth.afterFrame(1e300).number("outputSmoothedValue"), 20);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "support/PatchDriver.h"
 #include "patches/timing/QVAStepFunctionPlugIn.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {
@@ -40,12 +40,10 @@ TEST(QVAStepFunctionPlugIn, EveryStartRestartsTheTime) {
   steps.setSetting("stepPoints", points({{0, 1}, {2, 5}}));
   steps.start();
   steps.frame(10);
-  steps.frame(13);
-  EXPECT_DOUBLE_EQ(steps.number("outputValue"), 5);
+  EXPECT_DOUBLE_EQ(steps.afterFrame(13).number("outputValue"), 5);
   steps.stop();
   steps.start();
-  steps.frame(50);
-  EXPECT_DOUBLE_EQ(steps.number("outputValue"), 1);
+  EXPECT_DOUBLE_EQ(steps.afterFrame(50).number("outputValue"), 1);
 }
 
 TEST(QVAStepFunctionPlugIn, SettingsRoundTripAndToleratePoorValues) {

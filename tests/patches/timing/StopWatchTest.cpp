@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "support/PatchDriver.h"
 #include "patches/timing/QVAStopWatchFormatter.h"
 #include "patches/timing/QVAStopWatchPlugIn.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {
@@ -23,14 +23,11 @@ TEST(QVAStopWatchPlugIn, CountsDownToZeroAndSignalsTheEnd) {
   PatchDriver watch = driverFor<QVAStopWatchPlugIn>();
   startPlaying(watch, "1:30", 1);
   EXPECT_EQ(watch.string("outputTimeString"), "01:30");
-  watch.frame(11);
-  EXPECT_EQ(watch.string("outputTimeString"), "01:29");
+  EXPECT_EQ(watch.afterFrame(11).string("outputTimeString"), "01:29");
   EXPECT_FALSE(watch.boolean("outputElapsed"));
-  watch.frame(100);
-  EXPECT_EQ(watch.string("outputTimeString"), "00:00");
+  EXPECT_EQ(watch.afterFrame(100).string("outputTimeString"), "00:00");
   EXPECT_TRUE(watch.boolean("outputElapsed"));
-  watch.frame(200);
-  EXPECT_EQ(watch.string("outputTimeString"), "00:00");
+  EXPECT_EQ(watch.afterFrame(200).string("outputTimeString"), "00:00");
 }
 
 TEST(QVAStopWatchPlugIn, ParsesDurationTexts) {
@@ -56,19 +53,15 @@ TEST(QVAStopWatchPlugIn, ParsesDurationTexts) {
 TEST(QVAStopWatchPlugIn, FormatsAndKeepsTheFormatOnUnknownText) {
   PatchDriver seconds = driverFor<QVAStopWatchPlugIn>();
   startPlaying(seconds, "200", 0, "ss");
-  seconds.frame(135);
-  EXPECT_EQ(seconds.string("outputTimeString"), "125");
+  EXPECT_EQ(seconds.afterFrame(135).string("outputTimeString"), "125");
 
   PatchDriver watch = driverFor<QVAStopWatchPlugIn>();
   startPlaying(watch, "2:00:00", 0, "mm:ss");
-  watch.frame(3735);
-  EXPECT_EQ(watch.string("outputTimeString"), "62:05");
+  EXPECT_EQ(watch.afterFrame(3735).string("outputTimeString"), "62:05");
   watch.set("inputFormat", "HH:MM:SS");
-  watch.frame(3735);
-  EXPECT_EQ(watch.string("outputTimeString"), "01:02:05");
+  EXPECT_EQ(watch.afterFrame(3735).string("outputTimeString"), "01:02:05");
   watch.set("inputFormat", "Hh:mm:ss");
-  watch.frame(3735);
-  EXPECT_EQ(watch.string("outputTimeString"), "01:02:05");
+  EXPECT_EQ(watch.afterFrame(3735).string("outputTimeString"), "01:02:05");
 }
 
 TEST(QVAStopWatchPlugIn, ResetActsOnlyWhilePausedAndPlayResumes) {
@@ -78,23 +71,19 @@ TEST(QVAStopWatchPlugIn, ResetActsOnlyWhilePausedAndPlayResumes) {
   watch.set("inputReset", false);
   watch.frame(21);
   watch.set("inputReset", true);
-  watch.frame(22);
-  EXPECT_EQ(watch.string("outputTimeString"), "00:12");  // ignored while playing
+  EXPECT_EQ(watch.afterFrame(22).string("outputTimeString"), "00:12");  // ignored while playing
 
   watch.set("inputPlayPause", false);
-  watch.frame(30);
-  EXPECT_EQ(watch.string("outputTimeString"), "00:12");  // paused: the value stands
+  EXPECT_EQ(watch.afterFrame(30).string("outputTimeString"), "00:12");  // paused: the value stands
   watch.set("inputPlayPause", true);
   watch.frame(40);
-  watch.frame(45);
-  EXPECT_EQ(watch.string("outputTimeString"), "00:17");  // resumed from the shown value
+  EXPECT_EQ(watch.afterFrame(45).string("outputTimeString"), "00:17");  // resumed from the shown value
 
   watch.set("inputPlayPause", false);
   watch.set("inputReset", false);
   watch.frame(46);
   watch.set("inputReset", true);
-  watch.frame(47);
-  EXPECT_EQ(watch.string("outputTimeString"), "00:00");
+  EXPECT_EQ(watch.afterFrame(47).string("outputTimeString"), "00:00");
 }
 
 TEST(QVAStopWatchFormatter, RefusesInvalidFormats) {

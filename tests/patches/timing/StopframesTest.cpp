@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "support/PatchDriver.h"
 #include "framework/Structure.h"
 #include "patches/timing/QVAStopframesPlugIn.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {
@@ -46,37 +46,29 @@ TEST(QVAStopframesPlugIn, TriggerResumesWithoutAJumpAndStaysLatched) {
   startWith(patch, stopframes({2, 5}));
   run(patch, 0, 3.0);  // waiting at 2.1 since host time 102.1
   patch.set("inputTrigger", true);
-  patch.frame(104);
-  EXPECT_NEAR(patch.number("outputTime"), 2.1, 1e-9);
+  EXPECT_NEAR(patch.afterFrame(104).number("outputTime"), 2.1, 1e-9);
   EXPECT_FALSE(patch.boolean("outputWaitingForTrigger"));
-  patch.frame(105);
-  EXPECT_NEAR(patch.number("outputTime"), 3.1, 1e-9);
+  EXPECT_NEAR(patch.afterFrame(105).number("outputTime"), 3.1, 1e-9);
 
   // The trigger is still true at the next stop frame: it holds for a single frame.
-  patch.frame(107);
-  EXPECT_TRUE(patch.boolean("outputWaitingForTrigger"));
+  EXPECT_TRUE(patch.afterFrame(107).boolean("outputWaitingForTrigger"));
   EXPECT_NEAR(patch.number("outputTime"), 5.1, 1e-9);
-  patch.frame(107.5);
-  EXPECT_FALSE(patch.boolean("outputWaitingForTrigger"));
+  EXPECT_FALSE(patch.afterFrame(107.5).boolean("outputWaitingForTrigger"));
   EXPECT_NEAR(patch.number("outputTime"), 5.1, 1e-9);
-  patch.frame(108);
-  EXPECT_NEAR(patch.number("outputTime"), 5.6, 1e-9);
+  EXPECT_NEAR(patch.afterFrame(108).number("outputTime"), 5.6, 1e-9);
 }
 
 TEST(QVAStopframesPlugIn, StopframeAtZeroIsSkippedOnlyOnTheFirstRunAfterLoading) {
   PatchDriver patch = driverFor<QVAStopframesPlugIn>();
   startWith(patch, stopframes({0, 3}));
   patch.frame(10);
-  patch.frame(11);
-  EXPECT_FALSE(patch.boolean("outputWaitingForTrigger"));
+  EXPECT_FALSE(patch.afterFrame(11).boolean("outputWaitingForTrigger"));
   EXPECT_DOUBLE_EQ(patch.number("outputTime"), 1);
 
   patch.stop();
   patch.start();
-  patch.frame(20);
-  EXPECT_TRUE(patch.boolean("outputWaitingForTrigger"));
-  patch.frame(21);
-  EXPECT_DOUBLE_EQ(patch.number("outputTime"), 0);
+  EXPECT_TRUE(patch.afterFrame(20).boolean("outputWaitingForTrigger"));
+  EXPECT_DOUBLE_EQ(patch.afterFrame(21).number("outputTime"), 0);
 }
 
 TEST(QVAStopframesPlugIn, ActiveUntilTheCompositionDurationAndOtherOutputs) {
@@ -86,15 +78,12 @@ TEST(QVAStopframesPlugIn, ActiveUntilTheCompositionDurationAndOtherOutputs) {
   patch.start();
   patch.frame(0);
   patch.frame(0.6);  // paused at 0.6
-  patch.frame(3);
-  EXPECT_TRUE(patch.boolean("outputActive"));
+  EXPECT_TRUE(patch.afterFrame(3).boolean("outputActive"));
   patch.set("inputTrigger", true);
   patch.frame(3.2);
-  patch.frame(3.5);
-  EXPECT_NEAR(patch.number("outputTime"), 0.9, 1e-9);
+  EXPECT_NEAR(patch.afterFrame(3.5).number("outputTime"), 0.9, 1e-9);
   EXPECT_TRUE(patch.boolean("outputActive"));
-  patch.frame(4);
-  EXPECT_FALSE(patch.boolean("outputActive"));
+  EXPECT_FALSE(patch.afterFrame(4).boolean("outputActive"));
   EXPECT_DOUBLE_EQ(patch.number("outputCompositionDuration"), 1);
 
   const StructureRef list = patch.output("outputStopframes").structureValue();
@@ -120,8 +109,7 @@ TEST(QVAStopframesPlugIn, PublishesToTheContextOnlyWhenEnabled) {
   quiet.start();
   EXPECT_TRUE(quiet.context().userInfo().empty());
   quiet.frame(0);
-  quiet.frame(1);
-  EXPECT_TRUE(quiet.boolean("outputWaitingForTrigger"));
+  EXPECT_TRUE(quiet.afterFrame(1).boolean("outputWaitingForTrigger"));
 }
 
 TEST(QVAStopframesPlugIn, SettingsRoundTripAndToleratePoorValues) {

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cmath>
 
-#include "support/PatchDriver.h"
 #include "framework/PatchRegistry.h"
 #include "framework/Structure.h"
 #include "patches/timing/ConvertTimePlugIn.h"
@@ -11,6 +10,7 @@
 #include "patches/timing/QVAPatchTimePlugIn.h"
 #include "patches/timing/QVARenderTimePlugIn.h"
 #include "patches/timing/TimingPatches.h"
+#include "support/PatchDriver.h"
 
 namespace qva {
 namespace {
@@ -33,21 +33,17 @@ std::vector<std::string> strings(const Value& value) {
 TEST(QVAPatchTimePlugIn, CountsFromTheFirstExecutionAcrossRestarts) {
   PatchDriver clock = driverFor<QVAPatchTimePlugIn>();
   clock.start();
-  clock.frame(10);
-  EXPECT_DOUBLE_EQ(clock.number("outputTime"), 0);
-  clock.frame(12.5);
-  EXPECT_DOUBLE_EQ(clock.number("outputTime"), 2.5);
+  EXPECT_DOUBLE_EQ(clock.afterFrame(10).number("outputTime"), 0);
+  EXPECT_DOUBLE_EQ(clock.afterFrame(12.5).number("outputTime"), 2.5);
   clock.stop();
   clock.start();
-  clock.frame(20);
-  EXPECT_DOUBLE_EQ(clock.number("outputTime"), 10);
+  EXPECT_DOUBLE_EQ(clock.afterFrame(20).number("outputTime"), 10);
 }
 
 TEST(QVARenderTimePlugIn, WithoutArgumentsGivesTheWallClockAndAPreviewList) {
   PatchDriver render = driverFor<QVARenderTimePlugIn>();
   render.start();
-  render.frame(3);
-  EXPECT_NEAR(render.number("outputTime"), wallClockReferenceTime(), 5);
+  EXPECT_NEAR(render.afterFrame(3).number("outputTime"), wallClockReferenceTime(), 5);
   EXPECT_EQ(strings(render.output("outputNextNames")), (std::vector<std::string>{"One", "Two", "Three"}));
   EXPECT_TRUE(render.output("outputCurrentName").isNone());
 }
@@ -58,8 +54,7 @@ TEST(QVARenderTimePlugIn, ReadsTheClipTimingFromTheArguments) {
   PropertyList arguments = {
       {"referenceTime", 1000.5}, {"currentName", "Intro"},  {"nextNames", {"A", "B"}}, {"elapsedTime", 2},
       {"remainingTime", 8},      {"percentageElapsed", 20}, {"opacity", 0.5},          {"texture", 1}};
-  render.frame(0, arguments);
-  EXPECT_DOUBLE_EQ(render.number("outputTime"), 1000.5);
+  EXPECT_DOUBLE_EQ(render.afterFrame(0, arguments).number("outputTime"), 1000.5);
   EXPECT_EQ(render.string("outputCurrentName"), "Intro");
   EXPECT_EQ(strings(render.output("outputNextNames")), (std::vector<std::string>{"A", "B"}));
   EXPECT_DOUBLE_EQ(render.number("outputElapsedTime"), 2);
@@ -75,8 +70,7 @@ TEST(QVARenderTimePlugIn, ReadsTheClipTimingFromTheArguments) {
   arguments.erase("opacity");
   arguments.erase("texture");
   arguments.erase("referenceTime");
-  render.frame(1, arguments);
-  EXPECT_EQ(render.output("outputNextNames").structureValue(), written);
+  EXPECT_EQ(render.afterFrame(1, arguments).output("outputNextNames").structureValue(), written);
   EXPECT_DOUBLE_EQ(render.number("outputVideoOpacity"), 0.5);  // kept while absent
   EXPECT_FALSE(render.boolean("outputVideoActive"));
   EXPECT_NEAR(render.number("outputTime"), wallClockReferenceTime(), 5);
@@ -90,11 +84,9 @@ TEST(QVARenderTimePlugIn, ReadsTheClipTimingFromTheArguments) {
 TEST(ConvertTimePlugIn, ConvertsUnixTimeToReferenceTime) {
   PatchDriver convert = driverFor<ConvertTimePlugIn>();
   convert.set("inputTime", 978307200.0);
-  convert.frame(0);
-  EXPECT_DOUBLE_EQ(convert.number("outputTime"), 0);
+  EXPECT_DOUBLE_EQ(convert.afterFrame(0).number("outputTime"), 0);
   convert.set("inputTime", 0.0);
-  convert.frame(0);
-  EXPECT_DOUBLE_EQ(convert.number("outputTime"), -978307200);
+  EXPECT_DOUBLE_EQ(convert.afterFrame(0).number("outputTime"), -978307200);
 }
 
 std::string formatted(double time, const std::string& zone, const char* pattern = nullptr) {
@@ -104,8 +96,7 @@ std::string formatted(double time, const std::string& zone, const char* pattern 
   if (pattern != nullptr) {
     format.set("inputCustomFormat", pattern);
   }
-  format.frame(0);
-  return format.string("outputFormattedTime");
+  return format.afterFrame(0).string("outputFormattedTime");
 }
 
 TEST(DateTimeFormatPlugIn, FormatsReferenceTimesInTheLocalZone) {
@@ -123,15 +114,12 @@ TEST(DateTimeFormatPlugIn, FollowsPatternChangesAndSurvivesOddInput) {
   format.set("inputTime", 0.0);
   format.frame(0);
   format.set("inputCustomFormat", "'Day' d");
-  format.frame(0);
-  EXPECT_EQ(format.string("outputFormattedTime"), "Day 1");
+  EXPECT_EQ(format.afterFrame(0).string("outputFormattedTime"), "Day 1");
   format.set("inputCustomFormat", "");
-  format.frame(0);
-  EXPECT_EQ(format.string("outputFormattedTime"), "");
+  EXPECT_EQ(format.afterFrame(0).string("outputFormattedTime"), "");
   format.set("inputCustomFormat", "yyyy");
   format.set("inputTime", std::nan(""));
-  format.frame(0);
-  EXPECT_EQ(format.string("outputFormattedTime"), "");
+  EXPECT_EQ(format.afterFrame(0).string("outputFormattedTime"), "");
   format.set("inputTime", 1e300);
   EXPECT_TRUE(format.frame(0));
 }
