@@ -13,6 +13,7 @@
 #include "host/Renderer.h"
 #include "patches/richtext/Image_With_RTF_StringPlugIn.h"
 #include "patches/richtext/RTF_StylePlugIn.h"
+#include "patches/scroller/TextScrollerString.h"
 #include "support/CompositionFrames.h"
 #include "support/PatchDriver.h"
 #include "support/TemporaryFolder.h"
@@ -233,6 +234,25 @@ TEST(OutputScaleTest, TextImagesKeepTheirLogicalSizeAtAnyDensity) {
   EXPECT_EQ(single->pixelDensity(), 1);
   EXPECT_EQ(doubled->pixelDensity(), 2);
   EXPECT_EQ(doubled->logicalWidth(), single->width());
+}
+
+TEST(OutputScaleTest, TheScrollerCrawlsDenseImagesAtTheirLogicalSize) {
+  // A 20 × 10 opaque picture drawn at twice the density: 10 × 5 logical pixels in the strip.
+  std::optional<Bitmap> picture = Bitmap::allocate(20, 10, Bitmap::paddedRowBytes(20));
+  for (int y = 0; y < 10; ++y) {
+    std::fill_n(picture->row(y), 20 * 4, std::uint8_t{255});
+  }
+  const auto piece = TextScrollerString::textScrollerStringWithImage(std::move(*picture).toImage(2));
+  EXPECT_EQ(piece->width(), 10);
+  EXPECT_EQ(piece->height(), 5);
+  std::optional<Bitmap> tile = Bitmap::allocate(40, 10, Bitmap::paddedRowBytes(40));
+  std::fill_n(tile->bytes(), tile->rowBytes() * 10, std::uint8_t{0});
+  piece->drawInRect(*tile, {0, 0, 40, 10}, 0, 0, 40, true);
+  int opaqueColumns = 0;
+  for (int x = 0; x < 40; ++x) {
+    opaqueColumns += tile->row(5)[x * 4 + 3] == 255 ? 1 : 0;
+  }
+  EXPECT_EQ(opaqueColumns, 10);
 }
 
 }  // namespace
