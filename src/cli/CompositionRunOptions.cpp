@@ -9,7 +9,9 @@ void CompositionRunOptions::addTo(CLI::App& command, const std::shared_ptr<Compo
   auto* duration = command.add_option_function<double>(
       "--duration", [options](double seconds) { options->duration = seconds; }, "Number of seconds");
   frames->excludes(duration);
-  command.add_option("--size", options->size, "Canvas size WIDTHxHEIGHT (default: the composition's)");
+  command.add_option("--size", options->size,
+                     "Output size WIDTHxHEIGHT in pixels, the composition's canvas scaled to it, its width "
+                     "across the output's (default: the canvas's size)");
   command.add_option_function<double>(
       "--fps", [options](double rate) { options->frameRate = rate; },
       "Frames per second (default: the composition's)");

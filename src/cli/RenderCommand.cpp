@@ -82,6 +82,7 @@ void render(const RenderOptions& options) {
     throw CommandError(creation.error);
   }
   Renderer& renderer = *creation.renderer;
+  renderer.setLogicalWidth(composition.width());
 
   TaskQueue queue;
   ExecutionContext context(queue);

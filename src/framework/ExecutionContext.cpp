@@ -1,5 +1,7 @@
 #include "framework/ExecutionContext.h"
 
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
 
 #include "framework/PathAdditions.h"
@@ -19,6 +21,11 @@ std::string ExecutionContext::compositionFolder() const {
 
 std::string ExecutionContext::resolvePath(const std::string& path) const {
   return pathResolvedAgainst(path, compositionFolder());
+}
+
+double ExecutionContext::outputPixels(double logicalPixels) const {
+  const double pixels = std::round(logicalPixels * outputScale_);
+  return logicalPixels > 0 && !std::isnan(pixels) ? std::max(pixels, 1.0) : 0;
 }
 
 void ExecutionContext::logMessage(const std::string& line) const {

@@ -24,9 +24,9 @@ struct PixelSize {
   int height = 1080;
 };
 
-// What the host offers a patch during execution: bounds, viewport, colour space, the composition's
-// location, user information for the playout host, the host log, the GL context (or none) and the
-// host thread's queue.
+// What the host offers a patch during execution: bounds, viewport and output scale, colour space, the
+// composition's location, user information for the playout host, the host log, the GL context (or none)
+// and the host thread's queue.
 class ExecutionContext {
  public:
   using LogSink = std::function<void(const std::string& line)>;
@@ -35,8 +35,18 @@ class ExecutionContext {
 
   const Rect& bounds() const { return bounds_; }
   void setBounds(const Rect& bounds) { bounds_ = bounds; }
+  // The viewport in the composition's logical pixels: its canvas width across, and the output's height
+  // at that scale. Patches size their images and convert pixels to units by it, so that a composition
+  // lays out the same at every output size.
   const PixelSize& viewport() const { return viewport_; }
   void setViewport(const PixelSize& viewport) { viewport_ = viewport; }
+  // Output pixels per logical pixel: 2 for a 1920-wide composition rendered at 3840 pixels across.
+  // Patches that draw vector content may draw it at this density, for the sharpness of the output.
+  double outputScale() const { return outputScale_; }
+  void setOutputScale(double scale) { outputScale_ = scale; }
+  // A length in logical pixels as a whole number of output pixels, at least 1 for a positive length
+  // and 0 for any other.
+  double outputPixels(double logicalPixels) const;
   const std::string& colorSpace() const { return colorSpace_; }
 
   // The composition file's path; none for an unsaved composition.
@@ -75,6 +85,7 @@ class ExecutionContext {
  private:
   Rect bounds_;
   PixelSize viewport_;
+  double outputScale_ = 1;
   std::string colorSpace_ = "sRGB";
   std::optional<std::string> compositionPath_;
   std::string timeZone_;

@@ -1,10 +1,14 @@
 #include "framework/Image.h"
 
+#include <cmath>
 #include <utility>
 
 namespace qva {
 
 Image::Representation::~Representation() = default;
+
+Image::Image(double pixelDensity)
+    : pixelDensity_(pixelDensity > 0 && std::isfinite(pixelDensity) ? pixelDensity : 1) {}
 
 Image::~Image() = default;
 
@@ -17,8 +21,13 @@ void Image::setConvertedRepresentation(std::unique_ptr<Representation> represent
 }
 
 BufferImage::BufferImage(int width, int height, std::size_t rowBytes, const std::uint8_t* bytes,
-                         ReleaseCallback release)
-    : width_(width), height_(height), rowBytes_(rowBytes), bytes_(bytes), release_(std::move(release)) {}
+                         ReleaseCallback release, double pixelDensity)
+    : Image(pixelDensity),
+      width_(width),
+      height_(height),
+      rowBytes_(rowBytes),
+      bytes_(bytes),
+      release_(std::move(release)) {}
 
 BufferImage::~BufferImage() {
   if (release_) {

@@ -48,6 +48,12 @@ class Image {
 
   virtual int width() const = 0;
   virtual int height() const = 0;
+  // Image pixels per logical pixel of the composition: more than 1 for images drawn at the density of
+  // an output larger than the canvas (ExecutionContext::outputScale). Consumers that size an image by
+  // its pixels use its logical size.
+  double pixelDensity() const { return pixelDensity_; }
+  double logicalWidth() const { return width() / pixelDensity_; }
+  double logicalHeight() const { return height() / pixelDensity_; }
   // The pixels in memory, when that is the image's own representation.
   virtual std::optional<PixelBufferView> pixelBuffer() const = 0;
   // The GL texture, when that is the image's own representation.
@@ -68,10 +74,12 @@ class Image {
   void setConvertedRepresentation(std::unique_ptr<Representation> representation) const;
 
  protected:
-  Image() = default;
+  // A density that is not a positive number is 1.
+  explicit Image(double pixelDensity = 1);
 
  private:
   mutable std::unique_ptr<Representation> converted_;
+  double pixelDensity_;
 };
 
 // An image over a pixel buffer that someone else allocated; the release callback runs once, when the
@@ -80,8 +88,8 @@ class BufferImage final : public Image {
  public:
   using ReleaseCallback = std::function<void(const std::uint8_t* bytes)>;
 
-  BufferImage(int width, int height, std::size_t rowBytes, const std::uint8_t* bytes,
-              ReleaseCallback release);
+  BufferImage(int width, int height, std::size_t rowBytes, const std::uint8_t* bytes, ReleaseCallback release,
+              double pixelDensity = 1);
   ~BufferImage() override;
 
   int width() const override { return width_; }

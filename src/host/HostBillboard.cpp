@@ -123,7 +123,7 @@ bool HostBillboard::execute(ExecutionContext& context, double /*time*/, const Ar
   }
   double width = inputNumber("inputWidth");
   if (width == 0 && context.viewport().width > 0) {
-    width = static_cast<double>(image->width()) / context.viewport().width * context.bounds().width;
+    width = image->logicalWidth() / context.viewport().width * context.bounds().width;
   }
   const double height = width * image->height() / image->width();
   const double x = inputNumber("inputX");

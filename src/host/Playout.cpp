@@ -43,6 +43,7 @@ std::unique_ptr<Playout::Scene> Playout::makeScene(const Composition& compositio
   auto scene = std::make_unique<Scene>(composition);
   scene->context.setCompositionPath(composition.path());
   scene->firstFrame = firstFrame;
+  renderer_.setLogicalWidth(composition.width());
   renderer_.beginFrame(scene->context, composition.background());
   scene->graph = std::make_unique<CompositionGraph>(scene->composition, availablePatches(), scene->context,
                                                     scene->queue);
@@ -114,6 +115,7 @@ void Playout::play(std::optional<long long> frames, const std::function<void()>&
 
 void Playout::drawFrame(long long frame, bool readBack) {
   Scene& scene = *scene_;
+  renderer_.setLogicalWidth(scene.composition.width());
   renderer_.beginFrame(scene.context, scene.composition.background());
   scene.graph->evaluate(static_cast<double>(frame - scene.firstFrame) / frameRate_);
   if (readBack) {

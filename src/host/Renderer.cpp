@@ -2,6 +2,10 @@
 
 #include <epoxy/gl.h>
 
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
 namespace qva {
 
 Renderer::Creation Renderer::create(int width, int height, GLContext::Platform platform) {
@@ -27,12 +31,24 @@ Renderer::Renderer(std::unique_ptr<GLContext> gl, Framebuffer canvas, int width,
       canvas_(std::move(canvas)),
       width_(width),
       height_(height),
+      logicalWidth_(width),
       // llvmpipe clears in its drawing threads one 64-pixel tile row at a time, which costs a processor
       // several times what filling the texture in whole rows does.
       fillToClear_(gl_->drawsOnProcessor() && epoxy_gl_version() >= 44) {}
 
 Renderer::~Renderer() {
   gl_->makeCurrent();
+}
+
+void Renderer::setLogicalWidth(int logicalWidth) {
+  if (logicalWidth > 0) {
+    logicalWidth_ = logicalWidth;
+  }
+}
+
+PixelSize Renderer::logicalViewport() const {
+  const double logicalHeight = std::round(height_ / outputScale());
+  return {logicalWidth_, static_cast<int>(std::min(logicalHeight, static_cast<double>(INT_MAX)))};
 }
 
 Rect Renderer::bounds() const {
@@ -49,7 +65,8 @@ void Renderer::prepareFrame(ExecutionContext& context, const Rect& area) {
   canvas_.bind();
   context.setGLContext(gl_.get());
   context.setBounds(area);
-  context.setViewport({width_, height_});
+  context.setViewport(logicalViewport());
+  context.setOutputScale(outputScale());
   context.setDepthBufferProvider([this] { provideDepth(); });
   glMatrixMode(GL_TEXTURE);
   glLoadIdentity();

@@ -11,10 +11,12 @@
 
 namespace qva {
 
-// The host's drawing: one GL context and a canvas framebuffer of the composition's size, in composition
-// units from -1 to 1 across and -H/W to H/W up. Each frame clears the canvas to the background, lets the
-// consumers draw, and reads the pixels back as premultiplied BGRA, top row first. The canvas gets a
-// depth buffer when a patch first asks the context for one, and keeps it cleared every frame after.
+// The host's drawing: one GL context and a canvas framebuffer of the output's size, in composition
+// units from -1 to 1 across and -H/W to H/W up. The composition's canvas width in logical pixels spans
+// the output's width, whatever its pixel count: patches see the logical viewport and the output scale. Each
+// frame clears the canvas to the background, lets the consumers draw, and reads the pixels back as
+// premultiplied BGRA, top row first. The canvas gets a depth buffer when a patch first asks the context for
+// one, and keeps it cleared every frame after.
 class Renderer {
  public:
   struct Creation {
@@ -37,6 +39,13 @@ class Renderer {
   int height() const { return height_; }
   // The canvas's colour texture, whose first row is the frame's top one.
   TextureView canvasTexture() const { return canvas_.texture(); }
+  // The composition's canvas width in logical pixels (the output's width unless set); a width that is
+  // not positive leaves it.
+  void setLogicalWidth(int logicalWidth);
+  // Output pixels per logical pixel.
+  double outputScale() const { return static_cast<double>(width_) / logicalWidth_; }
+  // The output in logical pixels: the logical width, and the output's height at that scale.
+  PixelSize logicalViewport() const;
   // (-1, -H/W, 2, 2H/W).
   Rect bounds() const;
 
@@ -63,6 +72,7 @@ class Renderer {
   Framebuffer canvas_;
   int width_;
   int height_;
+  int logicalWidth_;
   // Clear the canvas by filling its texture instead of with glClear.
   bool fillToClear_;
 };

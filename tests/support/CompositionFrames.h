@@ -20,6 +20,7 @@ class CompositionFrames {
   CompositionFrames(Renderer& renderer, const std::string& path)
       : composition_(Composition::load(path)), context_(queue_) {
     context_.setCompositionPath(composition_.path());
+    renderer.setLogicalWidth(composition_.width());
     renderer.beginFrame(context_, composition_.background());
     graph_ = std::make_unique<CompositionGraph>(composition_, availablePatches(), context_, queue_);
     frames_ = std::make_unique<FrameRenderer>(renderer, context_, composition_.background(),

@@ -178,11 +178,11 @@ std::optional<Bitmap> Bitmap::scaled(const PixelBufferView& image, int width, in
   return result;
 }
 
-ImageRef Bitmap::toImage() && {
+ImageRef Bitmap::toImage(double pixelDensity) && {
   std::uint8_t* bytes = std::exchange(bytes_, nullptr);
-  return std::make_shared<BufferImage>(width_, height_, rowBytes_, bytes, [](const std::uint8_t* memory) {
-    std::free(const_cast<std::uint8_t*>(memory));
-  });
+  return std::make_shared<BufferImage>(
+      width_, height_, rowBytes_, bytes,
+      [](const std::uint8_t* memory) { std::free(const_cast<std::uint8_t*>(memory)); }, pixelDensity);
 }
 
 }  // namespace qva

@@ -63,8 +63,9 @@ class Bitmap {
   // or nothing when either size is not positive or the memory cannot be had.
   static std::optional<Bitmap> scaled(const PixelBufferView& image, int width, int height);
 
-  // An image that owns the memory from now on and frees it when the last reference goes.
-  ImageRef toImage() &&;
+  // An image that owns the memory from now on and frees it when the last reference goes; its pixel
+  // density is how many of its pixels make one logical pixel (see Image::pixelDensity).
+  ImageRef toImage(double pixelDensity = 1) &&;
 
  private:
   Bitmap(int width, int height, std::size_t rowBytes, std::uint8_t* bytes);

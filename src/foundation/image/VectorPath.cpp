@@ -97,7 +97,7 @@ void VectorPath::draw(Bitmap& bitmap, const Color& color, bool strokeIt) const {
       cairo_t* cr = cairo_create(surface);
       // Page coordinates are y-up from the bitmap's lower-left corner.
       cairo_translate(cr, -left, height - top);
-      cairo_scale(cr, 1, -1);
+      cairo_scale(cr, scale_, -scale_);
       for (const Operation& operation : operations_) {
         const float* p = operation.points;
         switch (operation.kind) {

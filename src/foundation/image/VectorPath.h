@@ -27,6 +27,8 @@ class VectorPath {
   void setLineWidth(double width) { lineWidth_ = width; }
   double lineWidth() const { return lineWidth_; }
   bool isEmpty() const { return operations_.empty(); }
+  // Bitmap pixels per path unit (1 unless set): a path drawn at scale 2 covers twice the pixels across.
+  void setScale(double scale) { scale_ = scale; }
 
   // Draws over the bitmap's premultiplied pixels; the colour's components are clamped to 0…1.
   void fill(Bitmap& bitmap, const Color& color) const;
@@ -44,6 +46,7 @@ class VectorPath {
   std::vector<Operation> operations_;
   LineJoin lineJoin_ = LineJoin::Miter;
   double lineWidth_ = 1.0;
+  double scale_ = 1.0;
 };
 
 }  // namespace qva

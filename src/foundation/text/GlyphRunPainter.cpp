@@ -138,15 +138,25 @@ void GlyphRunPainter::paintGlyphs(const PlacedGlyphRun& run) const {
     pango_font_description_free(description);
     setColour(attributes.strokeColor.value_or(attributes.foregroundColor));
     StrokedGlyphCache& cache = StrokedGlyphCache::forThisThread();
+    // Masks in the target's pixels, which the drawing may scale to an output's density.
+    const double density = deviceScale(cairo_);
+    cairo_scale(cairo_, 1 / density, 1 / density);
     for (const cairo_glyph_t& glyph : placed) {
-      const StrokedGlyphCache::Mask mask = cache.mask(shaped, glyph.index, lineWidth);
+      const StrokedGlyphCache::Mask mask = cache.mask(shaped, glyph.index, lineWidth, density);
       if (mask.surface != nullptr) {
-        cairo_mask_surface(cairo_, mask.surface, glyph.x + mask.x, glyph.y + mask.y);
+        cairo_mask_surface(cairo_, mask.surface, glyph.x * density + mask.x, glyph.y * density + mask.y);
       }
     }
   }
   cairo_restore(cairo_);
   cairo_scaled_font_destroy(shaped);
+}
+
+double GlyphRunPainter::deviceScale(cairo_t* cairo) {
+  double across = 1;
+  double down = 0;
+  cairo_user_to_device_distance(cairo, &across, &down);
+  return std::hypot(across, down);
 }
 
 // The run's font with its expansion and obliqueness in the glyph shapes (expansion stretches, and

@@ -40,6 +40,8 @@ class GlyphRunPainter {
 
   // The horizontal scale an expansion gives (expansion is the log of the factor).
   static double expansionFactor(const TextAttributes& attributes);
+  // Target pixels per drawing unit across: more than 1 where text is drawn at an output's density.
+  static double deviceScale(cairo_t* cairo);
 
  private:
   static cairo_scaled_font_t* shapedFont(PangoFont* font, const TextAttributes& attributes);

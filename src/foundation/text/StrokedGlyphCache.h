@@ -28,9 +28,9 @@ class StrokedGlyphCache {
   StrokedGlyphCache& operator=(const StrokedGlyphCache&) = delete;
 
   // The mask of the glyph of the font (whose matrices place glyphs in pixels) stroked with the line
-  // width, for an origin on a whole pixel; valid until the next call. No surface when the glyph has no
-  // outline.
-  Mask mask(cairo_scaled_font_t* font, unsigned long glyph, double lineWidth);
+  // width, for an origin on a whole pixel, in pixels scale times as dense (its corner and size in
+  // them too); valid until the next call. No surface when the glyph has no outline.
+  Mask mask(cairo_scaled_font_t* font, unsigned long glyph, double lineWidth, double scale = 1);
 
  private:
   // Masks beyond this many bytes are all dropped at once; text rarely needs more than a few hundred.
@@ -38,7 +38,7 @@ class StrokedGlyphCache {
 
   void clear();
 
-  using Key = std::tuple<cairo_scaled_font_t*, unsigned long, double>;
+  using Key = std::tuple<cairo_scaled_font_t*, unsigned long, double, double>;
   // Each key holds a reference on its font, so a font's address is never reused while cached.
   std::map<Key, Mask> masks_;
   std::size_t bytes_ = 0;

@@ -541,10 +541,13 @@ void TextLayout::Lines::drawShadow(cairo_t* cairo, const TextShadow& shadow, dou
   if (toX <= fromX || toY <= fromY) {
     return;
   }
-  const int maskX = static_cast<int>(std::floor(fromX));
-  const int maskY = static_cast<int>(std::floor(fromY));
-  const int maskWidth = std::min(static_cast<int>(std::ceil(toX)) - maskX, kMaximumSurfaceSide);
-  const int maskHeight = std::min(static_cast<int>(std::ceil(toY)) - maskY, kMaximumSurfaceSide);
+  // The mask has the target's pixels, which the drawing may scale to an output's density: a sharp
+  // shadow stays as sharp as its text.
+  const double scale = GlyphRunPainter::deviceScale(cairo);
+  const int maskX = static_cast<int>(std::floor(fromX * scale));
+  const int maskY = static_cast<int>(std::floor(fromY * scale));
+  const int maskWidth = std::min(static_cast<int>(std::ceil(toX * scale)) - maskX, kMaximumSurfaceSide);
+  const int maskHeight = std::min(static_cast<int>(std::ceil(toY * scale)) - maskY, kMaximumSurfaceSide);
   cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, maskWidth, maskHeight);
   if (cairo_surface_status(mask) != CAIRO_STATUS_SUCCESS) {
     cairo_surface_destroy(mask);
@@ -552,6 +555,7 @@ void TextLayout::Lines::drawShadow(cairo_t* cairo, const TextShadow& shadow, dou
   }
   cairo_t* maskCairo = cairo_create(mask);
   cairo_translate(maskCairo, -maskX, -maskY);
+  cairo_scale(maskCairo, scale, scale);
   const GlyphRunPainter painter(maskCairo, GlyphRunPainter::Mode::Coverage);
   for (const Block& block : blocks) {
     for (const Line& line : block.lines) {
@@ -569,13 +573,16 @@ void TextLayout::Lines::drawShadow(cairo_t* cairo, const TextShadow& shadow, dou
   cairo_destroy(maskCairo);
   cairo_surface_flush(mask);
   GaussianBlur::blurAlpha(cairo_image_surface_get_data(mask), maskWidth, maskHeight,
-                          static_cast<std::size_t>(cairo_image_surface_get_stride(mask)), sigma);
+                          static_cast<std::size_t>(cairo_image_surface_get_stride(mask)), sigma * scale);
   cairo_surface_mark_dirty(mask);
 
   const Color& colour = shadow.color;
   cairo_set_source_rgba(cairo, std::clamp(colour.red, 0.0, 1.0), std::clamp(colour.green, 0.0, 1.0),
                         std::clamp(colour.blue, 0.0, 1.0), std::clamp(colour.alpha, 0.0, 1.0));
-  cairo_mask_surface(cairo, mask, maskX + dx, maskY + dy);
+  cairo_save(cairo);
+  cairo_scale(cairo, 1 / scale, 1 / scale);
+  cairo_mask_surface(cairo, mask, maskX + dx * scale, maskY + dy * scale);
+  cairo_restore(cairo);
   cairo_surface_destroy(mask);
 }
 
@@ -656,9 +663,9 @@ double TextLayout::fittedHeight() const {
   return lines_->fittedHeight;
 }
 
-void TextLayout::draw(Bitmap& bitmap, double left, double top) const {
+void TextLayout::draw(Bitmap& bitmap, double left, double top, double scale) const {
   if (lines_->lineCount == 0 || bitmap.bytes() == nullptr || bitmap.rowBytes() % 4 != 0 ||
-      !std::isfinite(left) || !std::isfinite(top)) {
+      !std::isfinite(left) || !std::isfinite(top) || !(scale > 0) || !std::isfinite(scale)) {
     return;
   }
   for (int tileY = 0; tileY < bitmap.height(); tileY += kMaximumSurfaceSide) {
@@ -671,8 +678,9 @@ void TextLayout::draw(Bitmap& bitmap, double left, double top) const {
       if (cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS) {
         cairo_t* cairo = cairo_create(surface);
         cairo_translate(cairo, -tileX, -tileY);
+        cairo_scale(cairo, scale, scale);
         lines_->drawTile(cairo, left, top,
-                         TextRect{double(tileX), double(tileY), double(width), double(height)});
+                         TextRect{tileX / scale, tileY / scale, width / scale, height / scale});
         cairo_destroy(cairo);
         cairo_surface_flush(surface);
       }

@@ -60,9 +60,10 @@ class TextLayout {
   double fittedHeight() const;
 
   // Draws the text over the bitmap's premultiplied pixels with the container's top-left corner at
-  // (left, top) in bitmap pixels (y down). Lines whose top lies within the container's height are drawn;
-  // the bitmap's edges clip, and so does the container's width for lines in the Clip line break mode.
-  void draw(Bitmap& bitmap, double left, double top) const;
+  // (left, top) in layout pixels (y down), scale bitmap pixels to a layout pixel. Lines whose top lies
+  // within the container's height are drawn; the bitmap's edges clip, and so does the container's width
+  // for lines in the Clip line break mode.
+  void draw(Bitmap& bitmap, double left, double top, double scale = 1) const;
 
   // The number of words in the text by ICU's word boundaries (runs of letters, numbers or ideographs).
   static std::size_t wordCount(std::u16string_view text);

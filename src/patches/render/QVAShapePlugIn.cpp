@@ -37,16 +37,20 @@ PortDescription QVAShapePlugIn::outputImagePort() {
   return PortDescription::port("outputImage", PortType::Image, "Image");
 }
 
-bool QVAShapePlugIn::execute(ExecutionContext& /*context*/, double /*time*/, const Arguments& /*arguments*/) {
+bool QVAShapePlugIn::execute(ExecutionContext& context, double /*time*/, const Arguments& /*arguments*/) {
   const Geometry geometry{inputIndex("inputWidth"), inputIndex("inputHeight"),
                           inputNumber("inputOutlineWidth"), inputBoolean("inputDrawOutline")};
   VectorPath path = shapePath(geometry);
+  // The shape is sized in logical pixels and drawn at the output's density.
+  path.setScale(context.outputScale());
+  const double width = context.outputPixels(geometry.width);
+  const double height = context.outputPixels(geometry.height);
 
   std::optional<Bitmap> bitmap;
-  if (geometry.width <= static_cast<std::uint32_t>(std::numeric_limits<int>::max()) &&
-      geometry.height <= static_cast<std::uint32_t>(std::numeric_limits<int>::max())) {
-    bitmap = Bitmap::allocate(static_cast<int>(geometry.width), static_cast<int>(geometry.height),
-                              Bitmap::paddedRowBytes(geometry.width));
+  constexpr auto kLargestSide = static_cast<double>(std::numeric_limits<int>::max());
+  if (width <= kLargestSide && height <= kLargestSide) {
+    bitmap = Bitmap::allocate(static_cast<int>(width), static_cast<int>(height),
+                              Bitmap::paddedRowBytes(static_cast<std::uint32_t>(width)));
   }
   if (!bitmap) {
     ProcessLog::write(patchClass().name + ": cannot make an image of " + std::to_string(geometry.width) +
@@ -63,7 +67,7 @@ bool QVAShapePlugIn::execute(ExecutionContext& /*context*/, double /*time*/, con
     path.setLineWidth(geometry.outlineWidth > 1.0 ? geometry.outlineWidth : 1.0);
     path.stroke(*bitmap, valueForInputKey("inputOutlineColor").colorValue().value_or(none));
   }
-  setValueForOutputKey(Value(std::move(*bitmap).toImage()), "outputImage");
+  setValueForOutputKey(Value(std::move(*bitmap).toImage(context.outputScale())), "outputImage");
   return true;
 }
 

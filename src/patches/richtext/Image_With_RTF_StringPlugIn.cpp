@@ -256,7 +256,8 @@ bool Image_With_RTF_StringPlugIn::execute(ExecutionContext& context, double, con
   const ImageSize size = measure(built);
   publishDisplaySize(context, size);
 
-  std::optional<Bitmap> bitmap = RichTextBitmap::allocate(size.width, size.height, kOrigin);
+  // Drawn at the output's density: the image shows at its logical size, sharp on a larger output.
+  std::optional<Bitmap> bitmap = RichTextBitmap::allocate(size.width, size.height, context, kOrigin);
   if (!bitmap) {
     setValueForOutputKey(Value(), "outputImage");
     return true;
@@ -276,8 +277,8 @@ bool Image_With_RTF_StringPlugIn::execute(ExecutionContext& context, double, con
     default:
       break;
   }
-  layout.draw(*bitmap, 0, top);
-  setValueForOutputKey(Value(std::move(*bitmap).toImage()), "outputImage");
+  layout.draw(*bitmap, 0, top, context.outputScale());
+  setValueForOutputKey(Value(std::move(*bitmap).toImage(context.outputScale())), "outputImage");
   return true;
 }
 

@@ -35,16 +35,17 @@ const PatchClass& RTF_File_to_ImagePlugIn::patchClass() {
 
 RTF_File_to_ImagePlugIn::RTF_File_to_ImagePlugIn() : QVAPlugIn(patchClass()) {}
 
-ImageRef RTF_File_to_ImagePlugIn::imageForContext(const ExecutionContext&) const {
+ImageRef RTF_File_to_ImagePlugIn::imageForContext(const ExecutionContext& context) const {
   const std::uint32_t width = inputIndex("inputWidth");
   const std::uint32_t height = inputIndex("inputHeight");
   std::optional<Bitmap> bitmap =
-      RichTextBitmap::allocate(width, height, "[RTF_File_to_ImagePlugIn imageForContext:]");
+      RichTextBitmap::allocate(width, height, context, "[RTF_File_to_ImagePlugIn imageForContext:]");
   if (!bitmap) {
     return nullptr;
   }
-  TextLayout(*document, {static_cast<double>(width), static_cast<double>(height)}).draw(*bitmap, 0, 0);
-  return std::move(*bitmap).toImage();
+  TextLayout(*document, {static_cast<double>(width), static_cast<double>(height)})
+      .draw(*bitmap, 0, 0, context.outputScale());
+  return std::move(*bitmap).toImage(context.outputScale());
 }
 
 bool RTF_File_to_ImagePlugIn::execute(ExecutionContext& context, double, const Arguments&) {

@@ -1,5 +1,6 @@
 #include "patches/richtext/RichTextBitmap.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -8,8 +9,14 @@
 
 namespace qva {
 
-std::optional<Bitmap> RichTextBitmap::allocate(std::uint32_t width, std::uint32_t height,
-                                               const std::string& origin) {
+std::optional<Bitmap> RichTextBitmap::allocate(std::uint32_t logicalWidth, std::uint32_t logicalHeight,
+                                               const ExecutionContext& context, const std::string& origin) {
+  const auto pixels = [&context](std::uint32_t side) {
+    return static_cast<std::uint32_t>(
+        std::min(context.outputPixels(side), static_cast<double>(std::numeric_limits<std::uint32_t>::max())));
+  };
+  const std::uint32_t width = pixels(logicalWidth);
+  const std::uint32_t height = pixels(logicalHeight);
   constexpr auto kLargestSide = static_cast<std::uint32_t>(std::numeric_limits<int>::max());
   std::optional<Bitmap> bitmap;
   if (width <= kLargestSide && height <= kLargestSide) {

@@ -18,6 +18,13 @@ std::shared_ptr<TextScrollerString> TextScrollerString::textScrollerStringWithSt
 }
 
 std::shared_ptr<TextScrollerString> TextScrollerString::textScrollerStringWithImage(ImageRef image) {
+  // Tiles are drawn in logical pixels: an image drawn at an output's density is brought to its size.
+  if (const auto pixels = image && image->pixelDensity() != 1 ? image->pixelBuffer() : std::nullopt) {
+    std::optional<Bitmap> logical =
+        Bitmap::scaled(*pixels, static_cast<int>(std::lround(image->logicalWidth())),
+                       static_cast<int>(std::lround(image->logicalHeight())));
+    image = logical ? std::move(*logical).toImage() : nullptr;
+  }
   const float width = image ? static_cast<float>(image->width()) : 0;
   const double height = image ? image->height() : 0;
   return std::shared_ptr<TextScrollerString>(

@@ -68,10 +68,13 @@ bool QVAStyledSubtitlesPlugIn::execute(ExecutionContext& context, double, const 
   if (scriptChanged) {
     loadScript(context);
   }
-  const PixelSize& viewport = context.viewport();
-  const bool resized = viewport.width != renderedSize_.width || viewport.height != renderedSize_.height;
+  // The script is drawn over the whole viewport at the output's density: as sharp as the output.
+  const PixelSize output{static_cast<int>(context.outputPixels(context.viewport().width)),
+                         static_cast<int>(context.outputPixels(context.viewport().height))};
+  const bool resized = output.width != renderedSize_.width || output.height != renderedSize_.height ||
+                       context.outputScale() != renderedScale_;
   if (scriptChanged || fontsChanged || resized || didValueForInputKeyChange("inputMovieTime")) {
-    renderFrame(viewport);
+    renderFrame(output, context.outputScale());
   }
   return true;
 }
@@ -101,21 +104,24 @@ void QVAStyledSubtitlesPlugIn::loadScript(ExecutionContext& context) {
   }
 }
 
-void QVAStyledSubtitlesPlugIn::renderFrame(const PixelSize& viewport) {
-  renderedSize_ = viewport;
+void QVAStyledSubtitlesPlugIn::renderFrame(const PixelSize& size, double pixelDensity) {
+  // An unchanged picture keeps the image it had, so that consumers see no change either; an image of
+  // another density is no longer the picture.
+  const bool haveImage = outputValue("outputImage").imageValue() != nullptr && pixelDensity == renderedScale_;
+  renderedSize_ = size;
+  renderedScale_ = pixelDensity;
   if (!renderer_.hasScript()) {
     setValueForOutputKey(Value(ImageRef()), "outputImage");
     setValueForOutputKey(Value(0u), "outputEventCount");
     return;
   }
   const long long milliseconds = millisecondsOf(inputNumber("inputMovieTime"));
-  // An unchanged picture keeps the image it had, so that consumers see no change either.
-  const bool haveImage = outputValue("outputImage").imageValue() != nullptr;
   bool unchanged = false;
   std::optional<Bitmap> frame =
-      renderer_.render(viewport.width, viewport.height, milliseconds, haveImage ? &unchanged : nullptr);
+      renderer_.render(size.width, size.height, milliseconds, haveImage ? &unchanged : nullptr);
   if (!unchanged) {
-    setValueForOutputKey(frame ? Value(std::move(*frame).toImage()) : Value(ImageRef()), "outputImage");
+    setValueForOutputKey(frame ? Value(std::move(*frame).toImage(pixelDensity)) : Value(ImageRef()),
+                         "outputImage");
   }
   setValueForOutputKey(Value(static_cast<std::uint32_t>(renderer_.eventCountAt(milliseconds))),
                        "outputEventCount");
