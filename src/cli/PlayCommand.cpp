@@ -169,9 +169,10 @@ void play(const PlayOptions& options) {
   bool failed = false;
   for (std::size_t index = 0; index < errors.size(); ++index) {
     const PlayoutOutput& output = *playout.outputs()[index];
-    std::fprintf(stderr, "qva: %s: %lld frames written, %lld dropped%s%s\n", output.description().c_str(),
-                 output.written(), output.dropped(), errors[index].empty() ? "" : "; ",
-                 errors[index].c_str());
+    // An output that takes the canvas on the GPU shows its frames rather than writing them.
+    std::fprintf(stderr, "qva: %s: %lld frames %s, %lld dropped%s%s\n", output.description().c_str(),
+                 output.written(), output.takesPixels() ? "written" : "shown", output.dropped(),
+                 errors[index].empty() ? "" : "; ", errors[index].c_str());
     failed = failed || !errors[index].empty();
   }
   if (failed) {
