@@ -39,9 +39,11 @@ void LiveOutput::offer(std::shared_ptr<const Bitmap> frame) {
     }
     if (queued_.size() >= capacity_) {
       ++dropped_;
+      ++droppedSinceQueued_;
       return;
     }
-    queued_.push_back(std::move(frame));
+    queued_.push_back({std::move(frame), droppedSinceQueued_});
+    droppedSinceQueued_ = 0;
   }
   changed_.notify_all();
 }
@@ -53,11 +55,14 @@ void LiveOutput::work() {
     if (queued_.empty()) {
       return;
     }
-    std::shared_ptr<const Bitmap> frame = std::move(queued_.front());
+    Waiting waiting = std::move(queued_.front());
     queued_.pop_front();
     lock.unlock();
-    std::string error = inner_->writeFrame(frame->view());
-    frame.reset();
+    if (waiting.droppedBefore > 0) {
+      inner_->skipFrames(waiting.droppedBefore);
+    }
+    std::string error = inner_->writeFrame(waiting.frame->view());
+    waiting.frame.reset();
     lock.lock();
     if (error.empty()) {
       ++written_;

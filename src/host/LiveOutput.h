@@ -57,7 +57,15 @@ class LiveOutput final : public PlayoutOutput {
   std::size_t capacity_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<std::shared_ptr<const Bitmap>> queued_;
+  struct Waiting {
+    std::shared_ptr<const Bitmap> frame;
+    // Frames dropped between the one queued before and this one.
+    long long droppedBefore = 0;
+  };
+
+  std::deque<Waiting> queued_;
+  // Frames dropped since the last one queued.
+  long long droppedSinceQueued_ = 0;
   long long written_ = 0;
   long long dropped_ = 0;
   std::string error_;

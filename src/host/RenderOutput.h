@@ -30,6 +30,10 @@ class RenderOutput {
   virtual ~RenderOutput();
   // An empty string on success, else why the frame was not written.
   virtual std::string writeFrame(const PixelBufferView& frame) = 0;
+  // The next frame comes that many frame periods later than it would, frames having been dropped before
+  // it. Outputs with a timeline (videos) keep the last frame over the gap, so that they last as long as
+  // the playout; the others have nothing to keep.
+  virtual void skipFrames(long long /*count*/) {}
   // Completes the output; an empty string on success.
   virtual std::string finish() = 0;
   // What the summary line names: the path, or "standard output".

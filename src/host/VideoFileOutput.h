@@ -14,6 +14,7 @@ class VideoFileOutput final : public RenderOutput {
       : writer_(std::move(writer)), path_(std::move(path)) {}
 
   std::string writeFrame(const PixelBufferView& frame) override { return writer_->writeFrame(frame); }
+  void skipFrames(long long count) override { writer_->skipFrames(count); }
   std::string finish() override { return writer_->finish(); }
   std::string description() const override { return path_ + " (" + writer_->codecName() + ")"; }
 

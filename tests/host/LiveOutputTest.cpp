@@ -40,10 +40,12 @@ TEST(LiveOutputTest, BlockedOutputDropsWhatItsQueueCannotHoldAndWritesTheRestInO
   EXPECT_TRUE(record.finished);
   EXPECT_EQ(output.written() + dropped, 50);
   ASSERT_EQ(record.firstBytes.size(), static_cast<std::size_t>(50 - dropped));
-  // What was kept went out in the order given, the earliest first.
+  // What was kept went out in the order given, the earliest first, each at its own time: the output was
+  // told of the frames dropped before it.
   EXPECT_EQ(record.firstBytes[0], 0);
   EXPECT_EQ(record.firstBytes[1], 1);
   EXPECT_TRUE(std::is_sorted(record.firstBytes.begin(), record.firstBytes.end()));
+  EXPECT_EQ(record.times, std::vector<long long>(record.firstBytes.begin(), record.firstBytes.end()));
 }
 
 TEST(LiveOutputTest, FailedOutputKeepsItsErrorAndTakesNoMoreFrames) {

@@ -9,8 +9,9 @@
 
 namespace qva {
 
-// An output for tests that holds every frame until released, notes the first byte of each frame it
-// writes (and, when asked, a copy of the whole frame), and fails from a given frame on when asked.
+// An output for tests that holds every frame until released, notes the first byte and the time (in frame
+// periods, counting those skipped) of each frame it writes (and, when asked, a copy of the whole frame),
+// and fails from a given frame on when asked.
 class BlockingOutput final : public RenderOutput {
  public:
   struct Record {
@@ -18,6 +19,8 @@ class BlockingOutput final : public RenderOutput {
     std::condition_variable changed;
     bool released = true;
     std::vector<int> firstBytes;
+    std::vector<long long> times;
+    long long nextTime = 0;
     bool keepsFrames = false;
     std::vector<std::vector<std::uint8_t>> frames;  // rows packed tightly, when keepsFrames
     int failFrom = -1;
@@ -50,6 +53,7 @@ class BlockingOutput final : public RenderOutput {
       return "the test output failed";
     }
     record_.firstBytes.push_back(frame.bytes[0]);
+    record_.times.push_back(record_.nextTime++);
     if (record_.keepsFrames) {
       std::vector<std::uint8_t>& copy = record_.frames.emplace_back();
       for (int y = 0; y < frame.height; ++y) {
@@ -58,6 +62,10 @@ class BlockingOutput final : public RenderOutput {
       }
     }
     return {};
+  }
+  void skipFrames(long long count) override {
+    std::lock_guard lock(record_.mutex);
+    record_.nextTime += count;
   }
   std::string finish() override {
     std::lock_guard lock(record_.mutex);

@@ -48,10 +48,9 @@ ChunkedEncoder::~ChunkedEncoder() {
   }
 }
 
-std::string ChunkedEncoder::write(const PixelBufferView& frame, const PacketSink& sink) {
+std::string ChunkedEncoder::write(const PixelBufferView& frame, long long time, const PacketSink& sink) {
   if (!filling_) {
     filling_ = std::make_unique<Chunk>();
-    filling_->firstFrame = framesGiven_;
   }
   std::optional<Bitmap> copy;
   {
@@ -72,7 +71,7 @@ std::string ChunkedEncoder::write(const PixelBufferView& frame, const PacketSink
     std::copy_n(frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes, rowLength, copy->row(y));
   }
   filling_->frames.push_back(std::move(*copy));
-  ++framesGiven_;
+  filling_->times.push_back(time);
   if (filling_->frames.size() < chunkLength_) {
     return writeFinished(sink, false);
   }
@@ -188,14 +187,13 @@ std::string ChunkedEncoder::encode(Chunk& chunk, EncoderInput& input) {
       chunk.packets.push_back(packet);
     }
   };
-  long long pts = chunk.firstFrame;
-  for (const Bitmap& frame : chunk.frames) {
-    AVFrame* filled = input.fill(frame.view());
+  for (std::size_t index = 0; index < chunk.frames.size(); ++index) {
+    AVFrame* filled = input.fill(chunk.frames[index].view());
     if (filled == nullptr) {
       error = "out of memory";
       break;
     }
-    filled->pts = pts++;
+    filled->pts = chunk.times[index];
     if (const int code = avcodec_send_frame(encoder, filled); code < 0) {
       error = encodingError(code);
       break;

@@ -36,17 +36,18 @@ class ChunkedEncoder {
   ChunkedEncoder(const ChunkedEncoder&) = delete;
   ChunkedEncoder& operator=(const ChunkedEncoder&) = delete;
 
-  // Copies the frame into the chunk being filled, and hands the packets of the chunks finished so far
-  // to sink, in order, on the calling thread. Waits while every thread has a chunk and another is
-  // full, so that memory stays bounded.
-  std::string write(const PixelBufferView& frame, const PacketSink& sink);
+  // Copies the frame, shown at time (in frame periods, later than the last frame's), into the chunk being
+  // filled, and hands the packets of the chunks finished so far to sink, in order, on the calling thread.
+  // Waits while every thread has a chunk and another is full, so that memory stays bounded.
+  std::string write(const PixelBufferView& frame, long long time, const PacketSink& sink);
   // Encodes what is left and hands all remaining packets to sink.
   std::string finish(const PacketSink& sink);
 
  private:
   struct Chunk {
-    long long firstFrame = 0;
     std::vector<Bitmap> frames;
+    // Each frame's time, in frame periods.
+    std::vector<long long> times;
     std::vector<AVPacket*> packets;
     bool done = false;
     std::string error;
@@ -64,7 +65,6 @@ class ChunkedEncoder {
   int height_;
   std::size_t chunkLength_;
   std::size_t threadCount_;
-  long long framesGiven_ = 0;
   std::unique_ptr<Chunk> filling_;
 
   std::mutex mutex_;

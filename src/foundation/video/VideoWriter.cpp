@@ -208,17 +208,17 @@ std::string VideoWriter::writeFrame(const PixelBufferView& frame) {
   if (frame.width != encoder_->width || frame.height != encoder_->height || frame.bytes == nullptr) {
     return "frame of the wrong size for " + path_;
   }
-  ++frameIndex_;
+  const long long time = nextTime_++;
   if (chunked_) {
     const std::string error =
-        chunked_->write(frame, [this](AVPacket* packet) { return writePacket(packet); });
+        chunked_->write(frame, time, [this](AVPacket* packet) { return writePacket(packet); });
     return error.empty() ? error : path_ + ": " + error;
   }
   AVFrame* filled = input_->fill(frame);
   if (filled == nullptr) {
     return "out of memory";
   }
-  filled->pts = frameIndex_ - 1;
+  filled->pts = time;
   return encode(filled);
 }
 

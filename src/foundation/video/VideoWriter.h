@@ -38,6 +38,9 @@ class VideoWriter {
 
   // An empty string on success, else why the frame could not be encoded.
   std::string writeFrame(const PixelBufferView& frame);
+  // The next frame comes that many frame periods later than it would: the last frame written lasts
+  // until then.
+  void skipFrames(long long count) { nextTime_ += count; }
   std::string finish();
   const std::string& codecName() const { return codec_; }
 
@@ -51,7 +54,8 @@ class VideoWriter {
   std::string partialPath_;
   std::string codec_;
   bool finished_ = false;
-  long long frameIndex_ = 0;
+  // The next frame's time, in frame periods.
+  long long nextTime_ = 0;
   AVFormatContext* format_ = nullptr;
   // The encoder of the stream; with chunks, it only describes the stream, and each chunk has its own.
   AVCodecContext* encoder_ = nullptr;

@@ -44,6 +44,8 @@ class VideoWriterTest : public ::testing::Test {
     std::string pixelFormat;
     long long frames = 0;
     long long keyFrames = 0;
+    // Each packet's time, in periods of 25 frames a second.
+    std::vector<long long> times;
     AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;
     std::vector<std::vector<std::uint8_t>> decoded;
   };
@@ -79,6 +81,7 @@ class VideoWriterTest : public ::testing::Test {
     while (av_read_frame(format, packet) >= 0) {
       ++result.frames;
       result.keyFrames += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
+      result.times.push_back(av_rescale_q(packet->pts, format->streams[0]->time_base, AVRational{1, 25}));
       if (decoding) {
         avcodec_send_packet(decoder, packet);
       }
@@ -198,6 +201,31 @@ TEST_F(VideoWriterTest, FramesEncodedInChunksComeOutInOrder) {
         EXPECT_NEAR(pixelAt(frames[i], 40, barTop + 9)[3], 128, 1) << i;
       }
     }
+  }
+}
+
+// Frame periods skipped (frames a live output had no room for) leave the last frame on over the gap,
+// across chunks of QuickTime Animation as in a single FFV1 encoder, so that the video keeps its length.
+TEST_F(VideoWriterTest, SkippedFramePeriodsLeaveGapsInTheTimeline) {
+  for (const char* name : {"gaps.mov", "gaps.mkv"}) {
+    SCOPED_TRACE(name);
+    const auto path = (folder_ / name).string();
+    auto creation = VideoWriter::open(path, 64, 36, 25, "", FieldOrder::Progressive);
+    ASSERT_TRUE(creation.writer) << creation.error;
+    std::vector<long long> expected;
+    long long time = 0;
+    for (int i = 0; i < 15; ++i) {
+      if (i == 5 || i == 13) {
+        const long long skipped = i == 5 ? 3 : 20;
+        creation.writer->skipFrames(skipped);
+        time += skipped;
+      }
+      paint(11);
+      EXPECT_EQ(creation.writer->writeFrame(frame_->view()), "");
+      expected.push_back(time++);
+    }
+    EXPECT_EQ(creation.writer->finish(), "");
+    EXPECT_EQ(probe(path).times, expected);
   }
 }
 
