@@ -7,6 +7,7 @@
 #include <string>
 
 #include "ExecuteOnce.h"
+#include "ProjectFonts.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "patches/richtext/Image_With_RTF_StringPlugIn.h"
 #include "patches/richtext/RTF_StylePlugIn.h"
@@ -14,8 +15,6 @@
 namespace {
 
 using namespace qva;
-
-const bool kProjectFonts = setenv("FONTCONFIG_FILE", QVA_FONTS_CONF, 0) == 0;
 
 std::string lowerThirdStyle() {
   RTF_StylePlugIn::Settings settings;

@@ -17,6 +17,7 @@
 #include <string>
 
 #include "ExecuteOnce.h"
+#include "ProjectFonts.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/image/Bitmap.h"
 #include "framework/Structure.h"
@@ -34,9 +35,8 @@ constexpr int kCrawlHeight = 100;
 constexpr double kFrameRate = 50;
 constexpr double kSpeed = 200;
 constexpr double kFontSize = 40;
+// The project's font configuration (ProjectFonts.h) maps the scroller's default family onto the same file.
 const char* const kFontFile = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
-// The project's font configuration maps the scroller's default family onto the same DejaVu Sans.
-const bool kProjectFonts = setenv("FONTCONFIG_FILE", QVA_SOURCE_DIR "/data/fonts/fonts.conf", 0) == 0;
 
 std::string headline(int index) {
   return "Headline number " + std::to_string(index) + " from the newsroom";

@@ -13,6 +13,7 @@
 
 #include "ExecuteOnce.h"
 #include "GeneratedScript.h"
+#include "ProjectFonts.h"
 #include "foundation/dispatch/TaskQueue.h"
 #include "foundation/subtitles/ScriptRenderer.h"
 #include "foundation/xpl/xplFiles.h"
@@ -26,8 +27,6 @@ constexpr int kHeight = 1080;
 constexpr double kFrameRate = 25;
 constexpr int kEvents = 900;
 constexpr int kSlotMs = 2000;
-// The fonts both renderers draw with.
-const bool kProjectFonts = setenv("FONTCONFIG_FILE", QVA_SOURCE_DIR "/data/fonts/fonts.conf", 0) == 0;
 
 // kEvents events, one every two seconds, each fading in and out, every fourth placed higher with a
 // second event beside it and every tenth sung in karaoke.
