@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/RenderOutput.h"
+#include "support/PixelProbe.h"
 
 namespace qva {
 
@@ -55,11 +56,7 @@ class BlockingOutput final : public RenderOutput {
     record_.firstBytes.push_back(frame.bytes[0]);
     record_.times.push_back(record_.nextTime++);
     if (record_.keepsFrames) {
-      std::vector<std::uint8_t>& copy = record_.frames.emplace_back();
-      for (int y = 0; y < frame.height; ++y) {
-        const std::uint8_t* row = frame.bytes + static_cast<std::size_t>(y) * frame.rowBytes;
-        copy.insert(copy.end(), row, row + frame.width * 4);
-      }
+      record_.frames.push_back(packedBytes(frame));
     }
     return {};
   }
